@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "ExtractChannelCnbl.h"
+#include "ExtractChannelWidget.h"
+#include "ProcessingPlugin.h"
+#include "TestPictures.h"
+
+#include <QCoreApplication>
+#include <QDomDocument>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTranslator>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+/// The texts that Qt's tools find in a context of the plug-in's sources.
+QStringList textsFoundIn(const QString& context) {
+    const QTemporaryDir folder;
+    const QString file = folder.filePath("found.ts");
+    QProcess lupdate;
+    lupdate.start(ZU_LUPDATE, {"-silent", "-no-obsolete", "-locations", "none", ZVP_SOURCES, "-ts", file});
+    EXPECT_TRUE(lupdate.waitForFinished());
+    EXPECT_EQ(lupdate.exitCode(), 0) << lupdate.readAllStandardError().constData();
+
+    QFile found(file);
+    EXPECT_TRUE(found.open(QIODevice::ReadOnly));
+    QDomDocument document;
+    EXPECT_TRUE(document.setContent(&found));
+    QStringList texts;
+    const QDomNodeList contexts = document.elementsByTagName("context");
+    for (int i = 0; i < contexts.size(); ++i) {
+        const QDomElement element = contexts.at(i).toElement();
+        if (element.firstChildElement("name").text() != context)
+            continue;
+        const QDomNodeList sources = element.elementsByTagName("source");
+        for (int j = 0; j < sources.size(); ++j)
+            texts.append(sources.at(j).toElement().text());
+    }
+    texts.sort();
+    return texts;
+}
+
+TEST(Translation, toolsFindEveryTextInTheContextOfItsClass) {
+    EXPECT_EQ(textsFoundIn("CzExtractChannelCnbl"),
+              (QStringList{"Blue", "Channel", "Cyan", "Extract",
+                           "Extracts one channel from the input image.<br>Can be used for extracting RAW "
+                           "channels and HSI bands too.",
+                           "Green", "Magenta", "Mono", "Red", "Yellow"}));
+    EXPECT_EQ(textsFoundIn("CzExtractChannelWidget"), QStringList{"Extract Channel"});
+    EXPECT_EQ(textsFoundIn("CzProcessingPlugin"),
+              (QStringList{"Image Processing", "This plugin implements a set of image processing objects."}));
+}
+
+/// The plug-in in another language.
+class Translated : public testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(translator.load(ZVP_TRANSLATION));
+        ASSERT_TRUE(QCoreApplication::installTranslator(&translator));
+    }
+    void TearDown() override { QCoreApplication::removeTranslator(&translator); }
+
+    QStringList channels(const SzPicBufInfo& format) {
+        LooseElement<CzExtractChannelCnbl> element;
+        element.setInput(format);
+        int selected = 0;
+        return element.currentChannels(selected).names;
+    }
+
+    QStringList channels(EzColorFilterArray filter) {
+        return channels(pictureFormat(8, 8, 1, EzImageDataType::UInt8, filter));
+    }
+
+    QTranslator translator;
+};
+
+TEST_F(Translated, channelsAreNamedInTheLanguageOfTheUser) {
+    EXPECT_EQ(channels(EzColorFilterArray::BayerRGGB), (QStringList{"Rot", "Grün 1", "Grün 2", "Blau"}));
+    EXPECT_EQ(channels(EzColorFilterArray::CMYG), (QStringList{"Zyan", "Purpur", "Gelb", "Grün"}));
+    EXPECT_EQ(channels(EzColorFilterArray::RGBR), (QStringList{"Rot 1", "Grün", "Blau", "Rot 2"}));
+    EXPECT_EQ(channels(EzColorFilterArray::None), QStringList{"Einfarbig"});
+    EXPECT_EQ(channels(pictureFormat(8, 8, 2)), (QStringList{"Kanal 0", "Kanal 1"}));
+}
+
+TEST_F(Translated, bandNamesAreTheSensors) {
+    LooseElement<CzExtractChannelCnbl> element;
+    auto zone = filterZone(1, 1);
+    zone.bands = {CzHsiCameraParams::CzBand("Red", 650.0)};
+    element.setInput(pictureFormat(8, 8, 1, EzImageDataType::UInt8, EzColorFilterArray::Hyperspectral),
+                     hyperspectral({zone}));
+    int selected = 0;
+    EXPECT_EQ(element.currentChannels(selected).names, QStringList{"Red"});
+}
+
+TEST_F(Translated, elementWidgetAndPluginSpeakTheLanguageOfTheUser) {
+    LooseElement<CzExtractChannelCnbl> element;
+    QString topic;
+    EXPECT_EQ(element.caption(), "Auszug");
+    EXPECT_EQ(element.help(topic), "Zieht einen Kanal heraus.");
+    EXPECT_EQ(CzExtractChannelWidget(&element).windowTitle(), "Kanal herausziehen");
+    CzProcessingPlugin plugin;
+    EXPECT_EQ(plugin.pluginName(), "Bildverarbeitung");
+    EXPECT_EQ(plugin.pluginDescription(), "Verarbeitet Bilder.");
+    EXPECT_EQ(plugin.vendorName(), "zuViewer Project");
+    EXPECT_EQ(plugin.vendorUrl(), "https://zuviewer.example");
+}
+
+} // namespace

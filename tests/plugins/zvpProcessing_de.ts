@@ -1,0 +1,66 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!-- SPDX-License-Identifier: GPL-3.0-or-later -->
+<!DOCTYPE TS>
+<TS version="2.1" language="de" sourcelanguage="en">
+<context>
+    <name>CzExtractChannelCnbl</name>
+    <message>
+        <source>Red</source>
+        <translation>Rot</translation>
+    </message>
+    <message>
+        <source>Green</source>
+        <translation>Grün</translation>
+    </message>
+    <message>
+        <source>Blue</source>
+        <translation>Blau</translation>
+    </message>
+    <message>
+        <source>Cyan</source>
+        <translation>Zyan</translation>
+    </message>
+    <message>
+        <source>Magenta</source>
+        <translation>Purpur</translation>
+    </message>
+    <message>
+        <source>Yellow</source>
+        <translation>Gelb</translation>
+    </message>
+    <message>
+        <source>Mono</source>
+        <translation>Einfarbig</translation>
+    </message>
+    <message>
+        <source>Channel</source>
+        <translation>Kanal</translation>
+    </message>
+    <message>
+        <source>Extract</source>
+        <translation>Auszug</translation>
+    </message>
+    <message>
+        <source>Extracts one channel from the input image.&lt;br&gt;Can be used for extracting RAW channels and HSI bands too.</source>
+        <translation>Zieht einen Kanal heraus.</translation>
+    </message>
+</context>
+<context>
+    <name>CzExtractChannelWidget</name>
+    <message>
+        <source>Extract Channel</source>
+        <translation>Kanal herausziehen</translation>
+    </message>
+</context>
+<context>
+    <name>CzProcessingPlugin</name>
+    <message>
+        <source>Image Processing</source>
+        <translation>Bildverarbeitung</translation>
+    </message>
+    <message>
+        <source>This plugin implements a set of image processing objects.</source>
+        <translation>Verarbeitet Bilder.</translation>
+    </message>
+</context>
+</TS>

@@ -27,7 +27,7 @@ QStringList registeredClasses() {
 TEST(ProcessingPlugin, registersItsElementsInTheOrderOfTheHostsCatalogue) {
     CzProcessingPlugin plugin;
     EXPECT_TRUE(plugin.initialize());
-    EXPECT_EQ(registeredClasses(), (QStringList{"CzExtractChannelCnbl"}));
+    EXPECT_EQ(registeredClasses(), (QStringList{"CzExtractChannelCnbl", "CzRotateImageCnbl"}));
     CzRTTI::instance()->unregisterClasses(&plugin);
     EXPECT_EQ(registeredClasses(), QStringList());
 }

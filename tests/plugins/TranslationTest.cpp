@@ -2,12 +2,15 @@
 #include "ExtractChannelCnbl.h"
 #include "ExtractChannelWidget.h"
 #include "ProcessingPlugin.h"
+#include "RotateConfigurationWidget.h"
+#include "RotateImageCnbl.h"
 #include "TestPictures.h"
 
 #include <QCoreApplication>
 #include <QDomDocument>
 #include <QFile>
 #include <QProcess>
+#include <QRadioButton>
 #include <QTemporaryDir>
 #include <QTranslator>
 
@@ -49,6 +52,9 @@ TEST(Translation, toolsFindEveryTextInTheContextOfItsClass) {
                            "channels and HSI bands too.",
                            "Green", "Magenta", "Mono", "Red", "Yellow"}));
     EXPECT_EQ(textsFoundIn("CzExtractChannelWidget"), QStringList{"Extract Channel"});
+    EXPECT_EQ(textsFoundIn("CzRotateImageCnbl"), (QStringList{"CCW", "CW", "Rotate"}));
+    EXPECT_EQ(textsFoundIn("CzRotateConfigurationWidget"),
+              (QStringList{"Clockwise", "Counterclockwise", "Rotation Configuration"}));
     EXPECT_EQ(textsFoundIn("CzProcessingPlugin"),
               (QStringList{"Image Processing", "This plugin implements a set of image processing objects."}));
 }
@@ -100,6 +106,19 @@ TEST_F(Translated, elementWidgetAndPluginSpeakTheLanguageOfTheUser) {
     EXPECT_EQ(element.caption(), "Auszug");
     EXPECT_EQ(element.help(topic), "Zieht einen Kanal heraus.");
     EXPECT_EQ(CzExtractChannelWidget(&element).windowTitle(), "Kanal herausziehen");
+
+    CzRotateImageCnbl rotate;
+    EXPECT_EQ(rotate.caption(), "Drehen");
+    QList<CzChainable::CzSimpleStateConfigButton> buttons;
+    bool exclusive = false;
+    rotate.simpleStateConfigButtons(buttons, exclusive);
+    EXPECT_EQ(buttons.at(0).caption(), "Links");
+    EXPECT_EQ(buttons.at(1).caption(), "Rechts");
+    const CzRotateConfigurationWidget rotateWidget(&rotate);
+    EXPECT_EQ(rotateWidget.windowTitle(), "Drehung einstellen");
+    EXPECT_EQ(rotateWidget.findChild<QRadioButton*>("clockButton")->text(), "Im Uhrzeigersinn");
+    EXPECT_EQ(rotateWidget.findChild<QRadioButton*>("counterClockButton")->text(), "Gegen den Uhrzeigersinn");
+
     CzProcessingPlugin plugin;
     EXPECT_EQ(plugin.pluginName(), "Bildverarbeitung");
     EXPECT_EQ(plugin.pluginDescription(), "Verarbeitet Bilder.");

@@ -63,4 +63,34 @@
         <translation>Verarbeitet Bilder.</translation>
     </message>
 </context>
+<context>
+    <name>CzRotateImageCnbl</name>
+    <message>
+        <source>Rotate</source>
+        <translation>Drehen</translation>
+    </message>
+    <message>
+        <source>CCW</source>
+        <translation>Links</translation>
+    </message>
+    <message>
+        <source>CW</source>
+        <translation>Rechts</translation>
+    </message>
+</context>
+<context>
+    <name>CzRotateConfigurationWidget</name>
+    <message>
+        <source>Rotation Configuration</source>
+        <translation>Drehung einstellen</translation>
+    </message>
+    <message>
+        <source>Clockwise</source>
+        <translation>Im Uhrzeigersinn</translation>
+    </message>
+    <message>
+        <source>Counterclockwise</source>
+        <translation>Gegen den Uhrzeigersinn</translation>
+    </message>
+</context>
 </TS>

@@ -34,8 +34,8 @@ void clearPicture(SzPicBuf& picture) {
         std::memset(picture.data + line * picture.linePitch, 0, packedLineBytes(picture));
 }
 
-OutputPicture::OutputPicture(void* memoryPool, QObject* owner, const SzPicBufInfo& format) {
-    CzPicBufAPI::AllocPicBufFromPool(memoryPool, owner, m_picture, format, false);
+OutputPicture::OutputPicture(void* memoryPool, QObject* owner, const SzPicBufInfo& format, bool flag) {
+    CzPicBufAPI::AllocPicBufFromPool(memoryPool, owner, m_picture, format, flag);
 }
 
 OutputPicture::~OutputPicture() {

@@ -90,8 +90,8 @@ void clearPicture(SzPicBuf& picture);
 /// An output picture out of the chain's pool. Goes back to the pool with the guard unless it was delivered.
 class OutputPicture {
 public:
-    /// Whether there is a picture: test before use.
-    OutputPicture(void* memoryPool, QObject* owner, const SzPicBufInfo& format);
+    /// Whether there is a picture: test before use. The flag is the pool's.
+    OutputPicture(void* memoryPool, QObject* owner, const SzPicBufInfo& format, bool flag = false);
     ~OutputPicture();
 
     OutputPicture(const OutputPicture&) = delete;

@@ -4,6 +4,7 @@
 #include "CoreVersion.h"
 #include "ExtractChannelCnbl.h"
 #include "RTTI.h"
+#include "RotateImageCnbl.h"
 
 CzProcessingPlugin::CzProcessingPlugin() = default;
 
@@ -11,6 +12,7 @@ bool CzProcessingPlugin::initialize() {
     // The order in which the host lists the elements.
     const QMetaObject* const elements[] = {
         &CzExtractChannelCnbl::staticMetaObject,
+        &CzRotateImageCnbl::staticMetaObject,
     };
     for (const QMetaObject* element : elements)
         CzRTTI::instance()->registerClass(this, *element, QStringLiteral("CzChainable"));

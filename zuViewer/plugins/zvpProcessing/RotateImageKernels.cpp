@@ -1,0 +1,206 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "RotateImageKernels.h"
+
+#include <omp.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <vector>
+
+namespace {
+
+/// Where the pitch is a multiple of this, the pixels of a column share one set of the fastest cache and drive
+/// each other out. Such a picture is turned into a scratch with another pitch, then copied ...
+constexpr std::size_t collidingPitch = 4096;
+/// ... unless it is larger than this: the C library would map the scratch anew for every frame, which costs
+/// more.
+constexpr std::size_t largestScratch = std::size_t{32} << 20;
+
+constexpr std::size_t cacheLine = 64; // bytes
+
+/// Rows that a thread turns together, so that each cache line of the destination takes several pixels at
+/// once.
+constexpr std::size_t rowsTogether = 8;
+
+/// Stands for a number of samples that is not known to the compiler.
+constexpr std::size_t anyNumber = 0;
+
+template <std::size_t samples, class T>
+void copyPixel(T* out, const T* in, std::size_t channels) {
+    if constexpr (samples == anyNumber) {
+        for (std::size_t i = 0; i < channels; ++i)
+            out[i] = in[i];
+    } else {
+        std::memcpy(out, in, samples * sizeof(T));
+    }
+}
+
+/// Makes so many rows of the source, from row y on, columns of the destination.
+template <EzQuarterTurn turn, std::size_t samples, std::size_t rows, class T>
+void turnRows(PictureView<T> destination, PictureView<const T> source, std::size_t y) {
+    constexpr bool clockwise = turn == EzQuarterTurn::Clockwise;
+    constexpr std::size_t samplesPerCacheLine = cacheLine / sizeof(T);
+    const std::size_t width = source.width;
+    const std::size_t channels = samples == anyNumber ? source.channels : samples;
+
+    // From the left column to the right.
+    std::array<const T*, rows> in;
+    for (std::size_t i = 0; i < rows; ++i)
+        in[i] = source.data + (clockwise ? y + rows - 1 - i : y + i) * width * channels;
+    const std::size_t left = (clockwise ? destination.width - rows - y : y) * channels;
+    // Where the next rows will go, which are below these.
+    const std::size_t end = std::size_t{destination.width} * channels;
+    const std::size_t ahead = clockwise ? left - std::min(left, samplesPerCacheLine)
+                                        : std::min(left + rows * channels + samplesPerCacheLine, end);
+    for (std::size_t x = 0; x < width; ++x) {
+        T* const line = destination.row(clockwise ? x : width - 1 - x);
+        __builtin_prefetch(line + ahead, 1);
+        for (std::size_t i = 0; i < rows; ++i)
+            copyPixel<samples>(line + left + i * channels, in[i] + x * channels, channels);
+    }
+}
+
+/// Deals out the rows of a picture. Each thread gets those of a part of its own, from top to bottom, and then
+/// what is left of the other parts: neighbouring rows end in the same cache lines, which two threads had
+/// better not write to.
+class RowDealer {
+public:
+    RowDealer(std::size_t height, std::size_t threads) : m_parts(threads) {
+        for (std::size_t i = 0; i < threads; ++i) {
+            m_parts[i].next = height * i / threads;
+            m_parts[i].end = height * (i + 1) / threads;
+        }
+    }
+
+    /// The next free row for a thread; to be called no more often than there are rows.
+    std::size_t take(std::size_t thread) {
+        for (std::size_t part = thread;; part = (part + 1) % m_parts.size()) {
+            const std::size_t row = m_parts[part].next.fetch_add(1, std::memory_order_relaxed);
+            if (row < m_parts[part].end)
+                return row;
+        }
+    }
+
+private:
+    struct alignas(cacheLine) Part {
+        std::atomic<std::size_t> next;
+        std::size_t end;
+    };
+    std::vector<Part> m_parts;
+};
+
+template <EzQuarterTurn turn, std::size_t samples, class T>
+void turnAllRows(PictureView<T> destination, PictureView<const T> source) {
+    RowDealer dealer(source.height, static_cast<std::size_t>(omp_get_max_threads()));
+#pragma omp parallel
+    {
+        // The rows that this thread has taken and not turned yet; neighbours are turned together.
+        std::size_t first = 0;
+        std::size_t count = 0;
+        const auto turnTaken = [&] {
+            if (count == rowsTogether)
+                return turnRows<turn, samples, rowsTogether>(destination, source, first);
+            for (std::size_t i = 0; i < count; ++i)
+                turnRows<turn, samples, 1>(destination, source, first + i);
+        };
+#pragma omp for schedule(dynamic) nowait
+        for (std::size_t i = 0; i < source.height; ++i) {
+            const std::size_t row = dealer.take(static_cast<std::size_t>(omp_get_thread_num()));
+            if (count == rowsTogether || row != first + count) {
+                turnTaken();
+                first = row;
+                count = 0;
+            }
+            ++count;
+        }
+        turnTaken();
+    }
+}
+
+template <EzQuarterTurn turn, class T>
+void turnPicture(PictureView<T> destination, PictureView<const T> source) {
+    switch (source.channels) {
+    case 1:
+        return turnAllRows<turn, 1>(destination, source);
+    case 3:
+        return turnAllRows<turn, 3>(destination, source);
+    case 4:
+        return turnAllRows<turn, 4>(destination, source);
+    default:
+        return turnAllRows<turn, anyNumber>(destination, source);
+    }
+}
+
+template <class T>
+void copyLines(PictureView<T> destination, PictureView<T> source) {
+    const std::size_t lineBytes = std::size_t{destination.width} * destination.channels * sizeof(T);
+#pragma omp parallel for schedule(static)
+    for (std::size_t y = 0; y < destination.height; ++y)
+        std::memcpy(destination.row(y), source.row(y), lineBytes);
+}
+
+/// Whether lines of so many pixels fit into the pitch. Without products, which might overflow.
+template <class T>
+bool hasRoomForLines(PictureView<T> picture, std::uint32_t channels) {
+    return picture.width == 0 || picture.pitch / sizeof(T) / picture.width >= channels;
+}
+
+} // namespace
+
+template <EzQuarterTurn turn, class T>
+bool rotateImage(PictureView<T> destination, PictureView<const T> source) {
+    if (!destination.data || !source.data || destination.width != source.height ||
+        destination.height != source.width || destination.channels > source.channels ||
+        !hasRoomForLines(destination, source.channels) || !hasRoomForLines(source, source.channels))
+        return false;
+
+    PictureView<T> scratch = destination;
+    scratch.channels = source.channels;
+    scratch.pitch += cacheLine;
+    const std::size_t scratchBytes = scratch.pitch * scratch.height;
+    const bool collides = destination.pitch % collidingPitch == 0;
+    const bool wholeLines = destination.channels == source.channels;
+    std::unique_ptr<T[]> memory;
+    if (!wholeLines || (collides && scratchBytes <= largestScratch))
+        memory.reset(new (std::nothrow) T[scratchBytes / sizeof(T)]);
+    if (memory) {
+        scratch.data = memory.get();
+        turnPicture<turn>(scratch, source);
+        copyLines(destination, scratch);
+        return true;
+    }
+    if (wholeLines)
+        turnPicture<turn>(destination, source);
+    return wholeLines;
+}
+
+constexpr auto clockwise = EzQuarterTurn::Clockwise;
+constexpr auto counterclockwise = EzQuarterTurn::Counterclockwise;
+template bool rotateImage<clockwise>(PictureView<std::uint8_t>, PictureView<const std::uint8_t>);
+template bool rotateImage<clockwise>(PictureView<std::uint16_t>, PictureView<const std::uint16_t>);
+template bool rotateImage<clockwise>(PictureView<std::uint32_t>, PictureView<const std::uint32_t>);
+template bool rotateImage<clockwise>(PictureView<float>, PictureView<const float>);
+template bool rotateImage<counterclockwise>(PictureView<std::uint8_t>, PictureView<const std::uint8_t>);
+template bool rotateImage<counterclockwise>(PictureView<std::uint16_t>, PictureView<const std::uint16_t>);
+template bool rotateImage<counterclockwise>(PictureView<std::uint32_t>, PictureView<const std::uint32_t>);
+template bool rotateImage<counterclockwise>(PictureView<float>, PictureView<const float>);
+
+bool rotateImage(SzPicBuf& destination, const SzPicBuf& source, EzQuarterTurn turn) {
+    if (destination.dataType != source.dataType)
+        return false;
+    return withSampleType(source.dataType, [&](auto sample) {
+        using T = decltype(sample);
+        PictureView<const T> pixels = view<const T>(source);
+        if (source.storageFormat == EzDataStorageFormat::Planar) {
+            // The same bytes, taken as lines that hold the samples of all channels.
+            pixels.channels = source.channels;
+            pixels.pitch *= source.channels;
+        }
+        return turn == clockwise ? rotateImage<clockwise>(view<T>(destination), pixels)
+                                 : rotateImage<counterclockwise>(view<T>(destination), pixels);
+    });
+}

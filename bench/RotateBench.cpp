@@ -1,43 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // A picture turned by 90 degrees, against a copy of it and, where OpenCV is installed, against its rotate.
+#include "BenchPicture.h"
 #include "MemcpyRatio.h"
-#include "PicBufAPI.h"
+#include "OpenCv.h"
 #include "RotateImageKernels.h"
 
 #include <omp.h>
 
-#ifdef ZU_BENCH_OPENCV
-#include <opencv2/core.hpp>
-#endif
-
 namespace {
-
-/// A picture on the heap whose memory was touched.
-class Picture {
-public:
-    Picture(std::uint32_t width, std::uint32_t height, std::uint32_t channels, EzImageDataType type) {
-        const std::uint32_t pitch = width * channels * bytesPerSample(type);
-        CzPicBufAPI::AllocPicBufFromHeap(buffer, width, height, channels, type, 0, pitch,
-                                         EzDataStorageFormat::Interleaved, EzColorFilterArray::None, false,
-                                         false);
-        std::memset(buffer.data, 1, buffer.dataSize());
-    }
-    ~Picture() { CzPicBufAPI::FreePicBuf(buffer, true); }
-    Picture(const Picture&) = delete;
-    Picture& operator=(const Picture&) = delete;
-
-    SzPicBuf buffer;
-};
 
 #ifdef ZU_BENCH_OPENCV
 
 constexpr bool hasOpenCv = true;
-
-cv::Mat matOf(const SzPicBuf& picture) {
-    const int depth = picture.dataType == EzImageDataType::UInt8 ? CV_8U : CV_16U;
-    return {static_cast<int>(picture.height), static_cast<int>(picture.width),
-            CV_MAKETYPE(depth, static_cast<int>(picture.channels)), picture.data, picture.linePitch};
-}
 
 void rotateWithOpenCv(const SzPicBuf& destination, const SzPicBuf& source, EzQuarterTurn turn, int threads) {
     cv::setNumThreads(threads);
@@ -59,8 +33,8 @@ void rotate(benchmark::State& state, std::uint32_t width, std::uint32_t height, 
             std::uint32_t channels) {
     const auto threads = static_cast<int>(state.range(0));
     const auto turn = state.range(1) == 1 ? EzQuarterTurn::Clockwise : EzQuarterTurn::Counterclockwise;
-    const Picture source(width, height, channels, type);
-    Picture turned(height, width, channels, type);
+    const BenchPicture source(width, height, channels, type);
+    BenchPicture turned(height, width, channels, type);
     omp_set_num_threads(threads);
 
     if (!rotateImage(turned.buffer, source.buffer, turn))

@@ -2,6 +2,8 @@
 #include "ExtractChannelCnbl.h"
 #include "ExtractChannelWidget.h"
 #include "ProcessingPlugin.h"
+#include "RgbNirDemosaicCnbl.h"
+#include "RgbNirDemosaicWidget.h"
 #include "RotateConfigurationWidget.h"
 #include "RotateImageCnbl.h"
 #include "TestPictures.h"
@@ -9,6 +11,7 @@
 #include <QCoreApplication>
 #include <QDomDocument>
 #include <QFile>
+#include <QLabel>
 #include <QProcess>
 #include <QRadioButton>
 #include <QTemporaryDir>
@@ -55,6 +58,13 @@ TEST(Translation, toolsFindEveryTextInTheContextOfItsClass) {
     EXPECT_EQ(textsFoundIn("CzRotateImageCnbl"), (QStringList{"CCW", "CW", "Rotate"}));
     EXPECT_EQ(textsFoundIn("CzRotateConfigurationWidget"),
               (QStringList{"Clockwise", "Counterclockwise", "Rotation Configuration"}));
+    EXPECT_EQ(textsFoundIn("CzRgbNirDemosaicCnbl"),
+              (QStringList{"Extracts RGB or NIR part of captured RGB-NIR image.<br>RGB debayering without "
+                           "taking NIR pixels into account, NIR channel interpolated to match input image "
+                           "dimensions.",
+                           "NIR", "RGB", "RGB-NIR Demosaic"}));
+    EXPECT_EQ(textsFoundIn("CzRgbNirDemosaicWidget"),
+              (QStringList{"Expects input images in RAW format", "RGB-NIR Demosaic"}));
     EXPECT_EQ(textsFoundIn("CzProcessingPlugin"),
               (QStringList{"Image Processing", "This plugin implements a set of image processing objects."}));
 }
@@ -118,6 +128,20 @@ TEST_F(Translated, elementWidgetAndPluginSpeakTheLanguageOfTheUser) {
     EXPECT_EQ(rotateWidget.windowTitle(), "Drehung einstellen");
     EXPECT_EQ(rotateWidget.findChild<QRadioButton*>("clockButton")->text(), "Im Uhrzeigersinn");
     EXPECT_EQ(rotateWidget.findChild<QRadioButton*>("counterClockButton")->text(), "Gegen den Uhrzeigersinn");
+
+    CzRgbNirDemosaicCnbl rgbNir;
+    EXPECT_EQ(rgbNir.caption(), "Farbe oder Infrarot");
+    EXPECT_EQ(rgbNir.help(topic), "Macht ein Farb- oder Infrarotbild.");
+    buttons.clear();
+    rgbNir.simpleStateConfigButtons(buttons, exclusive);
+    EXPECT_EQ(buttons.at(0).caption(), "Farbe");
+    EXPECT_EQ(buttons.at(1).caption(), "Infrarot");
+    const CzRgbNirDemosaicWidget rgbNirWidget(&rgbNir);
+    EXPECT_EQ(rgbNirWidget.windowTitle(), "Farbe oder Infrarot einstellen");
+    EXPECT_EQ(rgbNirWidget.findChild<QLabel*>()->text(), "Erwartet Rohbilder");
+    // Its slot tells the buttons apart by their texts.
+    EXPECT_EQ(rgbNirWidget.findChild<QRadioButton*>("rbRgb")->text(), "RGB");
+    EXPECT_EQ(rgbNirWidget.findChild<QRadioButton*>("rbNir")->text(), "NIR");
 
     CzProcessingPlugin plugin;
     EXPECT_EQ(plugin.pluginName(), "Bildverarbeitung");

@@ -93,4 +93,34 @@
         <translation>Gegen den Uhrzeigersinn</translation>
     </message>
 </context>
+<context>
+    <name>CzRgbNirDemosaicCnbl</name>
+    <message>
+        <source>RGB-NIR Demosaic</source>
+        <translation>Farbe oder Infrarot</translation>
+    </message>
+    <message>
+        <source>RGB</source>
+        <translation>Farbe</translation>
+    </message>
+    <message>
+        <source>NIR</source>
+        <translation>Infrarot</translation>
+    </message>
+    <message>
+        <source>Extracts RGB or NIR part of captured RGB-NIR image.&lt;br&gt;RGB debayering without taking NIR pixels into account, NIR channel interpolated to match input image dimensions.</source>
+        <translation>Macht ein Farb- oder Infrarotbild.</translation>
+    </message>
+</context>
+<context>
+    <name>CzRgbNirDemosaicWidget</name>
+    <message>
+        <source>RGB-NIR Demosaic</source>
+        <translation>Farbe oder Infrarot einstellen</translation>
+    </message>
+    <message>
+        <source>Expects input images in RAW format</source>
+        <translation>Erwartet Rohbilder</translation>
+    </message>
+</context>
 </TS>

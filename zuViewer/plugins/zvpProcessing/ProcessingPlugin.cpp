@@ -4,6 +4,7 @@
 #include "CoreVersion.h"
 #include "ExtractChannelCnbl.h"
 #include "RTTI.h"
+#include "RgbNirDemosaicCnbl.h"
 #include "RotateImageCnbl.h"
 
 CzProcessingPlugin::CzProcessingPlugin() = default;
@@ -13,6 +14,7 @@ bool CzProcessingPlugin::initialize() {
     const QMetaObject* const elements[] = {
         &CzExtractChannelCnbl::staticMetaObject,
         &CzRotateImageCnbl::staticMetaObject,
+        &CzRgbNirDemosaicCnbl::staticMetaObject,
     };
     for (const QMetaObject* element : elements)
         CzRTTI::instance()->registerClass(this, *element, QStringLiteral("CzChainable"));

@@ -110,6 +110,18 @@ std::vector<Out> expectedMemory(const SzPicBuf& output, std::uint32_t channel, c
     return memory;
 }
 
+/// Runs with so many threads and puts the number back.
+class Threads {
+public:
+    explicit Threads(int count) : m_before(omp_get_max_threads()) { omp_set_num_threads(count); }
+    ~Threads() { omp_set_num_threads(m_before); }
+    Threads(const Threads&) = delete;
+    Threads& operator=(const Threads&) = delete;
+
+private:
+    int m_before;
+};
+
 template <class Out, class In>
 struct Pair {
     using Output = Out;
@@ -249,6 +261,7 @@ class CellChannelVersions : public EachInstructionSet {
 protected:
     template <class Out, class In>
     static void expectPlainRule() {
+        const Threads running(1); // many small pictures
         std::vector<std::pair<std::uint32_t, std::uint32_t>> sizes = {
             {385, 9}, {511, 4}, {512, 3}, {513, 4}, {514, 5}, {1023, 3}, {1024, 4}, {1025, 3}, {1026, 3}};
         for (std::uint32_t width = 1; width <= 6; ++width)
@@ -300,18 +313,16 @@ TYPED_TEST(CellChannel, phaseAboveThreeIsThree) {
 TYPED_TEST(CellChannel, resultDoesNotDependOnTheNumberOfThreads) {
     using In = typename TypeParam::Input;
     using Out = typename TypeParam::Output;
-    const int before = omp_get_max_threads();
     Picture<In> in(37, 23);
     in.noise();
     const Picture<Out> shape(37, 23);
     const auto expected = expectedMemory<Out>(shape.buffer, 0, in, 1, 8 * (sizeof(In) - sizeof(Out)));
     for (const int threads : {1, 2, 3, 8}) {
-        omp_set_num_threads(threads);
+        const Threads running(threads);
         Picture<Out> out(37, 23);
         EXPECT_TRUE((InterpolateCellChannel<Out, In>(out.buffer, 0, in.buffer, 1)));
         EXPECT_EQ(out.memory, expected) << threads;
     }
-    omp_set_num_threads(before);
 }
 
 // ---- Means, shifts and narrowing ----
@@ -333,6 +344,32 @@ TEST(CellChannelArithmetic, largestSamplesOfEightAndSixteenBitsKeepTheirMean) {
         EXPECT_THAT(out8.memory, Each(255));
         EXPECT_THAT(out16.memory, Each(65535));
     }
+}
+
+/// The middle pixel of 3 x 3 with these corners.
+template <class T>
+int meanOfCorners(T a, T b, T c, T d) {
+    Picture<T> in(3, 3, {a, 0, b, 0, 0, 0, c, 0, d});
+    Picture<T> out(3, 3);
+    InterpolateCellChannel<T, T>(out.buffer, 0, in.buffer, 0);
+    return out.memory[4];
+}
+
+TEST(CellChannelArithmetic, meanOfFourIsExactForEveryRemainderAtBothEndsOfTheRange) {
+    const Threads running(1);
+    for (const int base : {0, 120, 251})
+        for (int i = 0; i < 625; ++i) {
+            const int a = base + i % 5;
+            const int b = base + i / 5 % 5;
+            const int c = base + i / 25 % 5;
+            const int d = base + i / 125;
+            const auto cut8 = [](int value) { return static_cast<std::uint8_t>(value); };
+            const auto cut16 = [](int value) { return static_cast<std::uint16_t>(value * 257); };
+            const int expected8 = (a + b + c + d) / 4;
+            const int expected16 = (a + b + c + d) * 257 / 4;
+            ASSERT_EQ(meanOfCorners(cut8(a), cut8(b), cut8(c), cut8(d)), expected8);
+            ASSERT_EQ(meanOfCorners(cut16(a), cut16(b), cut16(c), cut16(d)), expected16);
+        }
 }
 
 TEST(CellChannelArithmetic, sumsOfThirtyTwoBitSamplesWrap) {
@@ -523,6 +560,7 @@ protected:
 
     template <class In>
     static void expectThreeCalls() {
+        const Threads running(1); // many small pictures
         for (const std::uint32_t width : {1U, 2U, 3U, 4U, 33U, 511U, 512U, 513U, 514U, 1026U})
             for (const std::uint32_t height : {1U, 2U, 3U, 6U})
                 for (const SzCellPositions cell : {SzCellPositions(), SzCellPositions{3, 2, 1, 0},
@@ -557,18 +595,16 @@ TEST(InterpolateColour, pixelsAreBlueGreenRedAnd255) {
 }
 
 TEST(InterpolateColour, resultDoesNotDependOnTheNumberOfThreads) {
-    const int before = omp_get_max_threads();
     Picture<std::uint16_t> in(37, 23);
     in.noise();
     std::vector<std::vector<std::uint8_t>> results;
     for (const int threads : {1, 2, 3, 8}) {
-        omp_set_num_threads(threads);
+        const Threads running(threads);
         Picture<std::uint8_t> out(37, 23, 4);
         EXPECT_TRUE(interpolateColour(out.buffer, in.buffer, SzCellPositions()));
         results.push_back(out.memory);
     }
     EXPECT_THAT(results, Each(results.front()));
-    omp_set_num_threads(before);
 }
 
 TEST(InterpolateColour, inOneChannelTheLastCallsWinAndWhatLeavesTheRowIsDropped) {

@@ -632,6 +632,18 @@ TEST(InterpolateColour, otherSampleTypesAreRefused) {
     }
 }
 
+TEST(InterpolateColour, picturesThatDoNotFitAreRefusedAndLeftAlone) {
+    Picture<std::uint16_t> in(4, 4);
+    Picture<std::uint8_t> out(4, 3, 4);
+    EXPECT_FALSE(interpolateColour(out.buffer, in.buffer, SzCellPositions()));
+    in.buffer.height = 3;
+    in.buffer.linePitch = 7;
+    EXPECT_FALSE(interpolateColour(out.buffer, in.buffer, SzCellPositions()));
+    in.buffer.data = nullptr;
+    EXPECT_FALSE(interpolateColour(out.buffer, in.buffer, SzCellPositions()));
+    EXPECT_THAT(out.memory, Each(untouched));
+}
+
 template <class T>
 void expectNearInfrared() {
     Picture<T> in(7, 6, 1, 2);

@@ -37,12 +37,15 @@ bool InterpolateCellChannel(SzPicBuf& output, std::uint32_t channel, const SzPic
                             std::uint32_t phase);
 
 /// A colour picture: 8-bit blue, green and red in samples 0, 1 and 2, bit by bit as three calls of
-/// InterpolateCellChannel make them, one after another. In a picture of four 8-bit channels the fourth
-/// becomes 255, all in one pass. True when this was so, and with it every sample was written.
+/// InterpolateCellChannel make them, one after another. Where the output has four 8-bit channels, they come
+/// in one pass, and the fourth becomes 255.
 ///
-/// False for inputs of other samples than 8-, 16- or 32-bit unsigned integers, of which nothing is written.
+/// True when every sample of such an output was written. False for any other output, which has got what the
+/// three calls write into it, and when nothing was written: for pictures that InterpolateCellChannel refuses,
+/// and for inputs of other samples than 8-, 16- or 32-bit unsigned integers.
 bool interpolateColour(SzPicBuf& output, const SzPicBuf& input, const SzCellPositions& cell);
 
-/// A near-infrared picture, in an output of the input's sample type. False for inputs of other samples than
-/// 8-, 16- or 32-bit unsigned integers, of which nothing is written.
+/// A near-infrared picture, in sample 0 of an output of the input's sample type. False, and nothing is
+/// written, for pictures that InterpolateCellChannel refuses, and for inputs of other samples than 8-, 16- or
+/// 32-bit unsigned integers.
 bool interpolateNearInfrared(SzPicBuf& output, const SzPicBuf& input, const SzCellPositions& cell);

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <optional>
 #include <vector>
 
 namespace {
@@ -52,7 +53,7 @@ void turnRows(PictureView<T> destination, PictureView<const T> source, std::size
     for (std::size_t i = 0; i < rows; ++i)
         in[i] = source.data + (clockwise ? y + rows - 1 - i : y + i) * width * channels;
     const std::size_t left = (clockwise ? destination.width - rows - y : y) * channels;
-    // Where the next rows will go, which are below these.
+    // Where the next rows will go, which mostly are below these.
     const std::size_t end = std::size_t{destination.width} * channels;
     const std::size_t ahead = clockwise ? left - std::min(left, samplesPerCacheLine)
                                         : std::min(left + rows * channels + samplesPerCacheLine, end);
@@ -64,60 +65,66 @@ void turnRows(PictureView<T> destination, PictureView<const T> source, std::size
     }
 }
 
-/// Deals out the rows of a picture. Each thread gets those of a part of its own, from top to bottom, and then
-/// what is left of the other parts: neighbouring rows end in the same cache lines, which two threads had
-/// better not write to.
-class RowDealer {
+/// Deals out groups of neighbouring rows. Each thread has a part of the picture of its own, which it takes
+/// from the top; then it helps the others, from the bottoms of theirs. Neighbouring groups end in the same
+/// cache lines: two threads that write to them at the same time take several times as long as one alone.
+class GroupDealer {
 public:
-    RowDealer(std::size_t height, std::size_t threads) : m_parts(threads) {
+    GroupDealer(std::size_t groups, std::size_t threads) : m_parts(threads) {
         for (std::size_t i = 0; i < threads; ++i) {
-            m_parts[i].next = height * i / threads;
-            m_parts[i].end = height * (i + 1) / threads;
+            m_parts[i].top = groups * i / threads;
+            m_parts[i].bottom = groups * (i + 1) / threads;
+            m_parts[i].left = static_cast<std::ptrdiff_t>(m_parts[i].bottom - m_parts[i].top);
         }
     }
 
-    /// The next free row for a thread; to be called no more often than there are rows.
-    std::size_t take(std::size_t thread) {
-        for (std::size_t part = thread;; part = (part + 1) % m_parts.size()) {
-            const std::size_t row = m_parts[part].next.fetch_add(1, std::memory_order_relaxed);
-            if (row < m_parts[part].end)
-                return row;
+    /// The next group for a thread; none when all are taken.
+    std::optional<std::size_t> take(std::size_t thread) {
+        for (std::size_t i = 0; i < m_parts.size(); ++i) {
+            Part& part = m_parts[(thread + i) % m_parts.size()];
+            if (part.left.load(std::memory_order_relaxed) > 0 &&
+                part.left.fetch_sub(1, std::memory_order_relaxed) > 0)
+                return i == 0 ? part.top++ : --part.bottom;
         }
+        return std::nullopt;
     }
 
 private:
     struct alignas(cacheLine) Part {
-        std::atomic<std::size_t> next;
-        std::size_t end;
+        std::atomic<std::ptrdiff_t> left; // groups that nobody has taken, or less than 0
+        std::size_t top;                  // the next group of the owner, which alone uses it
+        std::atomic<std::size_t> bottom;  // below the next group of the helpers
     };
     std::vector<Part> m_parts;
 };
 
 template <EzQuarterTurn turn, std::size_t samples, class T>
 void turnAllRows(PictureView<T> destination, PictureView<const T> source) {
-    RowDealer dealer(source.height, static_cast<std::size_t>(omp_get_max_threads()));
+    const std::size_t height = source.height;
+    const auto threads = static_cast<std::size_t>(omp_get_max_threads());
+    // Smaller ones only where there would not be one for each thread.
+    const std::size_t groupRows = std::clamp(height / threads, std::size_t{1}, rowsTogether);
+    GroupDealer dealer((height + groupRows - 1) / groupRows, threads);
+    const auto turnGroup = [&](std::size_t group) {
+        const std::size_t first = group * groupRows;
+        const std::size_t end = std::min(first + groupRows, height);
+        if (end - first == rowsTogether)
+            return turnRows<turn, samples, rowsTogether>(destination, source, first);
+        for (std::size_t y = first; y < end; ++y)
+            turnRows<turn, samples, 1>(destination, source, y);
+    };
 #pragma omp parallel
     {
-        // The rows that this thread has taken and not turned yet; neighbours are turned together.
-        std::size_t first = 0;
-        std::size_t count = 0;
-        const auto turnTaken = [&] {
-            if (count == rowsTogether)
-                return turnRows<turn, samples, rowsTogether>(destination, source, first);
-            for (std::size_t i = 0; i < count; ++i)
-                turnRows<turn, samples, 1>(destination, source, first + i);
-        };
+        // A thread's share grows row by row. It turns a whole group with the first row of one, and so at
+        // least as many groups as its share fills: together the threads turn them all.
+        std::size_t share = 0;
 #pragma omp for schedule(dynamic) nowait
-        for (std::size_t i = 0; i < source.height; ++i) {
-            const std::size_t row = dealer.take(static_cast<std::size_t>(omp_get_thread_num()));
-            if (count == rowsTogether || row != first + count) {
-                turnTaken();
-                first = row;
-                count = 0;
-            }
-            ++count;
+        for (std::size_t row = 0; row < height; ++row) {
+            if (share++ % groupRows != 0)
+                continue;
+            if (const auto group = dealer.take(static_cast<std::size_t>(omp_get_thread_num())))
+                turnGroup(*group);
         }
-        turnTaken();
     }
 }
 

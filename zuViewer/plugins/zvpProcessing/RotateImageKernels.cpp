@@ -152,8 +152,8 @@ void copyLines(PictureView<T> destination, PictureView<T> source) {
 
 /// Whether lines of so many pixels fit into the pitch. Without products, which might overflow.
 template <class T>
-bool hasRoomForLines(PictureView<T> picture, std::uint32_t channels) {
-    return picture.width == 0 || picture.pitch / sizeof(T) / picture.width >= channels;
+bool hasRoomForLines(PictureView<T> picture) {
+    return picture.width == 0 || picture.pitch / sizeof(T) / picture.width >= picture.channels;
 }
 
 } // namespace
@@ -161,28 +161,23 @@ bool hasRoomForLines(PictureView<T> picture, std::uint32_t channels) {
 template <EzQuarterTurn turn, class T>
 bool rotateImage(PictureView<T> destination, PictureView<const T> source) {
     if (!destination.data || !source.data || destination.width != source.height ||
-        destination.height != source.width || destination.channels > source.channels ||
-        !hasRoomForLines(destination, source.channels) || !hasRoomForLines(source, source.channels))
+        destination.height != source.width || destination.channels != source.channels ||
+        !hasRoomForLines(destination) || !hasRoomForLines(source))
         return false;
 
     PictureView<T> scratch = destination;
-    scratch.channels = source.channels;
     scratch.pitch += cacheLine;
-    const std::size_t scratchBytes = scratch.pitch * scratch.height;
-    const bool collides = destination.pitch % collidingPitch == 0;
-    const bool wholeLines = destination.channels == source.channels;
     std::unique_ptr<T[]> memory;
-    if (!wholeLines || (collides && scratchBytes <= largestScratch))
-        memory.reset(new (std::nothrow) T[scratchBytes / sizeof(T)]);
-    if (memory) {
-        scratch.data = memory.get();
-        turnPicture<turn>(scratch, source);
-        copyLines(destination, scratch);
+    if (destination.pitch % collidingPitch == 0 && scratch.height <= largestScratch / scratch.pitch)
+        memory.reset(new (std::nothrow) T[scratch.pitch * scratch.height / sizeof(T)]);
+    if (!memory) {
+        turnPicture<turn>(destination, source);
         return true;
     }
-    if (wholeLines)
-        turnPicture<turn>(destination, source);
-    return wholeLines;
+    scratch.data = memory.get();
+    turnPicture<turn>(scratch, source);
+    copyLines(destination, scratch);
+    return true;
 }
 
 constexpr auto clockwise = EzQuarterTurn::Clockwise;
@@ -201,13 +196,15 @@ bool rotateImage(SzPicBuf& destination, const SzPicBuf& source, EzQuarterTurn tu
         return false;
     return withSampleType(source.dataType, [&](auto sample) {
         using T = decltype(sample);
-        PictureView<const T> pixels = view<const T>(source);
+        PictureView<const T> from = view<const T>(source);
+        PictureView<T> to = view<T>(destination);
         if (source.storageFormat == EzDataStorageFormat::Planar) {
             // The same bytes, taken as lines that hold the samples of all channels.
-            pixels.channels = source.channels;
-            pixels.pitch *= source.channels;
+            from.channels = source.channels;
+            from.pitch *= source.channels;
         }
-        return turn == clockwise ? rotateImage<clockwise>(view<T>(destination), pixels)
-                                 : rotateImage<counterclockwise>(view<T>(destination), pixels);
+        if (destination.storageFormat == EzDataStorageFormat::Planar)
+            to.channels = destination.channels; // all in the lines of the first plane
+        return turn == clockwise ? rotateImage<clockwise>(to, from) : rotateImage<counterclockwise>(to, from);
     });
 }

@@ -15,12 +15,8 @@ enum class EzQuarterTurn {
 /// The source's pitch is not used: its lines are taken as tightly packed, so that a padded picture comes out
 /// sheared, within its own bytes.
 ///
-/// A destination with fewer channels than the source gets the beginnings of the turned picture's lines, as
-/// many samples as its own lines have.
-///
-/// False, and nothing is written, unless both have data, the destination's width and height are the source's
-/// height and width, it has no more channels, and its pitch has room for the lines of the turned picture, as
-/// the source's has for its own.
+/// False, and nothing is written, unless both have data and as many channels, the destination's width and
+/// height are the source's height and width, and their pitches have room for their lines.
 ///
 /// Exists for both turns and for 8-, 16- and 32-bit unsigned integers and floats.
 template <EzQuarterTurn turn, class T>
@@ -28,6 +24,6 @@ bool rotateImage(PictureView<T> destination, PictureView<const T> source);
 
 /// The same for picture buffers. Nothing is written unless both have the same sample type, one of the four.
 ///
-/// The planes of a planar picture count as one picture of interleaved samples: of the destination, only the
-/// first plane is written.
+/// The planes of a planar picture count as one picture of interleaved samples: all of it goes to the
+/// destination's first plane, whose pitch must have room for the samples of all channels.
 bool rotateImage(SzPicBuf& destination, const SzPicBuf& source, EzQuarterTurn turn);

@@ -27,8 +27,8 @@ QStringList registeredClasses() {
 TEST(ProcessingPlugin, registersItsElementsInTheOrderOfTheHostsCatalogue) {
     CzProcessingPlugin plugin;
     EXPECT_TRUE(plugin.initialize());
-    EXPECT_EQ(registeredClasses(),
-              (QStringList{"CzExtractChannelCnbl", "CzRotateImageCnbl", "CzRgbNirDemosaicCnbl"}));
+    EXPECT_EQ(registeredClasses(), (QStringList{"CzExtractChannelCnbl", "CzImageAveragingCnbl",
+                                                "CzRotateImageCnbl", "CzRgbNirDemosaicCnbl"}));
     CzRTTI::instance()->unregisterClasses(&plugin);
     EXPECT_EQ(registeredClasses(), QStringList());
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "AveratingConfigurationWgt.h"
 #include "ExtractChannelCnbl.h"
 #include "ExtractChannelWidget.h"
+#include "ImageAveragingCnbl.h"
 #include "ProcessingPlugin.h"
 #include "RgbNirDemosaicCnbl.h"
 #include "RgbNirDemosaicWidget.h"
@@ -8,9 +10,11 @@
 #include "RotateImageCnbl.h"
 #include "TestPictures.h"
 
+#include <QCheckBox>
 #include <QCoreApplication>
 #include <QDomDocument>
 #include <QFile>
+#include <QGroupBox>
 #include <QLabel>
 #include <QProcess>
 #include <QRadioButton>
@@ -55,6 +59,17 @@ TEST(Translation, toolsFindEveryTextInTheContextOfItsClass) {
                            "channels and HSI bands too.",
                            "Green", "Magenta", "Mono", "Red", "Yellow"}));
     EXPECT_EQ(textsFoundIn("CzExtractChannelWidget"), QStringList{"Extract Channel"});
+    EXPECT_EQ(
+        textsFoundIn("CzImageAveragingCnbl"),
+        (QStringList{"Averaging (%1)",
+                     "This object averages the user defined amounf of images into one output image.When "
+                     "all the images are averaged then the output is sent to the rest of the processing "
+                     "chain and next serie of the input images is averaged. <br>Warning:<ul><li> The "
+                     "output framerate is decreased by the number of averaged input images.</li><li> "
+                     "The static images are not averaged.</li></ul>"}));
+    EXPECT_EQ(textsFoundIn("CzAveratingConfigurationWgt"),
+              (QStringList{"Columns", "Image Averaging", "Line Averaging", "None",
+                           "Number of images to average:", "Rows", "Subtract image from average"}));
     EXPECT_EQ(textsFoundIn("CzRotateImageCnbl"), (QStringList{"CCW", "CW", "Rotate"}));
     EXPECT_EQ(textsFoundIn("CzRotateConfigurationWidget"),
               (QStringList{"Clockwise", "Counterclockwise", "Rotation Configuration"}));
@@ -116,6 +131,18 @@ TEST_F(Translated, elementWidgetAndPluginSpeakTheLanguageOfTheUser) {
     EXPECT_EQ(element.caption(), "Auszug");
     EXPECT_EQ(element.help(topic), "Zieht einen Kanal heraus.");
     EXPECT_EQ(CzExtractChannelWidget(&element).windowTitle(), "Kanal herausziehen");
+
+    CzImageAveragingCnbl averaging;
+    EXPECT_EQ(averaging.caption(), "Mittelung (3)");
+    EXPECT_EQ(averaging.help(topic), "Mittelt mehrere Bilder.");
+    const CzAveratingConfigurationWgt averagingWidget(&averaging);
+    EXPECT_EQ(averagingWidget.windowTitle(), "Bilder mitteln");
+    EXPECT_EQ(averagingWidget.findChild<QLabel*>()->text(), "Anzahl der Bilder:");
+    EXPECT_EQ(averagingWidget.findChild<QCheckBox*>()->text(), "Bild vom Mittel abziehen");
+    EXPECT_EQ(averagingWidget.findChild<QGroupBox*>()->title(), "Zeilen und Spalten mitteln");
+    EXPECT_EQ(averagingWidget.findChild<QRadioButton*>("rbNone")->text(), "Nichts");
+    EXPECT_EQ(averagingWidget.findChild<QRadioButton*>("rbRows")->text(), "Zeilen");
+    EXPECT_EQ(averagingWidget.findChild<QRadioButton*>("rbCols")->text(), "Spalten");
 
     CzRotateImageCnbl rotate;
     EXPECT_EQ(rotate.caption(), "Drehen");

@@ -53,6 +53,48 @@
     </message>
 </context>
 <context>
+    <name>CzImageAveragingCnbl</name>
+    <message>
+        <source>Averaging (%1)</source>
+        <translation>Mittelung (%1)</translation>
+    </message>
+    <message>
+        <source>This object averages the user defined amounf of images into one output image.When all the images are averaged then the output is sent to the rest of the processing chain and next serie of the input images is averaged. &lt;br&gt;Warning:&lt;ul&gt;&lt;li&gt; The output framerate is decreased by the number of averaged input images.&lt;/li&gt;&lt;li&gt; The static images are not averaged.&lt;/li&gt;&lt;/ul&gt;</source>
+        <translation>Mittelt mehrere Bilder.</translation>
+    </message>
+</context>
+<context>
+    <name>CzAveratingConfigurationWgt</name>
+    <message>
+        <source>Image Averaging</source>
+        <translation>Bilder mitteln</translation>
+    </message>
+    <message>
+        <source>Number of images to average:</source>
+        <translation>Anzahl der Bilder:</translation>
+    </message>
+    <message>
+        <source>Subtract image from average</source>
+        <translation>Bild vom Mittel abziehen</translation>
+    </message>
+    <message>
+        <source>Line Averaging</source>
+        <translation>Zeilen und Spalten mitteln</translation>
+    </message>
+    <message>
+        <source>None</source>
+        <translation>Nichts</translation>
+    </message>
+    <message>
+        <source>Rows</source>
+        <translation>Zeilen</translation>
+    </message>
+    <message>
+        <source>Columns</source>
+        <translation>Spalten</translation>
+    </message>
+</context>
+<context>
     <name>CzProcessingPlugin</name>
     <message>
         <source>Image Processing</source>

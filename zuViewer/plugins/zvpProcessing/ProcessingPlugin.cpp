@@ -3,6 +3,7 @@
 
 #include "CoreVersion.h"
 #include "ExtractChannelCnbl.h"
+#include "ImageAveragingCnbl.h"
 #include "RTTI.h"
 #include "RgbNirDemosaicCnbl.h"
 #include "RotateImageCnbl.h"
@@ -13,6 +14,7 @@ bool CzProcessingPlugin::initialize() {
     // The order in which the host lists the elements.
     const QMetaObject* const elements[] = {
         &CzExtractChannelCnbl::staticMetaObject,
+        &CzImageAveragingCnbl::staticMetaObject,
         &CzRotateImageCnbl::staticMetaObject,
         &CzRgbNirDemosaicCnbl::staticMetaObject,
     };

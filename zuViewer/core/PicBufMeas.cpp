@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "PicBufMeas.h"
+
+#include "ImageData.h"
+#include "InstructionSet.h"
+#include "PicBufGeometry.h"
+#include "PictureView.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Flag = CzHistoData::EzHistoDataFlag;
+
+/// Samples are collected in as many lanes as make this vectorise, whole pixels side by side.
+constexpr std::size_t mostLanes = 48;
+
+std::size_t laneCount(std::size_t channels) {
+    return channels > mostLanes ? channels : mostLanes / channels * channels;
+}
+
+/// What the lanes have seen so far; sums of integers are exact as long as they are below 2^53.
+template <class T>
+struct Lanes {
+    explicit Lanes(std::size_t lanes)
+        : counts(lanes)
+        , sums(lanes)
+        , smallest(lanes, std::is_floating_point_v<T> ? std::numeric_limits<T>::infinity()
+                                                      : std::numeric_limits<T>::max())
+        , largest(lanes, std::is_floating_point_v<T> ? -std::numeric_limits<T>::infinity() : T{0}) {}
+
+    std::vector<double> counts;
+    std::vector<double> sums;
+    std::vector<T> smallest;
+    std::vector<T> largest;
+};
+
+/// Adds counts, sums and extremes of a picture; lanes is a multiple of its channels.
+template <class T>
+void collect(PictureView<const T> lines, double* __restrict counts, double* __restrict sums,
+             T* __restrict smallest, T* __restrict largest, std::size_t lanes) {
+    const std::size_t samples = std::size_t{lines.width} * lines.channels;
+    for (std::size_t y = 0; y < lines.height; ++y)
+        for (std::size_t i = 0; i < samples; i += lanes) {
+            const T* __restrict block = lines.row(y) + i;
+            const std::size_t count = std::min(lanes, samples - i);
+            for (std::size_t lane = 0; lane < count; ++lane) {
+                const T sample = block[lane];
+                const bool isNumber = sample == sample;
+                counts[lane] += isNumber ? 1.0 : 0.0;
+                sums[lane] += isNumber ? static_cast<double>(sample) : 0.0;
+                smallest[lane] = sample < smallest[lane] ? sample : smallest[lane];
+                largest[lane] = sample > largest[lane] ? sample : largest[lane];
+            }
+        }
+}
+
+/// Adds the squares of the distances to the mean of each lane's channel.
+template <class T>
+void collectSquares(PictureView<const T> lines, const double* __restrict means, double* __restrict squares,
+                    std::size_t lanes) {
+    const std::size_t samples = std::size_t{lines.width} * lines.channels;
+    for (std::size_t y = 0; y < lines.height; ++y)
+        for (std::size_t i = 0; i < samples; i += lanes) {
+            const T* __restrict block = lines.row(y) + i;
+            const std::size_t count = std::min(lanes, samples - i);
+            for (std::size_t lane = 0; lane < count; ++lane) {
+                const double distance = static_cast<double>(block[lane]) - means[lane];
+                squares[lane] += distance == distance ? distance * distance : 0.0;
+            }
+        }
+}
+
+/// Bins for samples of a depth.
+class Binning {
+public:
+    explicit Binning(const SzPicBufInfo& format) {
+        const std::uint32_t sampleBits = 8 * bytesPerSample(format.dataType);
+        const std::uint32_t depth = format.bitDepth == 0 ? sampleBits : std::min(format.bitDepth, sampleBits);
+        m_shift = depth > 16 ? depth - 16 : 0;
+        m_last = (std::uint32_t{1} << (depth - m_shift)) - 1;
+    }
+
+    std::uint32_t shift() const { return m_shift; }
+    std::uint32_t count() const { return m_last + 1; }
+
+    template <class T>
+    std::uint32_t operator()(T sample) const {
+        if constexpr (std::is_floating_point_v<T>) {
+            constexpr T beyond = 4294967296; // of 32 bits
+            if (sample >= beyond)
+                return m_last;
+            return (*this)(sample > 0 ? static_cast<std::uint32_t>(sample) : std::uint32_t{0});
+        } else {
+            return std::min(std::uint32_t{sample} >> m_shift, m_last);
+        }
+    }
+
+private:
+    std::uint32_t m_shift;
+    std::uint32_t m_last;
+};
+
+template <class T>
+void countBins(QVector<std::uint32_t>& bins, PictureView<const T> lines, std::size_t channel,
+               const Binning& bin) {
+    std::uint32_t* const counts = bins.data();
+    for (std::size_t y = 0; y < lines.height; ++y) {
+        const T* sample = lines.row(y) + channel;
+        for (std::size_t x = 0; x < lines.width; ++x, sample += lines.channels)
+            if (*sample == *sample)
+                ++counts[bin(*sample)];
+    }
+}
+
+/// Adds up what the lanes of one channel have seen.
+double sumOfLanes(const std::vector<double>& lanes, std::size_t channel, std::size_t channels) {
+    double sum = 0.0;
+    for (std::size_t lane = channel; lane < lanes.size(); lane += channels)
+        sum += lanes[lane];
+    return sum;
+}
+
+/// Measures the channels of interleaved lines, in the order of the samples.
+template <class T>
+void measure(QVector<CzHistoData::SzChannel>& result, PictureView<const T> lines, const Binning& bin,
+             QFlags<Flag> flags) {
+    const std::size_t channels = lines.channels;
+    Lanes<T> lanes(laneCount(channels));
+    const std::size_t count = lanes.sums.size();
+    forInstructionSet<&collect<T>>(lines, lanes.counts.data(), lanes.sums.data(), lanes.smallest.data(),
+                                   lanes.largest.data(), count);
+    std::vector<double> samples(channels);
+    std::vector<double> means(count); // of its channel for each lane
+    for (std::size_t lane = 0; lane < count; ++lane) {
+        const std::size_t channel = lane % channels;
+        samples[channel] = sumOfLanes(lanes.counts, channel, channels);
+        if (samples[channel] > 0)
+            means[lane] = sumOfLanes(lanes.sums, channel, channels) / samples[channel];
+    }
+    std::vector<double> squares(count);
+    if (flags.testFlag(Flag::Deviation))
+        forInstructionSet<&collectSquares<T>>(lines, means.data(), squares.data(), count);
+
+    for (std::size_t channel = 0; channel < channels; ++channel) {
+        CzHistoData::SzChannel measured;
+        if (flags.testFlag(Flag::Bins)) {
+            measured.bins.resize(static_cast<int>(bin.count()));
+            countBins(measured.bins, lines, channel, bin);
+        }
+        if (flags.testFlag(Flag::MinMax) && samples[channel] > 0) {
+            T smallest = lanes.smallest[channel];
+            T largest = lanes.largest[channel];
+            for (std::size_t lane = channel; lane < count; lane += channels) {
+                smallest = std::min(smallest, lanes.smallest[lane]);
+                largest = std::max(largest, lanes.largest[lane]);
+            }
+            measured.minimum = static_cast<double>(smallest);
+            measured.maximum = static_cast<double>(largest);
+        }
+        if (flags.testFlag(Flag::Mean))
+            measured.mean = means[channel];
+        if (flags.testFlag(Flag::Deviation) && samples[channel] > 0)
+            measured.deviation = std::sqrt(sumOfLanes(squares, channel, channels) / samples[channel]);
+        result.append(measured);
+    }
+}
+
+template <class T>
+PictureView<const T> part(PictureView<const T> lines, const QRect& area) {
+    const std::size_t first = static_cast<std::size_t>(area.x()) * lines.channels;
+    return {lines.row(static_cast<std::size_t>(area.y())) + first, static_cast<std::uint32_t>(area.width()),
+            static_cast<std::uint32_t>(area.height()), lines.channels, lines.pitch};
+}
+
+/// The region within the picture.
+QRect clipped(const QRect& region, const SzPicBufInfo& format) {
+    constexpr std::uint32_t most = std::numeric_limits<int>::max();
+    const QRect whole(0, 0, static_cast<int>(std::min(format.width, most)),
+                      static_cast<int>(std::min(format.height, most)));
+    return region.isEmpty() ? whole : region & whole;
+}
+
+} // namespace
+
+bool CzPicBufMeas::measureHistogram(CzHistoData& histogram, const CzImageData* picture, const QRect& region,
+                                    QFlags<CzHistoData::EzHistoDataFlag> flags) {
+    return measureHistogram(histogram, picture ? picture->picBuf() : SzPicBuf(), region, flags);
+}
+
+bool CzPicBufMeas::measureHistogram(CzHistoData& histogram, const SzPicBuf& picture, const QRect& region,
+                                    QFlags<CzHistoData::EzHistoDataFlag> flags) {
+    histogram = CzHistoData();
+    const QRect area = clipped(region, picture);
+    if (!hasPixels(picture) || area.isEmpty())
+        return false;
+    return withSampleType(picture.dataType, [&](auto sample) {
+        using T = decltype(sample);
+        const Binning bin(picture);
+        if (picture.storageFormat == EzDataStorageFormat::Planar)
+            for (std::uint32_t plane = 0; plane < picture.channels; ++plane)
+                measure(histogram.channels, part(planeView<const T>(picture, plane), area), bin, flags);
+        else
+            measure(histogram.channels, part(view<const T>(picture), area), bin, flags);
+
+        if (picture.channels == 3 || (picture.channels == 4 && picture.isColor)) {
+            histogram.channels.resize(3);
+            std::swap(histogram.channels[0], histogram.channels[2]); // blue first becomes red first
+        }
+        if (flags.testFlag(Flag::Bins)) {
+            histogram.binCount = bin.count();
+            histogram.binShift = bin.shift();
+        }
+        return true;
+    });
+}

@@ -1,0 +1,546 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "ImageAveragingKernels.h"
+
+#include "ElementSupport.h"
+#include "HistoData.h"
+#include "InstructionSet.h"
+#include "PictureView.h"
+
+#include <QVarLengthArray>
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <type_traits>
+#include <vector>
+
+namespace {
+
+template <class T>
+using SumOf = std::conditional_t<std::is_floating_point_v<T>, float, std::uint32_t>;
+
+template <class T>
+constexpr EzImageDataType sumType =
+    std::is_floating_point_v<T> ? EzImageDataType::Float32 : EzImageDataType::UInt32;
+
+// ---- Formats ----
+
+bool isPlanar(const SzPicBufInfo& format) {
+    return format.storageFormat == EzDataStorageFormat::Planar;
+}
+
+bool isSummable(const SzPicBufInfo& format) {
+    return isPlanar(format) || format.storageFormat == EzDataStorageFormat::Interleaved;
+}
+
+bool isUsable(const SzPicBuf& picture) {
+    return picture.data && picture.linePitch >= packedLineBytes(picture) &&
+           picture.linePitch % bytesPerSample(picture.dataType) == 0;
+}
+
+/// Whether sums leave out the fourth sample of a pixel.
+bool hasUnsummedSample(const SzPicBufInfo& format) {
+    return format.storageFormat == EzDataStorageFormat::Interleaved && format.channels == 4 && format.isColor;
+}
+
+/// Whether sums, their width and height aside, are laid out as those of this picture are.
+template <class T>
+bool areSumsOf(const SzPicBufInfo& sums, const SzPicBufInfo& picture) {
+    return sums.dataType == sumType<T> && sums.storageFormat == picture.storageFormat &&
+           (sums.channels == picture.channels || (hasUnsummedSample(picture) && sums.channels == 3));
+}
+
+/// Narrower than hasUnsummedSample(): pixels of 32-bit samples are no colours here, but four channels.
+bool isColoured(const SzPicBufInfo& format) {
+    return format.channels == 3 ||
+           (format.channels == 4 && format.storageFormat == EzDataStorageFormat::Interleaved &&
+            format.isColor && (bytesPerPixel(format) == 4 || bytesPerPixel(format) == 8));
+}
+
+bool hasAlpha(const SzPicBufInfo& format) {
+    return format.channels == 4 && isColoured(format);
+}
+
+/// The largest sample of a bit depth.
+template <class T>
+T fullScale(std::uint32_t bitDepth) {
+    constexpr std::uint64_t largest = std::numeric_limits<T>::max();
+    return static_cast<T>(bitDepth >= 32 ? largest : std::min((std::uint64_t{1} << bitDepth) - 1, largest));
+}
+
+// ---- Division ----
+
+/// Divides by a number that is known at run time only, with a multiplication and shifts that give the exact
+/// quotient for every dividend and divisor of 32 bits (Granlund and Montgomery, "Division by invariant
+/// integers using multiplication", 1994).
+class Divider {
+public:
+    explicit Divider(std::uint32_t divisor) {
+        std::uint32_t bits = 0; // the divisor is at most 2^bits
+        while ((std::uint64_t{1} << bits) < divisor)
+            ++bits;
+        const std::uint64_t excess = (std::uint64_t{1} << bits) - divisor;
+        m_factor = static_cast<std::uint32_t>((excess << 32) / divisor + 1);
+        m_firstShift = std::min(bits, 1U);
+        m_lastShift = bits - m_firstShift;
+    }
+
+    std::uint32_t operator()(std::uint32_t dividend) const {
+        const auto high = static_cast<std::uint32_t>((std::uint64_t{m_factor} * dividend) >> 32);
+        return (high + ((dividend - high) >> m_firstShift)) >> m_lastShift;
+    }
+
+private:
+    std::uint32_t m_factor;
+    std::uint32_t m_firstShift;
+    std::uint32_t m_lastShift;
+};
+
+class FloatDivider {
+public:
+    explicit FloatDivider(std::uint32_t divisor) : m_divisor(static_cast<float>(divisor)) {}
+    float operator()(float dividend) const { return dividend / m_divisor; }
+
+private:
+    float m_divisor;
+};
+
+template <class T>
+using DividerOf = std::conditional_t<std::is_floating_point_v<T>, FloatDivider, Divider>;
+
+// ---- Lines ----
+
+template <class T>
+void addSamples(const T* __restrict samples, SumOf<T>* __restrict sums, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i)
+        sums[i] += samples[i];
+}
+
+template <class T>
+void divideSums(const SumOf<T>* __restrict sums, T* __restrict means, std::size_t count,
+                DividerOf<T> divide) {
+    for (std::size_t i = 0; i < count; ++i)
+        means[i] = static_cast<T>(divide(sums[i]));
+}
+
+/// What is the same for all pixels is laid out for a block of them, so that loops over a block can be
+/// vectorised whatever the number of channels. Samples, unless a single pixel has more.
+constexpr std::size_t longestBlock = 384;
+
+/// A pixel's samples doubled and doubled again, so that a block can be folded half onto half.
+std::size_t blockLength(std::size_t channels) {
+    std::size_t length = channels;
+    while (length * 2 <= longestBlock)
+        length *= 2;
+    return length;
+}
+
+/// Repeats the first pixel of a block over all of it.
+template <class T>
+void repeatPixel(T* block, std::size_t channels, std::size_t length) {
+    for (std::size_t done = channels; done < length; done *= 2)
+        std::memcpy(block + done, block, done * sizeof(T));
+}
+
+template <class T>
+void sumPixels(const T* row, std::size_t samples, SumOf<T>* sums, std::size_t channels, std::size_t length) {
+    std::fill_n(sums, length, SumOf<T>{0});
+    for (std::size_t i = 0; i < samples; i += length)
+        addSamples(row + i, sums, std::min(length, samples - i));
+    while (length > channels) {
+        length /= 2;
+        addSamples(sums + length, sums, length);
+    }
+}
+
+template <class T>
+void setPixels(T* row, std::size_t samples, const T* values, std::size_t length) {
+    for (std::size_t i = 0; i < samples; i += length)
+        std::memcpy(row + i, values, std::min(length, samples - i) * sizeof(T));
+}
+
+/// Sets what is 0 in kept.
+template <class T>
+void setPixels(T* __restrict row, std::size_t samples, const T* __restrict values, const T* __restrict kept,
+               std::size_t length) {
+    for (std::size_t i = 0; i < samples; i += length) {
+        const std::size_t count = std::min(length, samples - i);
+        for (std::size_t j = 0; j < count; ++j)
+            row[i + j] = static_cast<T>((row[i + j] & kept[j]) | values[j]);
+    }
+}
+
+// ---- Accumulating ----
+
+template <class T>
+void addPlane(PictureView<const T> source, PictureView<SumOf<T>> sums) {
+    const std::size_t samples = std::size_t{source.width} * source.channels;
+    for (std::size_t y = 0; y < source.height; ++y)
+        addSamples(source.row(y), sums.row(y), samples);
+}
+
+template <class T>
+void addColours(PictureView<const T> source, PictureView<SumOf<T>> sums) {
+    for (std::size_t y = 0; y < source.height; ++y) {
+        const T* __restrict in = source.row(y);
+        SumOf<T>* __restrict out = sums.row(y);
+        for (std::size_t x = 0; x < source.width; ++x, in += 4, out += 3)
+            for (std::size_t i = 0; i < 3; ++i)
+                out[i] += in[i];
+    }
+}
+
+// ---- Dividing ----
+
+template <class T>
+void dividePlane(PictureView<const SumOf<T>> sums, PictureView<T> output, DividerOf<T> divide) {
+    const std::size_t samples = std::size_t{sums.width} * output.channels;
+    for (std::size_t y = 0; y < sums.height; ++y)
+        divideSums(sums.row(y), output.row(y), samples, divide);
+}
+
+template <class T>
+void divideColours(PictureView<const SumOf<T>> sums, PictureView<T> output, DividerOf<T> divide) {
+    constexpr std::size_t pixelsTogether = longestBlock / 3;
+    T means[longestBlock];
+    for (std::size_t y = 0; y < sums.height; ++y)
+        for (std::size_t x = 0; x < sums.width; x += pixelsTogether) {
+            const std::size_t pixels = std::min(pixelsTogether, sums.width - x);
+            divideSums(sums.row(y) + 3 * x, means, 3 * pixels, divide);
+            T* const out = output.row(y) + 4 * x;
+            for (std::size_t i = 0; i < pixels; ++i)
+                for (std::size_t j = 0; j < 3; ++j)
+                    out[4 * i + j] = means[3 * i + j];
+        }
+}
+
+// ---- Line averaging ----
+
+/// Planes are walked as if their samples were interleaved.
+template <class T>
+PictureView<T> walk(const SzPicBuf& picture) {
+    PictureView<T> lines = view<T>(picture);
+    lines.channels = picture.channels;
+    return lines;
+}
+
+/// The pixels of a block with all bits set in the fourth of their samples.
+template <class T>
+std::vector<T> alphaMask(std::size_t length) {
+    std::vector<T> mask(length);
+    for (std::size_t i = 3; i < length; i += 4)
+        mask[i] = std::numeric_limits<T>::max();
+    return mask;
+}
+
+template <class T>
+void setRowsToMeans(PictureView<T> picture, SumOf<T>* sums, T* means, const T* kept, std::size_t length) {
+    const std::size_t channels = picture.channels;
+    const std::size_t samples = picture.width * channels;
+    const DividerOf<T> divide(picture.width);
+    const auto half = static_cast<SumOf<T>>(picture.width / 2);
+    for (std::size_t y = 0; y < picture.height; ++y) {
+        T* const row = picture.row(y);
+        sumPixels(static_cast<const T*>(row), samples, sums, channels, length);
+        for (std::size_t i = 0; i < channels; ++i)
+            means[i] = static_cast<T>(divide(sums[i] + half));
+        if constexpr (std::is_integral_v<T>)
+            if (kept) {
+                means[3] = 0;
+                repeatPixel(means, channels, length);
+                setPixels(row, samples, means, kept, length);
+                continue;
+            }
+        repeatPixel(means, channels, length);
+        setPixels(row, samples, means, length);
+    }
+}
+
+template <class T>
+void averageRows(PictureView<T> picture, bool keepAlpha) {
+    const std::size_t length = blockLength(picture.channels);
+    std::vector<SumOf<T>> sums(length);
+    std::vector<T> means(length);
+    const std::vector<T> kept = keepAlpha ? alphaMask<T>(length) : std::vector<T>();
+    forInstructionSet<&setRowsToMeans<T>>(picture, sums.data(), means.data(),
+                                          keepAlpha ? kept.data() : nullptr, length);
+}
+
+template <class T>
+void sumColumns(PictureView<const T> picture, SumOf<T>* sums, T* means, std::size_t samples) {
+    for (std::size_t y = 0; y < picture.height; ++y)
+        addSamples(picture.row(y), sums, samples);
+    const auto half = static_cast<SumOf<T>>(picture.height / 2);
+    for (std::size_t i = 0; i < samples; ++i)
+        sums[i] += half;
+    divideSums(static_cast<const SumOf<T>*>(sums), means, samples, DividerOf<T>(picture.height));
+}
+
+template <class T>
+void averageColumns(PictureView<T> picture) {
+    const std::size_t samples = std::size_t{picture.width} * picture.channels;
+    std::vector<SumOf<T>> sums(samples);
+    std::vector<T> means(samples);
+    const PictureView<const T> source{picture.data, picture.width, picture.height, picture.channels,
+                                      picture.pitch};
+    forInstructionSet<&sumColumns<T>>(source, sums.data(), means.data(), samples);
+    for (std::size_t y = 0; y < picture.height; ++y)
+        std::memcpy(picture.row(y), means.data(), samples * sizeof(T));
+}
+
+// ---- Channel means ----
+
+/// Channels that the histogram of a picture must have.
+std::uint32_t meansOf(const SzPicBufInfo& format) {
+    return isColoured(format) ? 3 : format.channels;
+}
+
+bool hasMeansOf(const SzPicBufInfo& format, const CzHistoData& histogram) {
+    return static_cast<std::uint32_t>(histogram.channels.size()) >= meansOf(format);
+}
+
+template <class T>
+T roundedMean(double mean) {
+    const double rounded = mean + 0.5;
+    if constexpr (std::is_floating_point_v<T>) {
+        return static_cast<T>(rounded);
+    } else {
+        constexpr T largest = std::numeric_limits<T>::max();
+        if (!(rounded >= 0.0)) // nor when it is not a number
+            return 0;
+        return rounded >= static_cast<double>(largest) ? largest : static_cast<T>(rounded);
+    }
+}
+
+/// Needs no memory of its own for any usual number of channels.
+template <class T>
+using Block = QVarLengthArray<T, longestBlock>;
+
+/// The means of a histogram over a block of pixels of this format, with alpha in their fourth sample if they
+/// have one.
+template <class T>
+Block<T> blockOfMeans(const SzPicBufInfo& format, const CzHistoData& histogram, T alpha) {
+    const std::uint32_t means = meansOf(format);
+    Block<T> block(static_cast<int>(blockLength(format.channels)));
+    for (std::uint32_t i = 0; i < means; ++i) {
+        // Pixels are blue, green, red, histograms red, green, blue.
+        const std::uint32_t channel = isColoured(format) ? 2 - i : i;
+        block[static_cast<int>(i)] = roundedMean<T>(histogram.channels.at(static_cast<int>(channel)).mean);
+    }
+    if (hasAlpha(format))
+        block[3] = alpha;
+    repeatPixel(block.data(), format.channels, static_cast<std::size_t>(block.size()));
+    return block;
+}
+
+template <class T>
+void fill(PictureView<T> picture, const T* means, std::size_t length) {
+    const std::size_t samples = std::size_t{picture.width} * picture.channels;
+    for (std::size_t y = 0; y < picture.height; ++y)
+        setPixels(picture.row(y), samples, means, length);
+}
+
+// ---- Subtracting ----
+
+/// Holds every difference of two samples plus a third.
+template <class T>
+using Wide = std::conditional_t<sizeof(T) == 1, std::int16_t,
+                                std::conditional_t<sizeof(T) == 2, std::int32_t, std::int64_t>>;
+
+/// The picture's samples change by means − (average & subtracted), within 0 … limits.
+template <class T>
+void subtractSamples(PictureView<const T> average, PictureView<T> picture, const T* __restrict means,
+                     const T* __restrict subtracted, const T* __restrict limits, std::size_t length) {
+    const std::size_t samples = std::size_t{average.width} * average.channels;
+    for (std::size_t y = 0; y < average.height; ++y)
+        for (std::size_t i = 0; i < samples; i += length) {
+            const T* __restrict a = average.row(y) + i;
+            T* __restrict p = picture.row(y) + i;
+            const std::size_t count = std::min(length, samples - i);
+            for (std::size_t j = 0; j < count; ++j) {
+                const T minuend = a[j] & subtracted[j];
+                const auto change = static_cast<Wide<T>>(static_cast<Wide<T>>(p[j]) - minuend + means[j]);
+                p[j] = static_cast<T>(std::min<Wide<T>>(std::max<Wide<T>>(change, 0), limits[j]));
+            }
+        }
+}
+
+void subtractFloats(PictureView<const float> average, PictureView<float> picture,
+                    const float* __restrict means, std::size_t length) {
+    const std::size_t samples = std::size_t{average.width} * average.channels;
+    for (std::size_t y = 0; y < average.height; ++y)
+        for (std::size_t i = 0; i < samples; i += length) {
+            const float* __restrict a = average.row(y) + i;
+            float* __restrict p = picture.row(y) + i;
+            const std::size_t count = std::min(length, samples - i);
+            for (std::size_t j = 0; j < count; ++j)
+                p[j] = p[j] - a[j] + means[j];
+        }
+}
+
+template <class T>
+void subtract(const SzPicBuf& average, SzPicBuf& picture, const CzHistoData& histogram) {
+    const Block<T> means = blockOfMeans<T>(average, histogram, 0);
+    const auto length = static_cast<std::size_t>(means.size());
+    if constexpr (std::is_floating_point_v<T>) {
+        forInstructionSet<&subtractFloats>(walk<const T>(average), walk<T>(picture), means.constData(),
+                                           length);
+    } else {
+        constexpr T largest = std::numeric_limits<T>::max();
+        Block<T> subtracted(means.size());
+        Block<T> limits(means.size());
+        for (int i = 0; i < means.size(); ++i) {
+            const bool kept = hasAlpha(average) && i % 4 == 3;
+            subtracted[i] = kept ? 0 : largest;
+            limits[i] = kept ? largest : fullScale<T>(average.bitDepth);
+        }
+        forInstructionSet<&subtractSamples<T>>(walk<const T>(average), walk<T>(picture), means.constData(),
+                                               subtracted.constData(), limits.constData(), length);
+    }
+}
+
+// ---- Planes with padded lines ----
+
+/// Whether rows that run on into the following lines would meet padding.
+bool rowsMeetPadding(const SzPicBuf& picture) {
+    return isPlanar(picture) && picture.channels > 1 && picture.linePitch != packedLineBytes(picture);
+}
+
+/// Makes packed a copy of picture without padding.
+bool pack(HeapPicture& packed, const SzPicBuf& picture) {
+    SzPicBufInfo format = picture;
+    format.linePitch = static_cast<std::uint32_t>(packedLineBytes(picture));
+    return packed.allocate(format) && CzPicBufAPI::CopyPicBuf(*packed, picture, false);
+}
+
+/// Calls function with the picture, or with a copy without padding in its place.
+template <class Function>
+bool withoutPadding(SzPicBuf& picture, Function&& function) {
+    if (!rowsMeetPadding(picture))
+        return function(picture);
+    HeapPicture packed;
+    return pack(packed, picture) && function(*packed) && CzPicBufAPI::CopyPicBuf(picture, *packed, false);
+}
+
+template <class Function>
+bool withoutPadding(const SzPicBuf& picture, Function&& function) {
+    if (!rowsMeetPadding(picture))
+        return function(picture);
+    HeapPicture packed;
+    return pack(packed, picture) && function(*packed);
+}
+
+bool hasNoPixels(const SzPicBufInfo& format) {
+    return format.width == 0 || format.height == 0 || format.channels == 0;
+}
+
+/// Brings floatMin and floatMax of a float picture up to date.
+void refreshRange(SzPicBuf& picture) {
+    if (picture.dataType == EzImageDataType::Float32)
+        CzPicBufAPI::CalcFloatDataMinMax(picture, picture.floatMin, picture.floatMax, false);
+}
+
+} // namespace
+
+bool AccumulatePicture(const SzPicBuf& source, SzPicBuf& sums) {
+    if (!isUsable(source) || !isUsable(sums) || !isSummable(source) || source.width > sums.width ||
+        source.height > sums.height)
+        return false;
+    return withSampleType(source.dataType, [&](auto sample) {
+        using T = decltype(sample);
+        if (!areSumsOf<T>(sums, source))
+            return false;
+        if (hasUnsummedSample(source))
+            forInstructionSet<&addColours<T>>(view<const T>(source), view<SumOf<T>>(sums));
+        else if (isPlanar(source))
+            for (std::uint32_t plane = 0; plane < source.channels; ++plane)
+                forInstructionSet<&addPlane<T>>(planeView<const T>(source, plane),
+                                                planeView<SumOf<T>>(sums, plane));
+        else
+            forInstructionSet<&addPlane<T>>(view<const T>(source), view<SumOf<T>>(sums));
+        return true;
+    });
+}
+
+bool DivideSums(const SzPicBuf& sums, SzPicBuf& output, std::uint32_t count) {
+    if (!isUsable(sums) || !isUsable(output) || !isSummable(output) || count == 0 ||
+        sums.width > output.width || sums.height > output.height)
+        return false;
+    const bool divided = withSampleType(output.dataType, [&](auto sample) {
+        using T = decltype(sample);
+        if (!areSumsOf<T>(sums, output))
+            return false;
+        const DividerOf<T> divide(count);
+        if (hasUnsummedSample(output))
+            forInstructionSet<&divideColours<T>>(view<const SumOf<T>>(sums), view<T>(output), divide);
+        else if (isPlanar(output))
+            for (std::uint32_t plane = 0; plane < sums.channels; ++plane)
+                forInstructionSet<&dividePlane<T>>(planeView<const SumOf<T>>(sums, plane),
+                                                   planeView<T>(output, plane), divide);
+        else
+            forInstructionSet<&dividePlane<T>>(view<const SumOf<T>>(sums), view<T>(output), divide);
+        return true;
+    });
+    if (divided)
+        refreshRange(output);
+    return divided;
+}
+
+bool AverageLines(SzPicBuf& picture, std::int32_t mode) {
+    if (mode != RowMeans && mode != ColumnMeans)
+        return true;
+    return withSampleType(picture.dataType, [&](auto sample) {
+        using T = decltype(sample);
+        if (!isUsable(picture))
+            return false;
+        if (hasNoPixels(picture))
+            return true;
+        return withoutPadding(picture, [&](SzPicBuf& lines) {
+            if (mode == RowMeans)
+                averageRows(walk<T>(lines), hasAlpha(lines));
+            else
+                averageColumns(walk<T>(lines));
+            return true;
+        });
+    });
+}
+
+bool FillWithChannelMeans(SzPicBuf& picture, const CzHistoData& histogram) {
+    return withSampleType(picture.dataType, [&](auto sample) {
+        using T = decltype(sample);
+        if (!hasMeansOf(picture, histogram) || !isUsable(picture))
+            return false;
+        if (hasNoPixels(picture))
+            return true;
+        T alpha{};
+        if constexpr (std::is_integral_v<T>)
+            alpha = fullScale<T>(picture.bitDepth);
+        const Block<T> means = blockOfMeans<T>(picture, histogram, alpha);
+        return withoutPadding(picture, [&](SzPicBuf& lines) {
+            fill(walk<T>(lines), means.constData(), static_cast<std::size_t>(means.size()));
+            return true;
+        });
+    });
+}
+
+bool SubtractFromAverage(const SzPicBuf& average, SzPicBuf& picture, const CzHistoData& histogram) {
+    const bool sameLayout = picture.dataType == average.dataType && picture.channels == average.channels &&
+                            picture.storageFormat == average.storageFormat &&
+                            picture.width >= average.width && picture.height >= average.height;
+    if (!sameLayout || !hasMeansOf(average, histogram) || !isUsable(average) || !isUsable(picture))
+        return false;
+    const bool subtracted = withSampleType(average.dataType, [&](auto sample) {
+        using T = decltype(sample);
+        if (hasNoPixels(average))
+            return true;
+        return withoutPadding(average, [&](const SzPicBuf& from) {
+            return withoutPadding(picture, [&](SzPicBuf& lines) {
+                subtract<T>(from, lines, histogram);
+                return true;
+            });
+        });
+    });
+    if (subtracted)
+        refreshRange(picture);
+    return subtracted;
+}

@@ -87,10 +87,10 @@ private:
 class Averaging : public testing::Test {
 protected:
     /// Sets the element up for pictures of a format, as a chain that starts does.
-    void start(const SzPicBufInfo& input, int buffers = 4) {
+    void start(const SzPicBufInfo& input) {
         format = input;
         element.setInput(format);
-        element.usePool(buffers, format);
+        element.usePool(4, pictureFormat(32, 32, 4)); // large enough for all of them
         element.setupStart();
     }
 

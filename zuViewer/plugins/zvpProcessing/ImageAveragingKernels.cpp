@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <numeric>
 #include <type_traits>
 #include <vector>
 
@@ -123,9 +124,29 @@ void divideSums(const SumOf<T>* __restrict sums, T* __restrict means, std::size_
         means[i] = static_cast<T>(divide(sums[i]));
 }
 
-/// What is the same for all pixels is laid out for a block of them, so that loops over a block can be
-/// vectorised whatever the number of channels. Samples, unless a single pixel has more.
-constexpr std::size_t longestBlock = 384;
+/// Holds the sum of some samples, up to 257.
+template <class T>
+using PartialSumOf = std::conditional_t<sizeof(T) == 1, std::uint16_t, SumOf<T>>;
+
+/// Adds up lines that begin step samples after one another, so many together at a time.
+template <std::size_t together, class T>
+void addLines(const T* __restrict line, std::size_t step, std::size_t lines, SumOf<T>* __restrict sums,
+              std::size_t samples) {
+    for (; lines >= together; lines -= together, line += together * step)
+        for (std::size_t i = 0; i < samples; ++i) {
+            PartialSumOf<T> sum = 0;
+#pragma GCC unroll 16
+            for (std::size_t y = 0; y < together; ++y)
+                sum = static_cast<PartialSumOf<T>>(sum + line[y * step + i]);
+            sums[i] += sum;
+        }
+    for (; lines > 0; --lines, line += step)
+        addSamples(line, sums, samples);
+}
+
+/// Work on pixels is done in blocks of several, long enough to be vectorised whatever the number of channels.
+/// Samples, unless a single pixel has more.
+constexpr std::size_t longestBlock = 96;
 
 /// A pixel's samples doubled and doubled again, so that a block can be folded half onto half.
 std::size_t blockLength(std::size_t channels) {
@@ -135,38 +156,89 @@ std::size_t blockLength(std::size_t channels) {
     return length;
 }
 
-/// Repeats the first pixel of a block over all of it.
+/// Repeats the first pixel of a row or block over all of it.
 template <class T>
-void repeatPixel(T* block, std::size_t channels, std::size_t length) {
-    for (std::size_t done = channels; done < length; done *= 2)
-        std::memcpy(block + done, block, done * sizeof(T));
+void repeatPixel(T* pixels, std::size_t channels, std::size_t samples) {
+    for (std::size_t done = channels; done < samples; done *= 2)
+        std::memcpy(pixels + done, pixels, std::min(done, samples - done) * sizeof(T));
 }
 
+/// Adds up the pixels of a row. The sums, one for each sample of a pixel, come first in a block of this
+/// length.
 template <class T>
 void sumPixels(const T* row, std::size_t samples, SumOf<T>* sums, std::size_t channels, std::size_t length) {
     std::fill_n(sums, length, SumOf<T>{0});
-    for (std::size_t i = 0; i < samples; i += length)
-        addSamples(row + i, sums, std::min(length, samples - i));
+    const std::size_t blocks = samples / length;
+    addLines<16>(row, length, blocks, sums, length);
+    addSamples(row + blocks * length, sums, samples % length);
+    if (channels == 1 && std::is_integral_v<T>) {
+        sums[0] = std::accumulate(sums, sums + length, SumOf<T>{0});
+        return;
+    }
     while (length > channels) {
         length /= 2;
         addSamples(sums + length, sums, length);
     }
 }
 
+using Vector8 = std::uint8_t __attribute__((vector_size(16)));
+using Vector16 = std::uint16_t __attribute__((vector_size(16)));
 template <class T>
-void setPixels(T* row, std::size_t samples, const T* values, std::size_t length) {
-    for (std::size_t i = 0; i < samples; i += length)
-        std::memcpy(row + i, values, std::min(length, samples - i) * sizeof(T));
+using Vector = std::conditional_t<sizeof(T) == 1, Vector8, Vector16>;
+
+/// The colours of a few pixels, three samples each, with room for a fourth after each.
+inline Vector8 spread(Vector8 colours) {
+    return __builtin_shufflevector(colours, colours, 0, 1, 2, 2, 3, 4, 5, 5, 6, 7, 8, 8, 9, 10, 11, 11);
+}
+inline Vector16 spread(Vector16 colours) {
+    return __builtin_shufflevector(colours, colours, 0, 1, 2, 2, 3, 4, 5, 5);
 }
 
-/// Sets what is 0 in kept.
+/// Pixels whose samples are set together, and samples that are read for them: more than three each.
+constexpr std::size_t coloursTogether = 128;
 template <class T>
-void setPixels(T* __restrict row, std::size_t samples, const T* __restrict values, const T* __restrict kept,
-               std::size_t length) {
-    for (std::size_t i = 0; i < samples; i += length) {
-        const std::size_t count = std::min(length, samples - i);
-        for (std::size_t j = 0; j < count; ++j)
-            row[i + j] = static_cast<T>((row[i + j] & kept[j]) | values[j]);
+constexpr std::size_t readColours = 3 * coloursTogether + sizeof(Vector<T>) / sizeof(T);
+
+/// Sets the first three samples of the four of each pixel. Reads up to a vector behind the last colour.
+template <class T>
+void setColours(T* row, const T* colours, std::size_t pixels) {
+    std::size_t x = 0;
+    if constexpr (sizeof(T) < 4) {
+        constexpr std::size_t lanes = sizeof(Vector<T>) / sizeof(T);
+        Vector<T> kept{};
+        for (std::size_t i = 3; i < lanes; i += 4)
+            kept[i] = std::numeric_limits<T>::max();
+        for (; x + lanes / 4 <= pixels; x += lanes / 4) {
+            Vector<T> in;
+            Vector<T> out;
+            std::memcpy(&in, colours + 3 * x, sizeof in);
+            std::memcpy(&out, row + 4 * x, sizeof out);
+            out = (out & kept) | (spread(in) & ~kept);
+            std::memcpy(row + 4 * x, &out, sizeof out);
+        }
+    }
+    for (; x < pixels; ++x)
+        std::copy_n(colours + 3 * x, 3, row + 4 * x);
+}
+
+/// A pixel of four samples as one number.
+template <class T>
+using PixelOfFour = std::conditional_t<sizeof(T) == 1, std::uint32_t, std::uint64_t>;
+
+/// Sets the first three samples of all pixels to those of one and leaves their fourth, which is 0 in colour.
+template <class T>
+void setColour(T* row, const T (&colour)[4], std::size_t pixels) {
+    using Pixel = PixelOfFour<T>;
+    const T fourth[4] = {0, 0, 0, std::numeric_limits<T>::max()};
+    Pixel value;
+    Pixel kept;
+    std::memcpy(&value, colour, sizeof value);
+    std::memcpy(&kept, fourth, sizeof kept);
+    for (std::size_t x = 0; x < pixels; ++x) {
+        Pixel pixel;
+        std::memcpy(&pixel, row + 4 * x, sizeof pixel);
+        pixel = (pixel & kept) | value;
+        std::memcpy(row + 4 * x, &pixel, sizeof pixel);
     }
 }
 
@@ -201,16 +273,12 @@ void dividePlane(PictureView<const SumOf<T>> sums, PictureView<T> output, Divide
 
 template <class T>
 void divideColours(PictureView<const SumOf<T>> sums, PictureView<T> output, DividerOf<T> divide) {
-    constexpr std::size_t pixelsTogether = longestBlock / 3;
-    T means[longestBlock];
+    T means[readColours<T>] = {};
     for (std::size_t y = 0; y < sums.height; ++y)
-        for (std::size_t x = 0; x < sums.width; x += pixelsTogether) {
-            const std::size_t pixels = std::min(pixelsTogether, sums.width - x);
+        for (std::size_t x = 0; x < sums.width; x += coloursTogether) {
+            const std::size_t pixels = std::min(coloursTogether, sums.width - x);
             divideSums(sums.row(y) + 3 * x, means, 3 * pixels, divide);
-            T* const out = output.row(y) + 4 * x;
-            for (std::size_t i = 0; i < pixels; ++i)
-                for (std::size_t j = 0; j < 3; ++j)
-                    out[4 * i + j] = means[3 * i + j];
+            setColours(output.row(y) + 4 * x, means, pixels);
         }
 }
 
@@ -224,35 +292,30 @@ PictureView<T> walk(const SzPicBuf& picture) {
     return lines;
 }
 
-/// The pixels of a block with all bits set in the fourth of their samples.
 template <class T>
-std::vector<T> alphaMask(std::size_t length) {
-    std::vector<T> mask(length);
-    for (std::size_t i = 3; i < length; i += 4)
-        mask[i] = std::numeric_limits<T>::max();
-    return mask;
-}
-
-template <class T>
-void setRowsToMeans(PictureView<T> picture, SumOf<T>* sums, T* means, const T* kept, std::size_t length) {
+void setRowsToMeans(PictureView<T> picture, [[maybe_unused]] bool keepAlpha, SumOf<T>* sums,
+                    std::size_t length) {
     const std::size_t channels = picture.channels;
-    const std::size_t samples = picture.width * channels;
     const DividerOf<T> divide(picture.width);
     const auto half = static_cast<SumOf<T>>(picture.width / 2);
     for (std::size_t y = 0; y < picture.height; ++y) {
         T* const row = picture.row(y);
+        const std::size_t samples = picture.width * channels;
         sumPixels(static_cast<const T*>(row), samples, sums, channels, length);
-        for (std::size_t i = 0; i < channels; ++i)
-            means[i] = static_cast<T>(divide(sums[i] + half));
-        if constexpr (std::is_integral_v<T>)
-            if (kept) {
-                means[3] = 0;
-                repeatPixel(means, channels, length);
-                setPixels(row, samples, means, kept, length);
+        if constexpr (sizeof(T) < 4)
+            if (keepAlpha) {
+                T colour[4] = {};
+                for (std::size_t i = 0; i < 3; ++i)
+                    colour[i] = static_cast<T>(divide(sums[i] + half));
+                setColour(row, colour, picture.width);
                 continue;
             }
-        repeatPixel(means, channels, length);
-        setPixels(row, samples, means, length);
+        for (std::size_t i = 0; i < channels; ++i)
+            row[i] = static_cast<T>(divide(sums[i] + half));
+        if (channels == 1)
+            std::fill_n(row, samples, row[0]);
+        else
+            repeatPixel(row, channels, samples);
     }
 }
 
@@ -260,16 +323,14 @@ template <class T>
 void averageRows(PictureView<T> picture, bool keepAlpha) {
     const std::size_t length = blockLength(picture.channels);
     std::vector<SumOf<T>> sums(length);
-    std::vector<T> means(length);
-    const std::vector<T> kept = keepAlpha ? alphaMask<T>(length) : std::vector<T>();
-    forInstructionSet<&setRowsToMeans<T>>(picture, sums.data(), means.data(),
-                                          keepAlpha ? kept.data() : nullptr, length);
+    forInstructionSet<&setRowsToMeans<T>>(picture, keepAlpha, sums.data(), length);
 }
 
 template <class T>
 void sumColumns(PictureView<const T> picture, SumOf<T>* sums, T* means, std::size_t samples) {
-    for (std::size_t y = 0; y < picture.height; ++y)
-        addSamples(picture.row(y), sums, samples);
+    // No more of them: lines often lie so that they drive each other out of the fastest cache.
+    addLines<8>(static_cast<const T*>(picture.data), picture.pitch / sizeof(T), picture.height, sums,
+                samples);
     const auto half = static_cast<SumOf<T>>(picture.height / 2);
     for (std::size_t i = 0; i < samples; ++i)
         sums[i] += half;
@@ -334,10 +395,12 @@ Block<T> blockOfMeans(const SzPicBufInfo& format, const CzHistoData& histogram, 
 }
 
 template <class T>
-void fill(PictureView<T> picture, const T* means, std::size_t length) {
+void fill(PictureView<T> picture, const T* means) {
     const std::size_t samples = std::size_t{picture.width} * picture.channels;
-    for (std::size_t y = 0; y < picture.height; ++y)
-        setPixels(picture.row(y), samples, means, length);
+    for (std::size_t y = 0; y < picture.height; ++y) {
+        std::copy_n(means, picture.channels, picture.row(y));
+        repeatPixel(picture.row(y), picture.channels, samples);
+    }
 }
 
 // ---- Subtracting ----
@@ -347,22 +410,43 @@ template <class T>
 using Wide = std::conditional_t<sizeof(T) == 1, std::int16_t,
                                 std::conditional_t<sizeof(T) == 2, std::int32_t, std::int64_t>>;
 
-/// The picture's samples change by means − (average & subtracted), within 0 … limits.
 template <class T>
-void subtractSamples(PictureView<const T> average, PictureView<T> picture, const T* __restrict means,
-                     const T* __restrict subtracted, const T* __restrict limits, std::size_t length) {
+T difference(T sample, T subtrahend, T mean, T limit) {
+    const auto value = static_cast<Wide<T>>(static_cast<Wide<T>>(sample) - subtrahend + mean);
+    return static_cast<T>(std::min<Wide<T>>(std::max<Wide<T>>(value, 0), limit));
+}
+
+/// What holds for the samples of a block.
+template <class T>
+struct Subtraction {
+    const T* means;
+    const T* subtracted; // all bits set, or none where the average is not subtracted
+    const T* limits;
+    std::size_t length;
+};
+
+template <class T>
+void subtractSamples(PictureView<const T> average, PictureView<T> picture, Subtraction<T> block) {
     const std::size_t samples = std::size_t{average.width} * average.channels;
-    for (std::size_t y = 0; y < average.height; ++y)
-        for (std::size_t i = 0; i < samples; i += length) {
-            const T* __restrict a = average.row(y) + i;
-            T* __restrict p = picture.row(y) + i;
-            const std::size_t count = std::min(length, samples - i);
-            for (std::size_t j = 0; j < count; ++j) {
-                const T minuend = a[j] & subtracted[j];
-                const auto change = static_cast<Wide<T>>(static_cast<Wide<T>>(p[j]) - minuend + means[j]);
-                p[j] = static_cast<T>(std::min<Wide<T>>(std::max<Wide<T>>(change, 0), limits[j]));
-            }
+    const T* __restrict means = block.means;
+    const T* __restrict subtracted = block.subtracted;
+    const T* __restrict limits = block.limits;
+    for (std::size_t y = 0; y < average.height; ++y) {
+        const T* __restrict a = average.row(y);
+        T* __restrict p = picture.row(y);
+        if (average.channels == 1) {
+            const T mean = means[0];
+            const T limit = limits[0];
+            for (std::size_t i = 0; i < samples; ++i)
+                p[i] = difference(p[i], a[i], mean, limit);
+            continue;
         }
+        for (std::size_t i = 0; i < samples; i += block.length, a += block.length, p += block.length) {
+            const std::size_t count = std::min(block.length, samples - i);
+            for (std::size_t j = 0; j < count; ++j)
+                p[j] = difference(p[j], static_cast<T>(a[j] & subtracted[j]), means[j], limits[j]);
+        }
+    }
 }
 
 void subtractFloats(PictureView<const float> average, PictureView<float> picture,
@@ -394,8 +478,8 @@ void subtract(const SzPicBuf& average, SzPicBuf& picture, const CzHistoData& his
             subtracted[i] = kept ? 0 : largest;
             limits[i] = kept ? largest : fullScale<T>(average.bitDepth);
         }
-        forInstructionSet<&subtractSamples<T>>(walk<const T>(average), walk<T>(picture), means.constData(),
-                                               subtracted.constData(), limits.constData(), length);
+        const Subtraction<T> block{means.constData(), subtracted.constData(), limits.constData(), length};
+        forInstructionSet<&subtractSamples<T>>(walk<const T>(average), walk<T>(picture), block);
     }
 }
 
@@ -517,7 +601,7 @@ bool FillWithChannelMeans(SzPicBuf& picture, const CzHistoData& histogram) {
             alpha = fullScale<T>(picture.bitDepth);
         const Block<T> means = blockOfMeans<T>(picture, histogram, alpha);
         return withoutPadding(picture, [&](SzPicBuf& lines) {
-            fill(walk<T>(lines), means.constData(), static_cast<std::size_t>(means.size()));
+            fill(walk<T>(lines), means.constData());
             return true;
         });
     });

@@ -146,12 +146,13 @@ void addLines(const T* __restrict line, std::size_t step, std::size_t lines, Sum
 
 /// Work on pixels is done in blocks of several, long enough to be vectorised whatever the number of channels.
 /// Samples, unless a single pixel has more.
-constexpr std::size_t longestBlock = 96;
+constexpr std::size_t longestBlockOfSums = 96;
+constexpr std::size_t longestBlockOfMeans = 384;
 
 /// A pixel's samples doubled and doubled again, so that a block can be folded half onto half.
-std::size_t blockLength(std::size_t channels) {
+std::size_t blockLength(std::size_t channels, std::size_t longest) {
     std::size_t length = channels;
-    while (length * 2 <= longestBlock)
+    while (length * 2 <= longest)
         length *= 2;
     return length;
 }
@@ -332,7 +333,7 @@ void setRowsToMeans(PictureView<T> picture, [[maybe_unused]] bool keepAlpha, Sum
 
 template <class T>
 void averageRows(PictureView<T> picture, bool keepAlpha) {
-    const std::size_t length = blockLength(picture.channels);
+    const std::size_t length = blockLength(picture.channels, longestBlockOfSums);
     std::vector<SumOf<T>> sums(length);
     forInstructionSet<&setRowsToMeans<T>>(picture, keepAlpha, sums.data(), length);
 }
@@ -386,14 +387,14 @@ T roundedMean(double mean) {
 
 /// Needs no memory of its own for any usual number of channels.
 template <class T>
-using Block = QVarLengthArray<T, longestBlock>;
+using Block = QVarLengthArray<T, longestBlockOfMeans>;
 
 /// The means of a histogram over a block of pixels of this format, with alpha in their fourth sample if they
 /// have one.
 template <class T>
 Block<T> blockOfMeans(const SzPicBufInfo& format, const CzHistoData& histogram, T alpha) {
     const std::uint32_t means = meansOf(format);
-    Block<T> block(static_cast<int>(blockLength(format.channels)));
+    Block<T> block(static_cast<int>(blockLength(format.channels, longestBlockOfMeans)));
     for (std::uint32_t i = 0; i < means; ++i) {
         // Pixels are blue, green, red, histograms red, green, blue.
         const std::uint32_t channel = isColoured(format) ? 2 - i : i;

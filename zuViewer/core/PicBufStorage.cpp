@@ -46,13 +46,17 @@ constexpr std::uint64_t blockBytes(std::uint64_t bytes) {
     return bytes + dataAlignment - 1;
 }
 
-/// Bytes of a line that kernels may read. A kernel that takes every second sample of a line of odd width
-/// reads one sample behind it, if the pitch has room for that.
-std::uint64_t readableLineBytes(const SzPicBufInfo& format) {
+/// Bytes of a line that kernels may use. A kernel that takes every second sample of a line of odd width reads
+/// one sample behind it, and one that takes a planar picture as interleaved uses the samples of all channels
+/// in the lines of the first plane: each only where the pitch has room for that.
+std::uint64_t usableLineBytes(const SzPicBufInfo& format) {
     const std::uint64_t packed = packedLineBytes(format);
-    const std::uint64_t oneMore = packed + bytesPerSample(format.dataType);
-    const bool mayReadOneMore = format.channels == 1 && format.width % 2 == 1 && oneMore <= format.linePitch;
-    return mayReadOneMore ? oneMore : packed;
+    std::uint64_t more = packed;
+    if (format.storageFormat == EzDataStorageFormat::Planar)
+        more *= format.channels;
+    else if (format.channels == 1 && format.width % 2 == 1)
+        more += bytesPerSample(format.dataType);
+    return more <= format.linePitch ? more : packed;
 }
 
 } // namespace
@@ -96,7 +100,7 @@ void PicBufStorage::open(const SzPicBufInfo& format) {
     if (!guardsMemory)
         return;
     for (std::uint64_t line = 0; line < lineCount(format); ++line)
-        allow(data + line * format.linePitch, readableLineBytes(format));
+        allow(data + line * format.linePitch, usableLineBytes(format));
 }
 
 void PicBufStorage::close() {

@@ -2,6 +2,7 @@
 #include "ImageAveragingKernels.h"
 
 #include "ElementSupport.h"
+#include "ExactDivision.h"
 #include "HistoData.h"
 #include "InstructionSet.h"
 #include "PictureView.h"
@@ -71,32 +72,6 @@ T fullScale(std::uint32_t bitDepth) {
 
 // ---- Division ----
 
-/// Divides by a number that is known at run time only, with a multiplication and shifts that give the exact
-/// quotient for every dividend and divisor of 32 bits (Granlund and Montgomery, "Division by invariant
-/// integers using multiplication", 1994).
-class Divider {
-public:
-    explicit Divider(std::uint32_t divisor) {
-        std::uint32_t bits = 0; // the divisor is at most 2^bits
-        while ((std::uint64_t{1} << bits) < divisor)
-            ++bits;
-        const std::uint64_t excess = (std::uint64_t{1} << bits) - divisor;
-        m_factor = static_cast<std::uint32_t>((excess << 32) / divisor + 1);
-        m_firstShift = std::min(bits, 1U);
-        m_lastShift = bits - m_firstShift;
-    }
-
-    std::uint32_t operator()(std::uint32_t dividend) const {
-        const auto high = static_cast<std::uint32_t>((std::uint64_t{m_factor} * dividend) >> 32);
-        return (high + ((dividend - high) >> m_firstShift)) >> m_lastShift;
-    }
-
-private:
-    std::uint32_t m_factor;
-    std::uint32_t m_firstShift;
-    std::uint32_t m_lastShift;
-};
-
 class FloatDivider {
 public:
     explicit FloatDivider(std::uint32_t divisor) : m_divisor(static_cast<float>(divisor)) {}
@@ -107,7 +82,7 @@ private:
 };
 
 template <class T>
-using DividerOf = std::conditional_t<std::is_floating_point_v<T>, FloatDivider, Divider>;
+using DividerOf = std::conditional_t<std::is_floating_point_v<T>, FloatDivider, ExactDivision<std::uint32_t>>;
 
 // ---- Lines ----
 

@@ -432,6 +432,13 @@ TEST_F(Averaging, withOnePicturePerAverageEachFrameIsComparedWithTheOneBefore) {
     EXPECT_EQ(samples({10, 20, 30, 50}, 3), (Bytes{28, 28, 28, 28})); // mean 27.5
 }
 
+TEST_F(Averaging, inputIsStillThereToBecomeTheAverageAfterItsPendingOutputWasMade) {
+    start(1, true);
+    EXPECT_EQ(samples({10, 20, 30, 40}, 1), Bytes());
+    EXPECT_EQ(samples({90, 90, 90, 90}, 2).size(), 4U);
+    EXPECT_EQ(samples({91, 90, 90, 90}, 3), (Bytes{91, 90, 90, 90})); // against the input before
+}
+
 TEST_F(Averaging, linesOfTheDifferenceAreAveragedButNotOfTheAverageItself) {
     start(1, true, 1);
     EXPECT_EQ(samples({10, 20, 30, 40}, 1), Bytes());
@@ -465,6 +472,21 @@ TEST_F(Averaging, startForgetsSeriesAndAverage) {
     EXPECT_EQ(samples({10, 10, 10, 10}), Bytes());
     EXPECT_EQ(samples({10, 10, 10, 10}), Bytes());
     EXPECT_EQ(samples({10, 10, 10, 10}).size(), 4U);
+}
+
+TEST_F(Averaging, coloursOf32BitsWithAlphaAreAveragedButNeverSubtracted) {
+    // Their histogram has three channels, the subtraction wants four.
+    SzPicBufInfo deep = pictureFormat(2, 1, 4, EzImageDataType::UInt32);
+    deep.isColor = true;
+    element.setAverageCount(1);
+    element.setSubtractFromAverage(true);
+    start(deep);
+    for (int i = 1; i <= 3; ++i)
+        EXPECT_FALSE(process(frameOf<std::uint32_t>(deep, {1, 2, 3, 4}, i)));
+    EXPECT_FALSE(process(frameOf<std::uint32_t>(deep, {1, 2, 3, 4}, 0)));
+    EXPECT_EQ(element.pool->freeBuffers(), 4);
+    element.setSubtractFromAverage(false);
+    EXPECT_TRUE(process(frameOf<std::uint32_t>(deep, {1, 2, 3, 4}, 4)));
 }
 
 // ---- Still pictures ----
@@ -538,6 +560,13 @@ TEST_F(Averaging, largerCountLetsASeriesGoOn) {
     EXPECT_EQ(samples({60, 60, 60, 60}, 3), (Bytes{30, 30, 30, 30}));
 }
 
+TEST_F(Averaging, lineModeIsTheOneOfTheMomentASeriesIsComplete) {
+    start(2, false, 1);
+    samples({10, 20, 30, 40}, 1);
+    element.setLineAveraging(2);
+    EXPECT_EQ(samples({10, 20, 30, 40}, 2), (Bytes{20, 30, 20, 30}));
+}
+
 TEST_F(Averaging, countOfOneInMidSeriesCopiesAndTheSumsStayForLater) {
     start(4);
     samples({10, 10, 10, 10}, 1);
@@ -589,7 +618,24 @@ TEST_F(Averaging, pictureThatDoesNotFitTheRunGivesNullAndDoesNotCount) {
     EXPECT_FALSE(process(numberedFrame(pictureFormat(2, 3))));
     EXPECT_FALSE(process(numberedFrame(pictureFormat(2, 2, 3))));
     EXPECT_FALSE(process(numberedFrame(pictureFormat(2, 2, 1, EzImageDataType::Float32))));
+    SzPicBufInfo planes = pictureFormat(2, 2);
+    planes.storageFormat = EzDataStorageFormat::Planar;
+    EXPECT_FALSE(process(numberedFrame(planes)));
     EXPECT_EQ(samples({20, 20, 20, 20}, 2), (Bytes{15, 15, 15, 15}));
+}
+
+TEST_F(Averaging, inputThatNothingComesOutForIsLeftToTheHost) {
+    start(3, true);
+    auto frame = frameOf<std::uint8_t>(format, {1, 2, 3, 4}, 1);
+    const QPointer<CzImageData> input = frame.get();
+    for (int i = 0; i < 3; ++i) { // two that are summed up, and the one that completes the series
+        EXPECT_EQ(element.processData(frame.get()), nullptr);
+        ASSERT_FALSE(input.isNull());
+    }
+    EXPECT_EQ(allSamples<std::uint8_t>(frame->picBuf()), (Bytes{1, 2, 3, 4}));
+    frame->picBuf().storageFormat = EzDataStorageFormat::HostPacked; // refused
+    EXPECT_EQ(element.processData(frame.get()), nullptr);
+    ASSERT_FALSE(input.isNull());
 }
 
 TEST_F(Averaging, failedDivisionLetsTheSeriesGrow) {
@@ -680,11 +726,26 @@ TEST_F(Averaging, failedAllocationIsLoggedAndTheStartIsNotRefused) {
     element.setupStop();
 }
 
-TEST_F(Averaging, averageIsAllocatedOnlyForSubtraction) {
+TEST_F(Averaging, startWithoutAKnownInputCannotAllocateAndSaysSo) {
     const CriticalLog log;
-    element.setInput(SzPicBufInfo());
     element.setupStart();
-    EXPECT_EQ(criticalMessages.size(), 1);
+    EXPECT_EQ(criticalMessages.size(), 1) << "the average is allocated only for subtraction";
+    element.setSubtractFromAverage(true);
+    element.setupStart();
+    EXPECT_EQ(criticalMessages.size(), 3);
+    EXPECT_EQ(element.errorMessage(), QString());
+}
+
+TEST_F(Averaging, startWithoutAKnownInputForgetsTheRunBefore) {
+    start(2);
+    samples({10, 10, 10, 10}, 1);
+    const CriticalLog log;
+    element.forgetInput();
+    element.setupStart();
+    EXPECT_EQ(samples({10, 10, 10, 10}, 2), Bytes()) << "there are no sums";
+    start(2);
+    EXPECT_EQ(samples({20, 20, 20, 20}, 3), Bytes());
+    EXPECT_EQ(samples({20, 20, 20, 20}, 4), (Bytes{20, 20, 20, 20}));
 }
 
 TEST_F(Averaging, stopWithoutStartAndTwiceDoesNoHarm) {

@@ -97,10 +97,8 @@ public:
                    ? m_memory[(channel * picture.height + y) * m_pitchSamples + x]
                    : m_memory[y * m_pitchSamples + x * picture.channels + channel];
     }
-    /// A sample by its place in a line of the memory.
+    /// A sample by its place in a line of the memory, or in those after it.
     T& inLine(std::size_t line, std::size_t i) { return m_memory[line * m_pitchSamples + i]; }
-
-    std::size_t lineSamples() const { return m_lineSamples; }
 
     bool paddingIsUntouched() const {
         for (std::size_t i = 0; i < m_memory.size(); ++i)
@@ -272,58 +270,54 @@ TEST_P(AveragingKernels, quotientsAreWrittenAtTheirPlaceInEveryTypeLayoutAndPitc
     });
 }
 
+// The following take planes for interleaved rows, which run on into the lines after them, one row after the
+// other: each changes what the next one finds. Padding in between counts as 0.
+
 TEST_P(AveragingKernels, rowsBecomeTheirMeansInEveryTypeLayoutAndPitch) {
     forAllTypesAndLayouts([](auto sample, const Layout& layout) {
         using T = decltype(sample);
-        // Lines without padding, one row after the other: in planes each changes what the next one averages.
-        auto walked = pixels<T>(layout, 0);
-        walked.fillWithNoise(4);
-        const std::vector<T> noise = walked.samples();
-        std::vector<T> expected = noise;
+        auto expected = pixels<T>(layout, layout.padding, T(0));
+        expected.fillWithNoise(4);
+        const std::vector<T> noise = expected.samples();
         for (std::size_t y = 0; y < layout.height; ++y)
             for (std::size_t c = 0; c < layout.channels; ++c) {
                 if (c == 3 && linesSkipFourth<T>(layout))
                     continue;
                 std::vector<T> row;
-                const auto first = expected.begin() + y * walked.lineSamples() + c;
                 for (std::size_t x = 0; x < layout.width; ++x)
-                    row.push_back(first[x * layout.channels]);
+                    row.push_back(expected.inLine(y, x * layout.channels + c));
                 for (std::size_t x = 0; x < layout.width; ++x)
-                    first[x * layout.channels] = meanOf(row);
+                    expected.inLine(y, x * layout.channels + c) = meanOf(row);
             }
-        for (const T padding : {T(untouched), T(1)}) {
-            auto picture = pixels<T>(layout, layout.padding, padding);
-            picture.set(noise);
-            EXPECT_TRUE(AverageLines(picture.picture, RowMeans));
-            EXPECT_TRUE(areSamples(picture.samples(), expected));
-            EXPECT_TRUE(picture.paddingIsUntouched());
-        }
+        auto picture = pixels<T>(layout, layout.padding);
+        picture.set(noise);
+        EXPECT_TRUE(AverageLines(picture.picture, RowMeans));
+        EXPECT_TRUE(areSamples(picture.samples(), expected.samples()));
+        EXPECT_TRUE(picture.paddingIsUntouched());
     });
 }
 
 TEST_P(AveragingKernels, columnsBecomeTheirMeansInEveryTypeLayoutAndPitch) {
     forAllTypesAndLayouts([](auto sample, const Layout& layout) {
         using T = decltype(sample);
-        auto walked = pixels<T>(layout, 0);
-        walked.fillWithNoise(5);
-        const std::vector<T> noise = walked.samples();
+        auto expected = pixels<T>(layout, layout.padding, T(0));
+        expected.fillWithNoise(5);
+        const std::vector<T> noise = expected.samples();
         std::vector<T> means;
         for (std::size_t i = 0; i < std::size_t{layout.width} * layout.channels; ++i) {
             std::vector<T> column;
             for (std::size_t y = 0; y < layout.height; ++y)
-                column.push_back(noise[y * walked.lineSamples() + i]);
+                column.push_back(expected.inLine(y, i));
             means.push_back(meanOf(column));
         }
-        std::vector<T> expected = noise;
         for (std::size_t y = 0; y < layout.height; ++y)
-            std::copy(means.begin(), means.end(), expected.begin() + y * walked.lineSamples());
-        for (const T padding : {T(untouched), T(1)}) {
-            auto picture = pixels<T>(layout, layout.padding, padding);
-            picture.set(noise);
-            EXPECT_TRUE(AverageLines(picture.picture, ColumnMeans));
-            EXPECT_TRUE(areSamples(picture.samples(), expected));
-            EXPECT_TRUE(picture.paddingIsUntouched());
-        }
+            for (std::size_t i = 0; i < means.size(); ++i)
+                expected.inLine(y, i) = means[i];
+        auto picture = pixels<T>(layout, layout.padding);
+        picture.set(noise);
+        EXPECT_TRUE(AverageLines(picture.picture, ColumnMeans));
+        EXPECT_TRUE(areSamples(picture.samples(), expected.samples()));
+        EXPECT_TRUE(picture.paddingIsUntouched());
     });
 }
 
@@ -333,19 +327,18 @@ TEST_P(AveragingKernels, samplesBecomeTheMeansOfTheirChannelsInEveryTypeLayoutAn
         using T = decltype(sample);
         auto picture = pixels<T>(layout, layout.padding);
         picture.picture.bitDepth = 7;
-        std::vector<T> expected = picture.samples();
-        const std::size_t lineSamples = picture.lineSamples();
+        auto expected = pixels<T>(layout, layout.padding);
         for (std::size_t y = 0; y < layout.height; ++y)
             for (std::uint32_t x = 0; x < layout.width; ++x)
                 for (std::uint32_t c = 0; c < layout.channels; ++c) {
-                    T& value = expected[y * lineSamples + x * layout.channels + c];
+                    T& value = expected.inLine(y, x * layout.channels + c);
                     if (c == 3 && linesSkipFourth<T>(layout))
                         value = 127;
                     else
                         value = static_cast<T>(means[histogramChannel<T>(layout, c)] + 0.5);
                 }
         EXPECT_TRUE(FillWithChannelMeans(picture.picture, histogramOf(means)));
-        EXPECT_EQ(picture.samples(), expected);
+        EXPECT_EQ(picture.samples(), expected.samples());
         EXPECT_TRUE(picture.paddingIsUntouched());
     });
 }
@@ -355,34 +348,82 @@ TEST_P(AveragingKernels, averageIsSubtractedWithinTheFullScaleInEveryTypeLayoutA
     forAllTypesAndLayouts([&](auto sample, const Layout& layout) {
         using T = decltype(sample);
         for (const std::uint32_t averagePadding : {0U, 5U}) {
+            auto subtrahend = pixels<T>(layout, averagePadding, T(0));
+            subtrahend.fillWithNoise(6);
             auto average = pixels<T>(layout, averagePadding);
-            average.fillWithNoise(6);
+            average.set(subtrahend.samples());
             average.picture.bitDepth = 8 * sizeof(T) - 2;
+            auto expected = pixels<T>(layout, layout.padding, T(0));
+            expected.fillWithNoise(7);
             auto picture = pixels<T>(layout, layout.padding);
-            picture.fillWithNoise(7);
+            picture.set(expected.samples());
             const double fullScale = std::exp2(8 * sizeof(T) - 2) - 1;
-            const std::vector<T> subtrahend = average.samples();
-            std::vector<T> expected = picture.samples();
-            const std::size_t lineSamples = picture.lineSamples();
             for (std::size_t y = 0; y < layout.height; ++y)
                 for (std::uint32_t x = 0; x < layout.width; ++x)
                     for (std::uint32_t c = 0; c < layout.channels; ++c) {
                         if (c == 3 && linesSkipFourth<T>(layout))
                             continue;
-                        const std::size_t i = y * lineSamples + x * layout.channels + c;
+                        const std::size_t i = std::size_t{x} * layout.channels + c;
                         const double mean = means[histogramChannel<T>(layout, c)] + 0.5;
-                        double value = static_cast<double>(expected[i]) - static_cast<double>(subtrahend[i]);
+                        double value = static_cast<double>(expected.inLine(y, i)) -
+                                       static_cast<double>(subtrahend.inLine(y, i));
                         if (std::is_same_v<T, float>)
                             value += mean;
                         else
                             value = std::min(std::max(value + std::floor(mean), 0.0), fullScale);
-                        expected[i] = static_cast<T>(value);
+                        expected.inLine(y, i) = static_cast<T>(value);
                     }
             EXPECT_TRUE(SubtractFromAverage(average.picture, picture.picture, histogramOf(means)));
-            EXPECT_TRUE(areSamples(picture.samples(), expected));
+            EXPECT_TRUE(areSamples(picture.samples(), expected.samples()));
             EXPECT_TRUE(picture.paddingIsUntouched());
         }
     });
+}
+
+TEST_P(AveragingKernels, differencesOf8BitsAreThoseOfPlainArithmeticForEverySampleAverageAndMean) {
+    std::vector<std::uint8_t> averages;
+    std::vector<std::uint8_t> samples;
+    for (int i = 0; i < 65536; ++i) {
+        averages.push_back(static_cast<std::uint8_t>(i / 256));
+        samples.push_back(static_cast<std::uint8_t>(i % 256));
+    }
+    for (const std::uint32_t channels : {1U, 2U}) {
+        Pixels<std::uint8_t> average(65536 / channels, 1, channels);
+        Pixels<std::uint8_t> picture(65536 / channels, 1, channels);
+        average.set(averages);
+        for (const std::uint32_t depth : {0U, 1U, 7U, 8U}) {
+            average.picture.bitDepth = depth;
+            const int limit = (1 << depth) - 1;
+            for (int mean = 0; mean < 256; mean += depth == 8 ? 1 : 17) {
+                picture.set(samples);
+                ASSERT_TRUE(SubtractFromAverage(average.picture, picture.picture,
+                                                histogramOf(std::vector<double>(channels, mean))));
+                std::vector<std::uint8_t> expected;
+                for (std::size_t i = 0; i < samples.size(); ++i)
+                    expected.push_back(static_cast<std::uint8_t>(
+                        std::min(std::max(samples[i] - averages[i] + mean, 0), limit)));
+                ASSERT_EQ(picture.samples(), expected) << "mean " << mean << ", " << depth << " bits";
+            }
+        }
+    }
+}
+
+TEST_P(AveragingKernels, brightestRowsOfAnyLengthAreAddedUpWithoutOverflow) {
+    for (const std::uint32_t width : {1U, 63U, 511U, 1023U, 1024U, 1025U, 3000U, 70000U}) {
+        Pixels<std::uint8_t> bytes(width, 1);
+        bytes.set(std::vector<std::uint8_t>(width, 255));
+        ASSERT_TRUE(AverageLines(bytes.picture, RowMeans));
+        EXPECT_THAT(bytes.samples(), Each(255)) << width;
+        bytes.inLine(0, width - 1) = 0;
+        bytes.inLine(0, 0) = 0;
+        const std::vector<std::uint8_t> before = bytes.samples();
+        ASSERT_TRUE(AverageLines(bytes.picture, RowMeans));
+        EXPECT_THAT(bytes.samples(), Each(meanOf(before))) << width;
+        Pixels<std::uint16_t> words(width, 1);
+        words.set(std::vector<std::uint16_t>(width, 60000));
+        ASSERT_TRUE(AverageLines(words.picture, RowMeans));
+        EXPECT_THAT(words.samples(), Each(60000)) << width;
+    }
 }
 
 TEST_P(AveragingKernels, quotientsAreThoseOfIntegerDivisionForEveryDivisorAndAtEveryEdge) {
@@ -489,6 +530,57 @@ TEST(AveragingRules, fillAndSubtractionAddAHalfToTheMeansOfFloatsToo) {
     picture.set({4});
     ASSERT_TRUE(SubtractFromAverage(average.picture, picture.picture, histogramOf({2.0})));
     EXPECT_THAT(picture.samples(), ElementsAre(-3.5F)); // not kept above 0 either
+}
+
+TEST(AveragingRules, sumsHave32BitsAndTheChannelsOfThePicture) {
+    for (const auto& [type, expected] : {std::pair{EzImageDataType::UInt8, EzImageDataType::UInt32},
+                                         {EzImageDataType::UInt16, EzImageDataType::UInt32},
+                                         {EzImageDataType::UInt32, EzImageDataType::UInt32},
+                                         {EzImageDataType::Float32, EzImageDataType::Float32}})
+        for (const std::uint32_t channels : {1U, 3U, 4U, 5U})
+            for (const bool isColor : {false, true})
+                for (const EzDataStorageFormat storage : {interleaved, planar}) {
+                    SzPicBufInfo format;
+                    format.width = 7;
+                    format.height = 5;
+                    format.linePitch = 1000;
+                    format.channels = channels;
+                    format.dataType = type;
+                    format.bitDepth = 12;
+                    format.storageFormat = storage;
+                    format.isColor = isColor;
+                    SzPicBufInfo sums = format;
+                    sums.linePitch = 0;
+                    sums.dataType = expected;
+                    if (type == EzImageDataType::UInt8 || type == EzImageDataType::UInt16)
+                        sums.bitDepth = 32;
+                    EXPECT_EQ(sumFormat(format), sums);
+                }
+}
+
+TEST(AveragingRules, sumsOfColoursHaveThreeChannelsWhereFourSumsHaveFourOrEightBytes) {
+    // Of sample types that are never summed: those that are have sums of 16 bytes.
+    SzPicBufInfo format;
+    format.channels = 4;
+    format.isColor = true;
+    for (const auto& [type, expected] : {std::pair{EzImageDataType::Undefined, 3U},
+                                         {EzImageDataType::Int8, 3U},
+                                         {EzImageDataType::Int16, 3U},
+                                         {EzImageDataType::Float16, 3U},
+                                         {EzImageDataType::SpectrumFloat32, 4U},
+                                         {EzImageDataType::Float64, 4U}}) {
+        format.dataType = type;
+        EXPECT_EQ(sumFormat(format).channels, expected);
+        SzPicBufInfo other = format;
+        other.isColor = false;
+        EXPECT_EQ(sumFormat(other).channels, 4U);
+        other = format;
+        other.storageFormat = planar;
+        EXPECT_EQ(sumFormat(other).channels, 4U);
+        other = format;
+        other.channels = 1;
+        EXPECT_EQ(sumFormat(other).channels, 1U);
+    }
 }
 
 TEST(AveragingRules, colourSumsOf8BitsArePackedThreeByThree) {
@@ -607,6 +699,30 @@ TEST(AveragingRules, columnModeTakesPlanesForInterleavedRows) {
                                               20, 30, //
                                               40, 50, //
                                               70, 80));
+}
+
+TEST(AveragingRules, rowModeTakesPlanesForInterleavedRows) {
+    Pixels<std::uint8_t> planes(2, 2, 2, planar);
+    planes.set({10, 20, //
+                30, 40, //
+                50, 60, //
+                70, 80});
+    ASSERT_TRUE(AverageLines(planes.picture, RowMeans));
+    // The rows are 10 20 30 40, of which 20 30 20 30 is left, and 20 30 50 60, of which 35 45 35 45 is.
+    EXPECT_THAT(planes.samples(), ElementsAre(20, 30, //
+                                              35, 45, //
+                                              35, 45, //
+                                              70, 80));
+}
+
+TEST(AveragingRules, rowsThroughPlanesFindZerosInTheirPaddingAndLeaveItAsItIs) {
+    Pixels<std::uint8_t> planes(2, 1, 2, planar, false, 1);
+    planes.set({10, 20, //
+                30, 40});
+    ASSERT_TRUE(AverageLines(planes.picture, RowMeans));
+    EXPECT_THAT(planes.samples(), ElementsAre(5, 25,    //
+                                              25, 40)); // the row is 10 20 0 30: means of 10 0 and 20 30
+    EXPECT_TRUE(planes.paddingIsUntouched());
 }
 
 TEST(AveragingRules, planesOfThreeChannelsAreFilledAndSubtractedLikeInterleavedRows) {

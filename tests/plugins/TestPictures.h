@@ -99,6 +99,8 @@ public:
         m_inputIsKnown = true;
     }
 
+    void forgetInput() { m_inputIsKnown = false; }
+
     /// A pool of so many buffers, each of them full of old pixels.
     void usePool(int buffers, const SzPicBufInfo& largest) {
         pool = CzMemoryPool::create(buffers, packedLineBytes(largest) * largest.height);

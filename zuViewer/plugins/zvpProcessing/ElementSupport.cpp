@@ -64,10 +64,10 @@ HeapPicture& HeapPicture::operator=(HeapPicture&& other) noexcept {
     return *this;
 }
 
-bool HeapPicture::allocate(const SzPicBufInfo& format) {
+bool HeapPicture::allocate(const SzPicBufInfo& format, bool flag) {
     free();
     m_picture.setPicFormat(format);
-    return CzPicBufAPI::AllocPicBufFromHeap(m_picture, m_picture, false);
+    return CzPicBufAPI::AllocPicBufFromHeap(m_picture, m_picture, flag);
 }
 
 void HeapPicture::free() {

@@ -119,8 +119,8 @@ public:
     HeapPicture& operator=(HeapPicture&& other) noexcept;
 
     /// Frees the picture held before and allocates one of this format, all zero. False, and no picture, when
-    /// the format is refused.
-    bool allocate(const SzPicBufInfo& format);
+    /// the format is refused. The flag is the host's.
+    bool allocate(const SzPicBufInfo& format, bool flag = false);
     void free();
 
     explicit operator bool() const { return m_picture.data; }

@@ -19,16 +19,6 @@ constexpr Setting<int> subtractSetting{"subtractFromAverage", 0};
 // Saved chains find it under this spelling.
 constexpr Setting<int> lineSetting{"lineAveraing", LinesAsTheyAre};
 
-/// The format of the sums of pictures of a format.
-SzPicBufInfo sumFormat(SzPicBufInfo format) {
-    if (format.dataType == EzImageDataType::UInt8 || format.dataType == EzImageDataType::UInt16) {
-        format.dataType = EzImageDataType::UInt32;
-        format.bitDepth = 32;
-    }
-    format.linePitch = 0;
-    return format;
-}
-
 void logFailedAllocation(int line) {
     qCritical().noquote().nospace()
         << "0x" << QString::number(reinterpret_cast<quintptr>(QThread::currentThreadId()), 16)
@@ -176,7 +166,7 @@ bool CzImageAveragingCnbl::outputImageInfo(const SzPicBufInfo& input, SzPicBufIn
 void CzImageAveragingCnbl::setupStart() {
     SzPicBufInfo input;
     currentInputImageInfo(input, nullptr);
-    if (!m_sums.allocate(sumFormat(input)))
+    if (!m_sums.allocate(sumFormat(input), true))
         logFailedAllocation(__LINE__);
     m_frameCounter = 0;
     if (subtractFromAverage() && !m_average.allocate(input))

@@ -7,8 +7,6 @@
 #include "InstructionSet.h"
 #include "PictureView.h"
 
-#include <QVarLengthArray>
-
 #include <algorithm>
 #include <cstring>
 #include <limits>
@@ -139,10 +137,35 @@ void repeatPixel(T* pixels, std::size_t channels, std::size_t samples) {
         std::memcpy(pixels + done, pixels, std::min(done, samples - done) * sizeof(T));
 }
 
+/// The sum of some bytes. They are taken by twos, whose halves are quicker to add than bytes are to widen.
+inline std::uint32_t sumBytes(const std::uint8_t* bytes, std::size_t count) {
+    constexpr std::size_t lanes = 32;
+    constexpr std::size_t together = 16;
+    constexpr std::size_t block = 2 * lanes * together;
+    std::uint32_t sums[lanes] = {};
+    for (; count >= block; count -= block, bytes += block)
+        for (std::size_t i = 0; i < lanes; ++i) {
+            std::uint16_t sum = 0;
+#pragma GCC unroll 16
+            for (std::size_t y = 0; y < together; ++y) {
+                std::uint16_t two;
+                std::memcpy(&two, bytes + 2 * (y * lanes + i), sizeof two);
+                sum = static_cast<std::uint16_t>(sum + (two & 0xffU) + (two >> 8U));
+            }
+            sums[i] += sum;
+        }
+    return std::accumulate(bytes, bytes + count, std::accumulate(sums, sums + lanes, 0U));
+}
+
 /// Adds up the pixels of a row. The sums, one for each sample of a pixel, come first in a block of this
 /// length.
 template <class T>
 void sumPixels(const T* row, std::size_t samples, SumOf<T>* sums, std::size_t channels, std::size_t length) {
+    if constexpr (sizeof(T) == 1)
+        if (channels == 1) {
+            sums[0] = sumBytes(row, samples);
+            return;
+        }
     std::fill_n(sums, length, SumOf<T>{0});
     const std::size_t blocks = samples / length;
     addLines<16>(row, length, blocks, sums, length);
@@ -360,24 +383,38 @@ T roundedMean(double mean) {
     }
 }
 
-/// Needs no memory of its own for any usual number of channels.
+/// The samples of a block of pixels. They begin where vectors do, since those that lie across two lines of
+/// the cache are read at half the speed, and need no memory of the heap for any usual number of channels.
 template <class T>
-using Block = QVarLengthArray<T, longestBlockOfMeans>;
+class Block {
+public:
+    explicit Block(std::size_t length)
+        : m_length(length), m_many(length > longestBlockOfMeans ? length : 0) {}
+
+    std::size_t length() const { return m_length; }
+    T* data() { return m_many.empty() ? m_few : m_many.data(); }
+    const T* data() const { return m_many.empty() ? m_few : m_many.data(); }
+
+private:
+    alignas(64) T m_few[longestBlockOfMeans] = {};
+    std::size_t m_length;
+    std::vector<T> m_many;
+};
 
 /// The means of a histogram over a block of pixels of this format, with alpha in their fourth sample if they
 /// have one.
 template <class T>
 Block<T> blockOfMeans(const SzPicBufInfo& format, const CzHistoData& histogram, T alpha) {
     const std::uint32_t means = meansOf(format);
-    Block<T> block(static_cast<int>(blockLength(format.channels, longestBlockOfMeans)));
+    Block<T> block(blockLength(format.channels, longestBlockOfMeans));
     for (std::uint32_t i = 0; i < means; ++i) {
         // Pixels are blue, green, red, histograms red, green, blue.
         const std::uint32_t channel = isColoured(format) ? 2 - i : i;
-        block[static_cast<int>(i)] = roundedMean<T>(histogram.channels.at(static_cast<int>(channel)).mean);
+        block.data()[i] = roundedMean<T>(histogram.channels.at(static_cast<int>(channel)).mean);
     }
     if (hasAlpha(format))
-        block[3] = alpha;
-    repeatPixel(block.data(), format.channels, static_cast<std::size_t>(block.size()));
+        block.data()[3] = alpha;
+    repeatPixel(block.data(), format.channels, block.length());
     return block;
 }
 
@@ -392,15 +429,28 @@ void fill(PictureView<T> picture, const T* means) {
 
 // ---- Subtracting ----
 
-/// Holds every difference of two samples plus a third.
-template <class T>
-using Wide = std::conditional_t<sizeof(T) == 1, std::int16_t,
-                                std::conditional_t<sizeof(T) == 2, std::int32_t, std::int64_t>>;
+// By value, unlike those of the standard library, which the compiler does not always vectorise.
 
 template <class T>
+T smaller(T a, T b) {
+    return a < b ? a : b;
+}
+
+template <class T>
+T larger(T a, T b) {
+    return a > b ? a : b;
+}
+
+/// sample − subtrahend + mean, within 0 and the limit. Never leaves the range of T on the way: of wider
+/// numbers a vector would hold half as many.
+template <class T>
 T difference(T sample, T subtrahend, T mean, T limit) {
-    const auto value = static_cast<Wide<T>>(static_cast<Wide<T>>(sample) - subtrahend + mean);
-    return static_cast<T>(std::min<Wide<T>>(std::max<Wide<T>>(value, 0), limit));
+    const T most = larger(sample, subtrahend);
+    const auto above = static_cast<T>(most - subtrahend);
+    const auto below = static_cast<T>(most - sample); // one of the two is 0
+    const auto lowered = static_cast<T>(larger(mean, below) - below);
+    const auto room = static_cast<T>(~above);
+    return smaller(static_cast<T>(smaller(lowered, room) + above), limit);
 }
 
 /// What holds for the samples of a block.
@@ -413,26 +463,30 @@ struct Subtraction {
 };
 
 template <class T>
+void subtractLine(const T* __restrict average, T* __restrict picture, std::size_t samples, T mean, T limit) {
+    for (std::size_t i = 0; i < samples; ++i)
+        picture[i] = difference(picture[i], average[i], mean, limit);
+}
+
+template <class T>
+void subtractBlock(const T* __restrict average, T* __restrict picture, std::size_t samples,
+                   const T* __restrict means, const T* __restrict subtracted, const T* __restrict limits) {
+    for (std::size_t i = 0; i < samples; ++i)
+        picture[i] = difference(picture[i], static_cast<T>(average[i] & subtracted[i]), means[i], limits[i]);
+}
+
+template <class T>
 void subtractSamples(PictureView<const T> average, PictureView<T> picture, Subtraction<T> block) {
     const std::size_t samples = std::size_t{average.width} * average.channels;
-    const T* __restrict means = block.means;
-    const T* __restrict subtracted = block.subtracted;
-    const T* __restrict limits = block.limits;
     for (std::size_t y = 0; y < average.height; ++y) {
-        const T* __restrict a = average.row(y);
-        T* __restrict p = picture.row(y);
-        if (average.channels == 1) {
-            const T mean = means[0];
-            const T limit = limits[0];
-            for (std::size_t i = 0; i < samples; ++i)
-                p[i] = difference(p[i], a[i], mean, limit);
-            continue;
-        }
-        for (std::size_t i = 0; i < samples; i += block.length, a += block.length, p += block.length) {
-            const std::size_t count = std::min(block.length, samples - i);
-            for (std::size_t j = 0; j < count; ++j)
-                p[j] = difference(p[j], static_cast<T>(a[j] & subtracted[j]), means[j], limits[j]);
-        }
+        const T* const a = average.row(y);
+        T* const p = picture.row(y);
+        if (average.channels == 1)
+            subtractLine(a, p, samples, block.means[0], block.limits[0]);
+        else
+            for (std::size_t i = 0; i < samples; i += block.length)
+                subtractBlock(a + i, p + i, std::min(block.length, samples - i), block.means,
+                              block.subtracted, block.limits);
     }
 }
 
@@ -452,53 +506,63 @@ void subtractFloats(PictureView<const float> average, PictureView<float> picture
 template <class T>
 void subtract(const SzPicBuf& average, SzPicBuf& picture, const CzHistoData& histogram) {
     const Block<T> means = blockOfMeans<T>(average, histogram, 0);
-    const auto length = static_cast<std::size_t>(means.size());
     if constexpr (std::is_floating_point_v<T>) {
-        forInstructionSet<&subtractFloats>(walk<const T>(average), walk<T>(picture), means.constData(),
-                                           length);
+        forInstructionSet<&subtractFloats>(walk<const T>(average), walk<T>(picture), means.data(),
+                                           means.length());
     } else {
         constexpr T largest = std::numeric_limits<T>::max();
-        Block<T> subtracted(means.size());
-        Block<T> limits(means.size());
-        for (int i = 0; i < means.size(); ++i) {
+        Block<T> subtracted(means.length());
+        Block<T> limits(means.length());
+        for (std::size_t i = 0; i < means.length(); ++i) {
             const bool kept = hasAlpha(average) && i % 4 == 3;
-            subtracted[i] = kept ? 0 : largest;
-            limits[i] = kept ? largest : fullScale<T>(average.bitDepth);
+            subtracted.data()[i] = kept ? 0 : largest;
+            limits.data()[i] = kept ? largest : fullScale<T>(average.bitDepth);
         }
-        const Subtraction<T> block{means.constData(), subtracted.constData(), limits.constData(), length};
+        const Subtraction<T> block{means.data(), subtracted.data(), limits.data(), means.length()};
         forInstructionSet<&subtractSamples<T>>(walk<const T>(average), walk<T>(picture), block);
     }
 }
 
 // ---- Planes with padded lines ----
 
-/// Whether rows that run on into the following lines would meet padding.
+/// Whether rows that run on into the following lines meet padding.
 bool rowsMeetPadding(const SzPicBuf& picture) {
     return isPlanar(picture) && picture.channels > 1 && picture.linePitch != packedLineBytes(picture);
 }
 
-/// Makes packed a copy of picture without padding.
-bool pack(HeapPicture& packed, const SzPicBuf& picture) {
-    SzPicBufInfo format = picture;
-    format.linePitch = static_cast<std::uint32_t>(packedLineBytes(picture));
-    return packed.allocate(format) && CzPicBufAPI::CopyPicBuf(*packed, picture, false);
-}
+/// A copy of a picture, at the same places, whose padding is 0 and may be used.
+class UsablePadding {
+public:
+    explicit UsablePadding(const SzPicBuf& picture) : m_memory(picture.dataSize()) {
+        copy.setPicFormat(picture);
+        copy.data = m_memory.data();
+        CzPicBufAPI::CopyPicBuf(copy, picture, false);
+    }
+    UsablePadding(const UsablePadding&) = delete;
+    UsablePadding& operator=(const UsablePadding&) = delete;
 
-/// Calls function with the picture, or with a copy without padding in its place.
+    SzPicBuf copy;
+
+private:
+    std::vector<std::uint8_t> m_memory;
+};
+
+/// Calls function with the picture, or with such a copy in its place.
 template <class Function>
-bool withoutPadding(SzPicBuf& picture, Function&& function) {
+void withUsablePadding(SzPicBuf& picture, Function&& function) {
     if (!rowsMeetPadding(picture))
         return function(picture);
-    HeapPicture packed;
-    return pack(packed, picture) && function(*packed) && CzPicBufAPI::CopyPicBuf(picture, *packed, false);
+    UsablePadding padded(picture);
+    function(padded.copy);
+    CzPicBufAPI::CopyPicBuf(picture, padded.copy, false);
 }
 
 template <class Function>
-bool withoutPadding(const SzPicBuf& picture, Function&& function) {
+void withUsablePadding(const SzPicBuf& picture, Function&& function) {
     if (!rowsMeetPadding(picture))
         return function(picture);
-    HeapPicture packed;
-    return pack(packed, picture) && function(*packed);
+    const UsablePadding padded(picture);
+    function(padded.copy);
 }
 
 bool hasNoPixels(const SzPicBufInfo& format) {
@@ -512,6 +576,17 @@ void refreshRange(SzPicBuf& picture) {
 }
 
 } // namespace
+
+SzPicBufInfo sumFormat(SzPicBufInfo format) {
+    if (format.dataType == EzImageDataType::UInt8 || format.dataType == EzImageDataType::UInt16) {
+        format.dataType = EzImageDataType::UInt32;
+        format.bitDepth = 32;
+    }
+    format.linePitch = 0;
+    if (hasAlpha(format))
+        format.channels = 3;
+    return format;
+}
 
 bool AccumulatePicture(const SzPicBuf& source, SzPicBuf& sums) {
     if (!isUsable(source) || !isUsable(sums) || !isSummable(source) || source.width > sums.width ||
@@ -566,13 +641,13 @@ bool AverageLines(SzPicBuf& picture, std::int32_t mode) {
             return false;
         if (hasNoPixels(picture))
             return true;
-        return withoutPadding(picture, [&](SzPicBuf& lines) {
+        withUsablePadding(picture, [&](SzPicBuf& lines) {
             if (mode == RowMeans)
                 averageRows(walk<T>(lines), hasAlpha(lines));
             else
                 averageColumns(walk<T>(lines));
-            return true;
         });
+        return true;
     });
 }
 
@@ -587,10 +662,8 @@ bool FillWithChannelMeans(SzPicBuf& picture, const CzHistoData& histogram) {
         if constexpr (std::is_integral_v<T>)
             alpha = fullScale<T>(picture.bitDepth);
         const Block<T> means = blockOfMeans<T>(picture, histogram, alpha);
-        return withoutPadding(picture, [&](SzPicBuf& lines) {
-            fill(walk<T>(lines), means.constData());
-            return true;
-        });
+        withUsablePadding(picture, [&](SzPicBuf& lines) { fill(walk<T>(lines), means.data()); });
+        return true;
     });
 }
 
@@ -604,12 +677,10 @@ bool SubtractFromAverage(const SzPicBuf& average, SzPicBuf& picture, const CzHis
         using T = decltype(sample);
         if (hasNoPixels(average))
             return true;
-        return withoutPadding(average, [&](const SzPicBuf& from) {
-            return withoutPadding(picture, [&](SzPicBuf& lines) {
-                subtract<T>(from, lines, histogram);
-                return true;
-            });
+        withUsablePadding(average, [&](const SzPicBuf& from) {
+            withUsablePadding(picture, [&](SzPicBuf& lines) { subtract<T>(from, lines, histogram); });
         });
+        return true;
     });
     if (subtracted)
         refreshRange(picture);

@@ -20,6 +20,11 @@ enum EzLineAveraging : std::int32_t {
     ColumnMeans = 2,
 };
 
+/// The format of the sums of pictures of a format, with a pitch that the allocator chooses. Interleaved
+/// colours whose four sums have 4 or 8 bytes together get three channels; the sums of 8- and 16-bit samples
+/// have more bytes, and keep all four.
+SzPicBufInfo sumFormat(SzPicBufInfo format);
+
 /// Adds each sample of a picture to its sum. Integers have sums of 32 bits, which wrap around; floats have
 /// floats.
 ///
@@ -38,8 +43,9 @@ bool AccumulatePicture(const SzPicBuf& source, SzPicBuf& sums);
 bool DivideSums(const SzPicBuf& sums, SzPicBuf& output, std::uint32_t count);
 
 // The following take a row for width × channels samples in succession. In a planar picture it therefore runs
-// on into the following lines and planes. Of these pictures count as coloured: those with three channels, and
-// interleaved ones with four, isColor and 8- or 16-bit samples.
+// on over the padding, which counts as 0 and stays as it is, into the following lines and planes. Of these
+// pictures count as coloured: those with three channels, and interleaved ones with four, isColor and 8- or
+// 16-bit samples.
 
 /// Replaces each row (RowMeans) or column (ColumnMeans) of each channel by its mean, rounded half up. Floats
 /// get the half of that rounding too: their means are too large by about a half.

@@ -85,11 +85,13 @@ std::uint32_t expectedValue(const Picture<In>& in, std::uint32_t phase, int x, i
     const int row = phase >= 2 ? 1 : 0;
     const bool oddlyClassed = x == 0 && y > 0 && y < height - 1;
     const int reach = (oddlyClassed ? width - 1 - column : x + column) % 2;
+    const bool inLine = (y + row) % 2 == 0;
     std::uint32_t sum = 0;
     std::uint32_t count = 0;
-    for (const int dy : (y + row) % 2 == 0 ? std::vector<int>{0} : std::vector<int>{-1, 1})
-        for (const int dx : reach == 0 ? std::vector<int>{0} : std::vector<int>{-1, 1})
-            if (x + dx >= 0 && x + dx < width && y + dy >= 0 && y + dy < height) {
+    for (int dy = -1; dy <= 1; ++dy)
+        for (int dx = -1; dx <= 1; ++dx)
+            if ((dy == 0) == inLine && (dx == 0) == (reach == 0) && x + dx >= 0 && x + dx < width &&
+                y + dy >= 0 && y + dy < height) {
                 sum += in.at(static_cast<std::uint32_t>(x + dx), static_cast<std::uint32_t>(y + dy));
                 ++count;
             }
@@ -201,6 +203,51 @@ TYPED_TEST(CellChannel, bordersTakeTheMeanOfTheTwoNeighboursThatExist) {
                                 70, 80, 90, 100, 110}));
 }
 
+TYPED_TEST(CellChannel, cornersCopyTheirOneNeighbourOrTheirOwnSample) {
+    // Every sample has a value of its own: row and column.
+    constexpr int size = 4;
+    std::vector<typename TypeParam::Input> samples;
+    for (int y = 0; y < size; ++y)
+        for (int x = 0; x < size; ++x)
+            samples.push_back(static_cast<typename TypeParam::Input>(10 * y + x));
+    const auto corners = [&](std::uint32_t phase) {
+        const std::vector<int> pixels = interpolated<TypeParam>(size, size, phase, samples);
+        return std::vector<int>{pixels[0], pixels[3], pixels[12], pixels[15]};
+    };
+    EXPECT_EQ(corners(0), (std::vector<int>{0, 2, 20, 22}));
+    EXPECT_EQ(corners(1), (std::vector<int>{1, 3, 21, 23}));
+    EXPECT_EQ(corners(2), (std::vector<int>{10, 12, 30, 32}));
+    EXPECT_EQ(corners(3), (std::vector<int>{11, 13, 31, 33}));
+}
+
+TYPED_TEST(CellChannel, bordersBetweenCornersTakeEachClassFromTheNeighboursThatExist) {
+    // The filter has 20 y + 2 x, the others have 200.
+    const auto expectBorders = [](int size) {
+        const int last = size - 1;
+        for (const std::uint32_t phase : {0U, 1U, 2U, 3U}) {
+            SCOPED_TRACE(testing::Message() << size << " x " << size << ", phase " << phase);
+            const int column = phase % 2 == 0 ? 0 : 1;
+            const int row = phase < 2 ? 0 : 1;
+            std::vector<typename TypeParam::Input> samples;
+            for (int y = 0; y < size; ++y)
+                for (int x = 0; x < size; ++x)
+                    samples.push_back(static_cast<typename TypeParam::Input>(
+                        y % 2 == row && x % 2 == column ? 20 * y + 2 * x : 200));
+            const auto pixels = interpolated<TypeParam>(static_cast<std::uint32_t>(size),
+                                                        static_cast<std::uint32_t>(size), phase, samples);
+            const auto at = [&](int x, int y) { return pixels[static_cast<std::size_t>(y * size + x)]; };
+            for (int i = 1; i < last; ++i) { // means of both sides are what would be in the middle
+                EXPECT_EQ(at(i, 0), 20 * row + 2 * i);
+                EXPECT_EQ(at(i, last), 20 * (last % 2 == row ? last : last - 1) + 2 * i);
+                EXPECT_EQ(at(last, i), 20 * i + 2 * (last % 2 == column ? last : last - 1));
+                EXPECT_EQ(at(0, i), size % 2 == 0 ? 200 : 20 * i + 2 * column);
+            }
+        }
+    };
+    expectBorders(4);
+    expectBorders(5);
+}
+
 TYPED_TEST(CellChannel, evenSizesEndBesideTheFilter) {
     EXPECT_EQ((interpolated<TypeParam>(2, 2, 0, {1, 2, 3, 4})), (std::vector<int>{1, 1, 1, 1}));
     EXPECT_EQ((interpolated<TypeParam>(2, 2, 1, {1, 2, 3, 4})), (std::vector<int>{2, 2, 2, 2}));
@@ -259,17 +306,13 @@ TYPED_TEST(CellChannel, evenWidthTakesTheLeftColumnForTheFiltersOwnWhereItIsBesi
 
 class CellChannelVersions : public EachInstructionSet {
 protected:
+    using Sizes = std::vector<std::pair<std::uint32_t, std::uint32_t>>;
+
     template <class Out, class In>
-    static void expectPlainRule() {
-        const Threads running(1); // many small pictures
-        std::vector<std::pair<std::uint32_t, std::uint32_t>> sizes = {
-            {385, 9}, {511, 4}, {512, 3}, {513, 4}, {514, 5}, {1023, 3}, {1024, 4}, {1025, 3}, {1026, 3}};
-        for (std::uint32_t width = 1; width <= 6; ++width)
-            for (std::uint32_t height = 1; height <= 6; ++height)
-                sizes.emplace_back(width, height);
+    static void expectPlainRule(const Sizes& sizes, const std::vector<std::uint32_t>& channelCounts) {
         for (const auto& [width, height] : sizes)
             for (const std::uint32_t phase : {0U, 1U, 2U, 3U})
-                for (const std::uint32_t channels : {1U, 3U, 4U})
+                for (const std::uint32_t channels : channelCounts)
                     for (const std::uint32_t padding : {0U, 3U}) {
                         SCOPED_TRACE(testing::Message()
                                      << width << " x " << height << ", phase " << phase << ", " << channels
@@ -284,16 +327,40 @@ protected:
                         EXPECT_EQ(out.memory, expected);
                     }
     }
+
+    static void expectPlainRuleOfAllTypes(const Sizes& sizes,
+                                          const std::vector<std::uint32_t>& channelCounts) {
+        const Threads running(1); // many small pictures
+        expectPlainRule<std::uint8_t, std::uint8_t>(sizes, channelCounts);
+        expectPlainRule<std::uint8_t, std::uint16_t>(sizes, channelCounts);
+        expectPlainRule<std::uint8_t, std::uint32_t>(sizes, channelCounts);
+        expectPlainRule<std::uint16_t, std::uint16_t>(sizes, channelCounts);
+        expectPlainRule<std::uint32_t, std::uint32_t>(sizes, channelCounts);
+    }
 };
 
 INSTANTIATE_TEST_SUITE_P(Levels, CellChannelVersions, instructionSets, instructionSetName);
 
 TEST_P(CellChannelVersions, followThePlainRuleForEverySizePhaseAndPitch) {
-    expectPlainRule<std::uint8_t, std::uint8_t>();
-    expectPlainRule<std::uint8_t, std::uint16_t>();
-    expectPlainRule<std::uint8_t, std::uint32_t>();
-    expectPlainRule<std::uint16_t, std::uint16_t>();
-    expectPlainRule<std::uint32_t, std::uint32_t>();
+    Sizes sizes = {{385, 9},  {511, 4},  {512, 3},  {513, 4}, {514, 5},
+                   {1023, 3}, {1024, 4}, {1025, 3}, {1026, 3}};
+    for (std::uint32_t width = 1; width <= 6; ++width)
+        for (std::uint32_t height = 1; height <= 6; ++height)
+            sizes.emplace_back(width, height);
+    expectPlainRuleOfAllTypes(sizes, {1, 3, 4});
+}
+
+TEST_P(CellChannelVersions, followThePlainRuleInHighPicturesThatThreadsShare) {
+    expectPlainRuleOfAllTypes({{6, 31}, {5, 32}, {6, 33}, {5, 34}, {6, 65}}, {1, 4});
+}
+
+TEST_P(CellChannelVersions, followThePlainRuleInLinesTooWideToBeWorkedOnAsAWhole) {
+    const Threads running(1);
+    expectPlainRule<std::uint8_t, std::uint8_t>({{16383, 3}, {16384, 3}, {16385, 3}, {16386, 3}}, {1});
+    expectPlainRule<std::uint8_t, std::uint16_t>({{8191, 3}, {8192, 3}, {8193, 3}, {8194, 3}}, {1});
+    expectPlainRule<std::uint16_t, std::uint16_t>({{8191, 3}, {8192, 3}, {8193, 3}, {8194, 3}}, {1});
+    expectPlainRule<std::uint8_t, std::uint32_t>({{4095, 3}, {4096, 3}, {4097, 3}, {4098, 3}}, {1, 2});
+    expectPlainRule<std::uint32_t, std::uint32_t>({{4095, 3}, {4096, 3}, {4097, 3}, {4098, 3}}, {1, 2});
 }
 
 TYPED_TEST(CellChannel, phaseAboveThreeIsThree) {
@@ -313,13 +380,13 @@ TYPED_TEST(CellChannel, phaseAboveThreeIsThree) {
 TYPED_TEST(CellChannel, resultDoesNotDependOnTheNumberOfThreads) {
     using In = typename TypeParam::Input;
     using Out = typename TypeParam::Output;
-    Picture<In> in(37, 23);
+    Picture<In> in(37, 230);
     in.noise();
-    const Picture<Out> shape(37, 23);
+    const Picture<Out> shape(37, 230);
     const auto expected = expectedMemory<Out>(shape.buffer, 0, in, 1, 8 * (sizeof(In) - sizeof(Out)));
     for (const int threads : {1, 2, 3, 8}) {
         const Threads running(threads);
-        Picture<Out> out(37, 23);
+        Picture<Out> out(37, 230);
         EXPECT_TRUE((InterpolateCellChannel<Out, In>(out.buffer, 0, in.buffer, 1)));
         EXPECT_EQ(out.memory, expected) << threads;
     }
@@ -559,10 +626,11 @@ protected:
     }
 
     template <class In>
-    static void expectThreeCalls() {
+    static void expectThreeCalls(const std::vector<std::uint32_t>& widths,
+                                 const std::vector<std::uint32_t>& heights) {
         const Threads running(1); // many small pictures
-        for (const std::uint32_t width : {1U, 2U, 3U, 4U, 33U, 511U, 512U, 513U, 514U, 1026U})
-            for (const std::uint32_t height : {1U, 2U, 3U, 6U})
+        for (const std::uint32_t width : widths)
+            for (const std::uint32_t height : heights)
                 for (const SzCellPositions cell : {SzCellPositions(), SzCellPositions{3, 2, 1, 0},
                                                    SzCellPositions{notFound, 4, notFound, 1}})
                     for (const std::uint32_t depth : {0U, 5U, 8U, 10U, 12U, 16U, 32U, 40U}) {
@@ -579,9 +647,17 @@ protected:
 INSTANTIATE_TEST_SUITE_P(Levels, ColourVersions, instructionSets, instructionSetName);
 
 TEST_P(ColourVersions, onePassIsBitByBitWhatThreeCallsMake) {
-    expectThreeCalls<std::uint8_t>();
-    expectThreeCalls<std::uint16_t>();
-    expectThreeCalls<std::uint32_t>();
+    const std::vector<std::uint32_t> widths = {1, 2, 3, 4, 5, 33, 511, 512, 513, 514, 1026};
+    const std::vector<std::uint32_t> heights = {1, 2, 3, 4, 5, 6, 33};
+    expectThreeCalls<std::uint8_t>(widths, heights);
+    expectThreeCalls<std::uint16_t>(widths, heights);
+    expectThreeCalls<std::uint32_t>(widths, heights);
+}
+
+TEST_P(ColourVersions, onePassIsBitByBitWhatThreeCallsMakeInVeryWidePictures) {
+    expectThreeCalls<std::uint8_t>({16385, 16386}, {3});
+    expectThreeCalls<std::uint16_t>({8193, 8194}, {3});
+    expectThreeCalls<std::uint32_t>({4097, 4098}, {3});
 }
 
 TEST(InterpolateColour, pixelsAreBlueGreenRedAnd255) {
@@ -595,12 +671,12 @@ TEST(InterpolateColour, pixelsAreBlueGreenRedAnd255) {
 }
 
 TEST(InterpolateColour, resultDoesNotDependOnTheNumberOfThreads) {
-    Picture<std::uint16_t> in(37, 23);
+    Picture<std::uint16_t> in(37, 230);
     in.noise();
     std::vector<std::vector<std::uint8_t>> results;
     for (const int threads : {1, 2, 3, 8}) {
         const Threads running(threads);
-        Picture<std::uint8_t> out(37, 23, 4);
+        Picture<std::uint8_t> out(37, 230, 4);
         EXPECT_TRUE(interpolateColour(out.buffer, in.buffer, SzCellPositions()));
         results.push_back(out.memory);
     }

@@ -586,6 +586,12 @@ TYPED_TEST(CellChannel, picturesThatDoNotFitAreRefusedAndLeftAlone) {
     EXPECT_TRUE(refused(changed(out.buffer, [](SzPicBuf& p) { p.linePitch -= sizeof(Out); }), in.buffer));
     EXPECT_TRUE(refused(out.buffer, changed(in.buffer, [](SzPicBuf& p) { p.linePitch -= sizeof(In); })));
     EXPECT_TRUE(refused(changed(out.buffer, [](SzPicBuf& p) { p.channels = notFound; }), in.buffer));
+    if (sizeof(Out) > 1) {
+        EXPECT_TRUE(refused(changed(out.buffer, [](SzPicBuf& p) { ++p.linePitch; }), in.buffer));
+    }
+    if (sizeof(In) > 1) {
+        EXPECT_TRUE(refused(out.buffer, changed(in.buffer, [](SzPicBuf& p) { ++p.linePitch; })));
+    }
     EXPECT_THAT(out.memory, Each(untouched));
 }
 

@@ -348,13 +348,12 @@ void prefetch(const void* memory, std::size_t bytes) {
         __builtin_prefetch(static_cast<const std::uint8_t*>(memory) + i);
 }
 
-/// Whether both pictures have data and the same size, and their pitches have room for their rows, those of
-/// the input being of type In.
-template <class In>
+/// Whether both pictures have data and the same size, and lines of Out and In fit into their pitches.
+template <class Out, class In>
 bool fit(const SzPicBuf& output, const SzPicBuf& input) {
     return output.data && input.data && output.width == input.width && output.height == input.height &&
-           output.linePitch >= packedLineBytes(output) &&
-           input.linePitch >= std::uint64_t{input.width} * sizeof(In);
+           output.linePitch >= packedLineBytes(output) && output.linePitch % sizeof(Out) == 0 &&
+           input.linePitch >= std::uint64_t{input.width} * sizeof(In) && input.linePitch % sizeof(In) == 0;
 }
 
 /// By how many bits values of the input are deeper than those of the output.
@@ -367,7 +366,7 @@ std::uint32_t shiftBetween(const SzPicBufInfo& output, const SzPicBufInfo& input
 template <class Out, class In>
 bool InterpolateCellChannel(SzPicBuf& output, std::uint32_t channel, const SzPicBuf& input,
                             std::uint32_t phase) {
-    if (!fit<In>(output, input))
+    if (!fit<Out, In>(output, input))
         return false;
     const PictureView<const In> source = view<const In>(input);
     const std::size_t rowSamples = packedLineBytes(output) / sizeof(Out);
@@ -405,7 +404,7 @@ namespace {
 /// Colours of an output whose pixels are four 8-bit samples.
 template <class In>
 bool colourPicture(SzPicBuf& output, const SzPicBuf& input, const SzCellPositions& cell) {
-    if (!fit<In>(output, input))
+    if (!fit<std::uint8_t, In>(output, input))
         return false;
     const PictureView<const In> source = view<const In>(input);
     const PictureView<std::uint8_t> pixels = view<std::uint8_t>(output);

@@ -28,7 +28,7 @@ struct SzCellPositions {
 /// 0), then cut to the output's sample type. What would come to lie behind the samples of a row is dropped.
 ///
 /// False, and nothing is written, unless both have data and the same width and height, and their pitches have
-/// room for their rows.
+/// room for their rows and are multiples of their samples.
 ///
 /// Exists for <8-bit, 8-bit>, <8, 16>, <8, 32>, <16, 16> and <32, 32> unsigned integers. Neither looks at the
 /// pictures' dataType: where the output's samples are larger than Out, its rows are taken as rows of Out.

@@ -2,6 +2,7 @@
 #include "PicBufAPI.h"
 #include "PicBufGeometry.h"
 #include "PictureView.h"
+#include "ShownChannels.h"
 
 #include <algorithm>
 #include <array>
@@ -75,13 +76,6 @@ private:
     bool m_hasRange;
     double m_scale;
 };
-
-/// The channels that are shown as blue, green and red.
-std::array<std::uint32_t, 3> shownChannels(const SzPicBufInfo& format) {
-    if (format.isColor && (format.channels == 3 || format.channels == 4))
-        return {0, 1, 2};
-    return {0, (format.channels - 1) / 2, format.channels - 1};
-}
 
 /// First byte of each colour of a line: blue, green, red.
 using ColorLines = std::array<const std::uint8_t*, 3>;

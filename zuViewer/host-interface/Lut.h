@@ -12,9 +12,14 @@ class CzImageMetadata;
 
 /// A look-up table: a contrast stretch with a gamma curve, to samples of any depth or to RGB with a palette.
 /// Set the public members, allocate, apply. One thread at a time.
+///
+/// A sample v becomes dstMin + (dstMax − dstMin) × t^(1 / gamma), rounded half up, where t is
+/// (v − srcMin) / (srcMax − srcMin), cut to 0 … 1. What the destination cannot hold becomes its smallest or
+/// largest sample. Where srcMax ≤ srcMin there is a step instead: dstMin up to srcMin, dstMax above it. Every
+/// sample is mapped, the padding of colours too; those beyond the source's depth like its largest one.
 class ZUCORE_EXPORT CzLut {
 public:
-    /// The stretch of one channel. srcMax ≤ srcMin makes a step.
+    /// The stretch of all channels. Any numbers will do.
     class ZUCORE_EXPORT CzCompContrast {
     public:
         std::int64_t srcMin = 0;
@@ -24,27 +29,36 @@ public:
         double gamma = 1.0; ///< not positive or not finite counts as 1
     };
 
-    std::int32_t pseudoColorIdx = -1; ///< palette of an RGB table; grey when there is none of that number
-    std::uint32_t outBitDepth = 0;
-    std::uint32_t outChannels = 0;
-    QVector<CzCompContrast> compContrasts; ///< one record from the start; only the first is used
+    /// Palette of an RGB table of single-channel sources: viridis, plasma, inferno, magma, cividis, turbo.
+    /// Any other number is grey.
+    std::int32_t pseudoColorIdx = -1;
+    std::uint32_t outBitDepth = 0; ///< of the samples that alloc() maps to
+    std::uint32_t outChannels = 0; ///< those of the source
+    /// One record from the start, which leaves samples as they are; only the first is used.
+    QVector<CzCompContrast> compContrasts;
 
     /// A table for sources of this depth and layout.
     CzLut(std::uint32_t bitDepth, std::uint32_t channels, bool isColor);
     ~CzLut();
 
-    /// Builds a table to outBitDepth and outChannels. False for depths without a table, or without memory.
+    /// Builds a table to outBitDepth and outChannels. False, and no table, unless both depths are 1 … 16 and
+    /// the channels those of the source, one at least.
     bool alloc();
 
-    /// Builds a table to RGB pixels of bitsPerPixel bits (32: blue, green, red, alpha) with the palette
-    /// applied.
+    /// Builds a table to RGB pixels of bitsPerPixel bits (32: blue, green, red, alpha 255), whose range is 0
+    /// … 255 whatever dstMin and dstMax are. Single channels become grey or a palette's colours (samples of
+    /// raw pictures each for itself); colours stay what they are, and of other channels the first becomes
+    /// blue, the middle one green and the last one red. False, and no table, for other depths than 1 … 16 and
+    /// other pixels than 32 bits.
     bool allocRgb(std::uint32_t bitsPerPixel);
 
-    /// Maps source into destination, allocated by the caller, of the same size. metadata may be null. False
-    /// when the table does not fit the pictures.
+    /// Maps source into destination, allocated by the caller, of the same size. Samples are 8-, 16- or 32-bit
+    /// unsigned integers; RGB pixels are interleaved 8-bit samples, other destinations hold outBitDepth and
+    /// lie in memory as the source does. The table needs no metadata. False, and nothing written, when it
+    /// does not fit the pictures.
     bool apply(SzPicBuf* destination, const SzPicBuf* source, const CzImageMetadata* metadata);
 
-    /// Whether the table fits this pair of pictures.
+    /// Whether there is a table and it was made for these depths, channels and colours.
     bool isCompatibleWith(const SzPicBuf* destination, const SzPicBuf* source);
 
     /// Number of palettes.

@@ -4,6 +4,7 @@
 #include "CoreVersion.h"
 #include "ExtractChannelCnbl.h"
 #include "ImageAveragingCnbl.h"
+#include "LutInmapCnbl.h"
 #include "RTTI.h"
 #include "RgbNirDemosaicCnbl.h"
 #include "RotateImageCnbl.h"
@@ -15,6 +16,7 @@ bool CzProcessingPlugin::initialize() {
     const QMetaObject* const elements[] = {
         &CzExtractChannelCnbl::staticMetaObject,
         &CzImageAveragingCnbl::staticMetaObject,
+        &CzLutInmapCnbl::staticMetaObject,
         &CzRotateImageCnbl::staticMetaObject,
         &CzRgbNirDemosaicCnbl::staticMetaObject,
     };

@@ -3,6 +3,8 @@
 #include "ExtractChannelCnbl.h"
 #include "ExtractChannelWidget.h"
 #include "ImageAveragingCnbl.h"
+#include "LutInmapCnbl.h"
+#include "LutInmapCnblWidget.h"
 #include "ProcessingPlugin.h"
 #include "RgbNirDemosaicCnbl.h"
 #include "RgbNirDemosaicWidget.h"
@@ -70,6 +72,11 @@ TEST(Translation, toolsFindEveryTextInTheContextOfItsClass) {
     EXPECT_EQ(textsFoundIn("CzAveratingConfigurationWgt"),
               (QStringList{"Columns", "Image Averaging", "Line Averaging", "None",
                            "Number of images to average:", "Rows", "Subtract image from average"}));
+    EXPECT_EQ(textsFoundIn("CzLutInmapCnbl"),
+              (QStringList{"LUT Mapping", "Maximizes or changes contrast, applies LUTs."}));
+    EXPECT_EQ(textsFoundIn("CzLutInmapCnblWidget"),
+              (QStringList{"Auto min-max", "Gamma:", "Map to RGB",
+                           "Max:", "Min:", "Pseudocolor:", "Tolerance:", "‰"}));
     EXPECT_EQ(textsFoundIn("CzRotateImageCnbl"), (QStringList{"CCW", "CW", "Rotate"}));
     EXPECT_EQ(textsFoundIn("CzRotateConfigurationWidget"),
               (QStringList{"Clockwise", "Counterclockwise", "Rotation Configuration"}));
@@ -143,6 +150,19 @@ TEST_F(Translated, elementWidgetAndPluginSpeakTheLanguageOfTheUser) {
     EXPECT_EQ(averagingWidget.findChild<QRadioButton*>("rbNone")->text(), "Nichts");
     EXPECT_EQ(averagingWidget.findChild<QRadioButton*>("rbRows")->text(), "Zeilen");
     EXPECT_EQ(averagingWidget.findChild<QRadioButton*>("rbCols")->text(), "Spalten");
+
+    CzLutInmapCnbl lut;
+    EXPECT_EQ(lut.caption(), "Kontrast");
+    EXPECT_EQ(lut.help(topic), "Spreizt den Kontrast.");
+    const CzLutInmapCnblWidget lutWidget(&lut);
+    EXPECT_EQ(lutWidget.windowTitle(), "Kontrast");
+    EXPECT_EQ(lutWidget.findChild<QCheckBox*>("chkAutoMinMax")->text(), "Automatisch");
+    EXPECT_EQ(lutWidget.findChild<QCheckBox*>("chkMapToRgb")->text(), "In Farbe");
+    QStringList labels;
+    for (const QLabel* label : lutWidget.findChildren<QLabel*>())
+        labels.append(label->text());
+    labels.sort();
+    EXPECT_EQ(labels, (QStringList{"Dunkel:", "Farben:", "Hell:", "Kurve:", "Promille", "Spielraum:"}));
 
     CzRotateImageCnbl rotate;
     EXPECT_EQ(rotate.caption(), "Drehen");

@@ -106,6 +106,52 @@
     </message>
 </context>
 <context>
+    <name>CzLutInmapCnbl</name>
+    <message>
+        <source>LUT Mapping</source>
+        <translation>Kontrast</translation>
+    </message>
+    <message>
+        <source>Maximizes or changes contrast, applies LUTs.</source>
+        <translation>Spreizt den Kontrast.</translation>
+    </message>
+</context>
+<context>
+    <name>CzLutInmapCnblWidget</name>
+    <message>
+        <source>Auto min-max</source>
+        <translation>Automatisch</translation>
+    </message>
+    <message>
+        <source>Map to RGB</source>
+        <translation>In Farbe</translation>
+    </message>
+    <message>
+        <source>Min:</source>
+        <translation>Dunkel:</translation>
+    </message>
+    <message>
+        <source>Max:</source>
+        <translation>Hell:</translation>
+    </message>
+    <message>
+        <source>Gamma:</source>
+        <translation>Kurve:</translation>
+    </message>
+    <message>
+        <source>Pseudocolor:</source>
+        <translation>Farben:</translation>
+    </message>
+    <message>
+        <source>Tolerance:</source>
+        <translation>Spielraum:</translation>
+    </message>
+    <message>
+        <source>‰</source>
+        <translation>Promille</translation>
+    </message>
+</context>
+<context>
     <name>CzRotateImageCnbl</name>
     <message>
         <source>Rotate</source>

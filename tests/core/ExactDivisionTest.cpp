@@ -41,4 +41,19 @@ TEST(ExactDivision, firstAndLast32BitNumberOfManyQuotients) {
     }
 }
 
+TEST(ExactDivision, every32BitNumberWithA16BitQuotientByTheSizesOfCellsUpTo16x16) {
+    std::set<std::uint32_t> divisors;
+    for (std::uint32_t width = 1; width <= 16; ++width)
+        for (std::uint32_t height = 1; height <= 16; ++height)
+            divisors.insert(width * height);
+    for (const std::uint32_t divisor : divisors) {
+        const ExactDivision<std::uint32_t> divide(divisor);
+        std::uint32_t wrong = 0;
+        for (std::uint32_t quotient = 0; quotient <= 65535; ++quotient)
+            for (std::uint32_t rest = 0; rest < divisor; ++rest)
+                wrong += divide(quotient * divisor + rest) != quotient;
+        EXPECT_EQ(wrong, 0U) << "divided by " << divisor;
+    }
+}
+
 } // namespace

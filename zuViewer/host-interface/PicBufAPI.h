@@ -78,17 +78,26 @@ public:
     /// correctness.
     static bool Median(const SzPicBuf& source, SzPicBuf& destination, int radius, void* workBuffer);
 
-    // Statistics of a mosaic picture over region, in cells of cellWidth × cellHeight samples. A destination
-    // of the region's size divided by the cell's holds one value per cell; one of the source's size the
-    // statistic of the cell-sized window that begins at each sample. False for cells of 0, a region outside
-    // the source or any other size.
+    // Statistics of a mosaic picture over region, in cells of cellWidth × cellHeight samples, on all cores. A
+    // destination of the region's size divided by the cell's holds one value per cell; one of the source's
+    // size the statistic of the cell-sized window that begins at each sample, shifted back into the region at
+    // its right and bottom edges, and 0 outside the region. Source and destination are different pictures of
+    // one channel and the same sample type: 8-, 16- or 32-bit unsigned integers or 32-bit floats. False, and
+    // nothing is written, for anything else, for cells of 0, a region that is not inside the source or has no
+    // whole cell, or any other size.
+
+    /// Averages of integers round halves up.
     static bool FilterAvgOnMosaicPicBuf(const SzPicBuf& source, const QRect& region, int cellWidth,
                                         int cellHeight, SzPicBuf& destination);
+    /// Largest samples; of floats, what is not a number does not count unless there is nothing else.
     static bool FilterMaxOnMosaicPicBuf(const SzPicBuf& source, const QRect& region, int cellWidth,
                                         int cellHeight, SzPicBuf& destination);
+    /// Smallest samples, in the same way.
     static bool FilterMinOnMosaicPicBuf(const SzPicBuf& source, const QRect& region, int cellWidth,
                                         int cellHeight, SzPicBuf& destination);
-    /// Stretches the samples of each whole cell to [0, 2^bitDepth − 1].
+    /// Stretches the samples of each whole cell to [0, 2^bitDepth − 1], halves rounded up; a bitDepth of 0 or
+    /// beyond the sample type is the type's own. Flat cells become 0, samples outside whole cells are copied
+    /// (also where there is no whole cell at all). destination has the size of source.
     static bool FilterNormalizeOnMosaicPicBuf(const SzPicBuf& source, const QRect& region, int cellWidth,
                                               int cellHeight, SzPicBuf& destination);
 };

@@ -1,0 +1,695 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Statistics of mosaic pictures, cell by cell or in a window of a cell's size at every sample.
+//
+// A window is combined column by column first: the line of a window's columns stays in the cache while it is
+// combined to windows. The first step costs nearly the same for cells of all heights, the second one more
+// pass over the line for each doubling of the width. Both work with whole lines (so that they can be
+// vectorised) and combine nothing but the samples of the window: a sum of floats does not depend on its
+// neighbours, and nothing on the number of threads.
+#include "ExactDivision.h"
+#include "InstructionSet.h"
+#include "PicBufAPI.h"
+#include "PicBufGeometry.h"
+#include "PictureView.h"
+
+#include <QRect>
+
+#include <omp.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+#include <optional>
+#include <type_traits>
+#include <utility>
+
+namespace {
+
+// ---- What is made of the samples of a window ----
+//
+// load() makes a value of a sample, combine() one value of two, store() a sample of the combined value;
+// remove() undoes combine(), where that leaves no trace.
+
+/// Integers are compared as they are.
+template <class T>
+struct Ordered {
+    using Key = T;
+    static Key keyOf(T sample, Key /*ofNotANumber*/) { return sample; }
+    static T sampleOf(Key key) { return key; }
+};
+
+/// Floats as integers of the same order: −0 before 0, and one key of choice for all that is not a number.
+template <>
+struct Ordered<float> {
+    using Key = std::int32_t;
+    static constexpr std::int32_t magnitude = 0x7fffffff;
+    static constexpr std::int32_t infinity = 0x7f800000;
+
+    static Key keyOf(float sample, Key ofNotANumber) {
+        std::int32_t bits;
+        std::memcpy(&bits, &sample, sizeof bits);
+        const Key key = bits < 0 ? bits ^ magnitude : bits;
+        return (bits & magnitude) > infinity ? ofNotANumber : key;
+    }
+    static float sampleOf(Key key) {
+        const std::int32_t bits = key < 0 ? key ^ magnitude : key;
+        float sample;
+        std::memcpy(&sample, &bits, sizeof sample);
+        return sample;
+    }
+};
+
+/// What is not a number counts as the largest: it is the smallest only where there is nothing else. (The
+/// largest and the smallest key themselves are not numbers.)
+template <class T>
+struct Smallest {
+    using Sample = T;
+    using Value = typename Ordered<T>::Key;
+    static constexpr bool canRemove = false;
+    static Value load(T sample) { return Ordered<T>::keyOf(sample, std::numeric_limits<Value>::max()); }
+    static Value combine(Value a, Value b) { return b < a ? b : a; }
+    static T store(Value value) { return Ordered<T>::sampleOf(value); }
+};
+
+template <class T>
+struct Largest {
+    using Sample = T;
+    using Value = typename Ordered<T>::Key;
+    static constexpr bool canRemove = false;
+    static Value load(T sample) { return Ordered<T>::keyOf(sample, std::numeric_limits<Value>::min()); }
+    static Value combine(Value a, Value b) { return b > a ? b : a; }
+    static T store(Value value) { return Ordered<T>::sampleOf(value); }
+};
+
+/// Sums of 64 bits are rare: of large cells, and of samples of 32 bits.
+struct PlainDivision {
+    std::uint64_t divisor;
+    std::uint64_t operator()(std::uint64_t dividend) const { return dividend / divisor; }
+};
+
+/// Of integers, halves rounded up. Sum holds the sum of all samples and half their number.
+template <class T, class Sum>
+struct Mean {
+    using Sample = T;
+    using Value = Sum;
+    using Division =
+        std::conditional_t<std::is_same_v<Sum, std::uint64_t>, PlainDivision, ExactDivision<Sum>>;
+    static constexpr bool canRemove = true;
+    explicit Mean(std::uint64_t count)
+        : half(static_cast<Sum>(count / 2)), division{static_cast<Sum>(count)} {}
+    static Sum load(T sample) { return sample; }
+    static Sum combine(Sum a, Sum b) { return static_cast<Sum>(a + b); }
+    static Sum remove(Sum a, Sum b) { return static_cast<Sum>(a - b); }
+    T store(Sum sum) const { return static_cast<T>(division(static_cast<Sum>(sum + half))); }
+
+    Sum half;
+    Division division;
+};
+
+template <>
+struct Mean<float, double> {
+    using Sample = float;
+    using Value = double;
+    static constexpr bool canRemove = false; // rounding leaves traces, and so does what is not finite
+    explicit Mean(std::uint64_t number) : count(static_cast<double>(number)) {}
+    static double load(float sample) { return static_cast<double>(sample); }
+    static double combine(double a, double b) { return a + b; }
+    float store(double sum) const { return static_cast<float>(sum / count); }
+
+    double count;
+};
+
+// ---- Lines ----
+
+/// The values of a line of samples: themselves where they are values already, otherwise made in scratch.
+template <class R>
+inline const typename R::Value* valuesOf(const typename R::Sample* line,
+                                         typename R::Value* __restrict scratch, std::size_t count) {
+    if constexpr (std::is_same_v<typename R::Sample, typename R::Value>) {
+        return line;
+    } else {
+        const typename R::Sample* __restrict const samples = line;
+        for (std::size_t x = 0; x < count; ++x)
+            scratch[x] = R::load(samples[x]);
+        return scratch;
+    }
+}
+
+/// Combines each value with a sample. The result may be the values themselves.
+template <class R>
+inline void combineLine(const typename R::Value* values, const typename R::Sample* __restrict line,
+                        typename R::Value* result, std::size_t count) {
+#pragma GCC ivdep
+    for (std::size_t x = 0; x < count; ++x)
+        result[x] = R::combine(values[x], R::load(line[x]));
+}
+
+/// Combines at each of count places so many parts, step apart, and so many single values behind them.
+template <class R, std::size_t parts, std::size_t singles, class Value, class Result, class Store>
+inline void combineParts(const Value* __restrict part, std::size_t step, const Value* __restrict values,
+                         std::size_t count, Result* __restrict result, Store store) {
+    const auto combineAt = [=](std::size_t x) {
+        Value value = part[x];
+        if constexpr (parts >= 2)
+            value = R::combine(value, part[x + step]);
+        if constexpr (parts == 4)
+            value = R::combine(value, R::combine(part[x + 2 * step], part[x + 3 * step]));
+        for (std::size_t i = 0; i < singles; ++i)
+            value = R::combine(value, values[x + parts * step + i]);
+        result[x] = store(value);
+    };
+    // A line of windows is hardly ever a multiple of a vector. What is left over, one by one, would take as
+    // long as many vectors: the last whole block is moved back into the line instead.
+    constexpr std::size_t block = 64;
+    const std::size_t inBlocks = count & ~(block - 1);
+    for (std::size_t x = 0; x < inBlocks; ++x)
+        combineAt(x);
+    for (std::size_t x = count < block ? 0 : count - block; x < count; ++x)
+        combineAt(x);
+}
+
+template <class R, std::size_t parts, class Value, class Result, class Store>
+inline void combineParts(const Value* part, std::size_t step, const Value* values, std::size_t singles,
+                         std::size_t count, Result* result, Store store) {
+    switch (singles) {
+    case 0:
+        return combineParts<R, parts, 0>(part, step, values, count, result, store);
+    case 1:
+        return combineParts<R, parts, 1>(part, step, values, count, result, store);
+    case 2:
+        return combineParts<R, parts, 2>(part, step, values, count, result, store);
+    default:
+        return combineParts<R, parts, 3>(part, step, values, count, result, store);
+    }
+}
+
+/// What begins at each of count values and has the length of window. Each pass makes windows of two shorter
+/// ones and perhaps one value more, the last of four and up to three. first and second have room for as many
+/// values as there are, count + window − 1.
+template <class R, class Value, class Result, class Store>
+inline void combineWindows(const Value* values, std::size_t window, std::size_t count, Value* first,
+                           Value* second, Result* result, Store store) {
+    if (window < 4)
+        return combineParts<R, 1>(values, 1, values, window - 1, count, result, store);
+    unsigned shift = 2;
+    while (window >> shift > 1)
+        ++shift;
+    const auto same = [](Value value) { return value; };
+    const Value* part = values;
+    while (shift > 2) {
+        --shift;
+        const std::size_t length = window >> (shift + 1);
+        const std::size_t next = window >> shift;
+        const std::size_t windows = count + window - next;
+        if (next % 2 == 0)
+            combineParts<R, 2, 0>(part, length, values, windows, first, same);
+        else
+            combineParts<R, 2, 1>(part, length, values, windows, first, same);
+        part = first;
+        std::swap(first, second);
+    }
+    combineParts<R, 4>(part, window >> 2, values, window % 4, count, result, store);
+}
+
+// ---- A window at every sample ----
+
+/// A line of windows, from the values of their columns. Scratch: two lines of values.
+template <class R>
+inline void slideAlong(R reduction, const typename R::Value* columns, std::size_t width,
+                       std::size_t cellWidth, typename R::Sample* out, typename R::Value* scratch) {
+    const std::size_t windows = width - cellWidth + 1;
+    combineWindows<R>(columns, cellWidth, windows, scratch, scratch + width, out,
+                      [&](typename R::Value value) { return reduction.store(value); });
+    std::fill(out + windows, out + width, out[windows - 1]);
+}
+
+/// The windows that begin in the lines top … end − 1, end at most top + cellHeight, after van Herk and Gil
+/// and Werman: a window reaches from its first line to the line top + cellHeight (a suffix), and from there
+/// over the first of the lines that follow (a prefix). Scratch: cellHeight + 4 lines of values.
+template <class R>
+inline void slideBySuffixes(R reduction, PictureView<const typename R::Sample> source,
+                            PictureView<typename R::Sample> destination, std::size_t cellWidth,
+                            std::size_t cellHeight, std::size_t top, std::size_t end,
+                            typename R::Value* __restrict scratch) {
+    using Value = typename R::Value;
+    const std::size_t width = source.width;
+    const std::size_t last = cellHeight - 1;
+    Value* const columns = scratch;
+    Value* const longestPrefix = scratch + width;
+    Value* const windows = scratch + 2 * width;
+    Value* const suffixes = scratch + 4 * width; // the one that begins at a line has the line's number ...
+    const Value* const lastSuffix =              // ... but the last may be the line itself
+        valuesOf<R>(source.row(top + last), suffixes + last * width, width);
+    const auto suffix = [&](std::size_t line) -> const Value* {
+        return line == last ? lastSuffix : suffixes + line * width;
+    };
+
+    for (std::size_t line = last; line-- > 0;)
+        combineLine<R>(suffix(line + 1), source.row(top + line), suffixes + line * width, width);
+    slideAlong(reduction, suffix(0), width, cellWidth, destination.row(top), windows);
+
+    const Value* prefix = nullptr;
+    for (std::size_t line = 1; line < end - top; ++line) {
+        const typename R::Sample* __restrict const next = source.row(top + last + line);
+        const Value* const shortened = suffix(line);
+        if (!prefix) {
+            combineLine<R>(shortened, next, columns, width);
+            prefix = valuesOf<R>(next, longestPrefix, width);
+        } else {
+#pragma GCC ivdep
+            for (std::size_t x = 0; x < width; ++x) {
+                const Value longer = R::combine(prefix[x], R::load(next[x]));
+                longestPrefix[x] = longer;
+                columns[x] = R::combine(shortened[x], longer);
+            }
+            prefix = longestPrefix;
+        }
+        slideAlong(reduction, columns, width, cellWidth, destination.row(top + line), windows);
+    }
+}
+
+/// The windows that begin in the lines top … end − 1, by running sums. Scratch: three lines of values.
+template <class R>
+inline void slideBySums(R reduction, PictureView<const typename R::Sample> source,
+                        PictureView<typename R::Sample> destination, std::size_t cellWidth,
+                        std::size_t cellHeight, std::size_t top, std::size_t end,
+                        typename R::Value* __restrict scratch) {
+    using Value = typename R::Value;
+    const std::size_t width = source.width;
+    Value* const columns = scratch;
+    Value* const windows = scratch + width;
+    std::fill(columns, columns + width, Value{});
+    for (std::size_t line = top; line < top + cellHeight; ++line)
+        combineLine<R>(columns, source.row(line), columns, width);
+    for (std::size_t line = top;; ++line) {
+        slideAlong(reduction, columns, width, cellWidth, destination.row(line), windows);
+        if (line + 1 == end)
+            return;
+        const typename R::Sample* __restrict const next = source.row(line + cellHeight);
+        const typename R::Sample* __restrict const gone = source.row(line);
+        for (std::size_t x = 0; x < width; ++x)
+            columns[x] = R::remove(R::combine(columns[x], R::load(next[x])), R::load(gone[x]));
+    }
+}
+
+template <class R>
+void slideBlock(R reduction, PictureView<const typename R::Sample> source,
+                PictureView<typename R::Sample> destination, std::size_t cellWidth, std::size_t cellHeight,
+                std::size_t top, std::size_t end, typename R::Value* scratch) {
+    if constexpr (R::canRemove)
+        slideBySums(reduction, source, destination, cellWidth, cellHeight, top, end, scratch);
+    else
+        slideBySuffixes(reduction, source, destination, cellWidth, cellHeight, top, end, scratch);
+}
+
+// ---- One value per cell ----
+
+/// Combines so many lines, two in each pass. load(line, x) makes the value of place x.
+template <class R, class Load>
+inline void combineLines(PictureView<const typename R::Sample> source, std::size_t lines, std::size_t top,
+                         std::size_t width, typename R::Value* __restrict values, Load load) {
+    using Sample = typename R::Sample;
+    std::size_t line = 0;
+    for (; line + 1 < lines; line += 2) {
+        const Sample* __restrict const first = source.row(top + line);
+        const Sample* __restrict const second = source.row(top + line + 1);
+        if (line == 0) {
+            for (std::size_t x = 0; x < width; ++x)
+                values[x] = R::combine(load(first, x), load(second, x));
+        } else {
+            for (std::size_t x = 0; x < width; ++x)
+                values[x] = R::combine(values[x], R::combine(load(first, x), load(second, x)));
+        }
+    }
+    if (line == lines)
+        return;
+    const Sample* __restrict const last = source.row(top + line);
+    if (line == 0) {
+        for (std::size_t x = 0; x < width; ++x)
+            values[x] = load(last, x);
+    } else {
+        for (std::size_t x = 0; x < width; ++x)
+            values[x] = R::combine(values[x], load(last, x));
+    }
+}
+
+/// Combines so many values each. A step that the compiler knows can be vectorised.
+template <class R, std::size_t step, class Value, class Result, class Store>
+inline void combineEvery(const Value* __restrict values, std::size_t count, Result* __restrict result,
+                         Store store) {
+    for (std::size_t i = 0; i < count; ++i) {
+        Value value = values[i * step];
+        if constexpr (step >= 2)
+            value = R::combine(value, values[i * step + 1]);
+        if constexpr (step == 4)
+            value = R::combine(value, R::combine(values[i * step + 2], values[i * step + 3]));
+        result[i] = store(value);
+    }
+}
+
+/// The value of each cell of a line of cells, the one that begins at the line top. Scratch: four lines of
+/// so many cells.
+template <class R, class Result, class Store>
+inline void combineCells(PictureView<const typename R::Sample> source, std::size_t cellWidth,
+                         std::size_t cellHeight, std::size_t top, std::size_t cells,
+                         typename R::Value* scratch, Result* __restrict result, Store store) {
+    using Sample = typename R::Sample;
+    using Value = typename R::Value;
+    std::size_t step = cellWidth; // values in a cell when its lines have been combined
+    if constexpr (R::canRemove && sizeof(Value) == 2 * sizeof(Sample)) {
+        if (cellWidth % 2 == 0) {
+            // Two neighbours fill one value: it is split and summed without moving anything sideways.
+            step /= 2;
+            combineLines<R>(
+                source, cellHeight, top, cells * step, scratch, [](const Sample* line, std::size_t x) {
+                    Value both;
+                    std::memcpy(&both, line + 2 * x, sizeof both);
+                    return static_cast<Value>(static_cast<Sample>(both) + (both >> (8 * sizeof(Sample))));
+                });
+        }
+    }
+    if (step == cellWidth)
+        combineLines<R>(source, cellHeight, top, cells * step, scratch,
+                        [](const Sample* line, std::size_t x) { return R::load(line[x]); });
+    switch (step) {
+    case 1:
+        return combineEvery<R, 1>(scratch, cells, result, store);
+    case 2:
+        return combineEvery<R, 2>(scratch, cells, result, store);
+    case 4:
+        return combineEvery<R, 4>(scratch, cells, result, store);
+    default:
+        break;
+    }
+    const std::size_t width = cells * step;
+    Value* __restrict const windows = scratch + 3 * width;
+    combineWindows<R>(scratch, step, width - step + 1, scratch + width, scratch + 2 * width, windows,
+                      [](Value value) { return value; });
+    for (std::size_t i = 0; i < cells; ++i)
+        result[i] = store(windows[i * step]);
+}
+
+template <class R>
+void reduceCells(R reduction, PictureView<const typename R::Sample> source,
+                 PictureView<typename R::Sample> destination, std::size_t cellWidth, std::size_t cellHeight,
+                 std::size_t cellLine, typename R::Value* scratch) {
+    combineCells<R>(source, cellWidth, cellHeight, cellLine * cellHeight, destination.width, scratch,
+                    destination.row(cellLine),
+                    [&](typename R::Value value) { return reduction.store(value); });
+}
+
+// ---- Cells stretched to the full range ----
+
+/// What sample becomes when low … high is stretched to 0 … largest, rounded to the nearest, halves up; 0 in a
+/// flat cell. The quotients of 8- and 16-bit samples are exact in floating point: numerators and
+/// denominators are, and no quotient is nearer to an integer above it than can be told apart.
+inline std::uint8_t stretched(std::uint8_t sample, std::uint8_t low, std::uint8_t high, double largest) {
+    const int range = std::max(high - low, 1);
+    const int product = (sample - low) * static_cast<int>(largest) + range / 2;
+    return static_cast<std::uint8_t>(
+        static_cast<int>(static_cast<float>(product) / static_cast<float>(range)));
+}
+
+inline std::uint16_t stretched(std::uint16_t sample, std::uint16_t low, std::uint16_t high, double largest) {
+    const int range = std::max(high - low, 1);
+    const double numerator = static_cast<double>(sample - low) * largest + static_cast<double>(range / 2);
+    return static_cast<std::uint16_t>(static_cast<int>(numerator / static_cast<double>(range)));
+}
+
+inline std::uint32_t stretched(std::uint32_t sample, std::uint32_t low, std::uint32_t high, double largest) {
+    const std::uint64_t range = std::max(high - low, 1U);
+    const std::uint64_t product = std::uint64_t{sample - low} * static_cast<std::uint32_t>(largest);
+    return static_cast<std::uint32_t>((product + range / 2) / range);
+}
+
+inline float stretched(float sample, float low, float high, double largest) {
+    const double range = static_cast<double>(high) - static_cast<double>(low);
+    const double part =
+        (static_cast<double>(sample) - static_cast<double>(low)) / (range > 0.0 ? range : 1.0);
+    return static_cast<float>(part * largest);
+}
+
+/// Scratch: four lines of keys, and one each for low and high, of the source's width.
+template <class T>
+void normalizeCells(PictureView<const T> source, PictureView<T> destination, std::size_t cellWidth,
+                    std::size_t cellHeight, std::size_t cellLine, double largest,
+                    typename Ordered<T>::Key* scratch, T* low, T* high) {
+    const std::size_t cells = source.width / cellWidth;
+    const std::size_t width = cells * cellWidth;
+    const std::size_t top = cellLine * cellHeight;
+    // Cell by cell into the end of the lines, then sample by sample.
+    T* const lowest = low + (width - cells);
+    T* const highest = high + (width - cells);
+    combineCells<Smallest<T>>(source, cellWidth, cellHeight, top, cells, scratch, lowest,
+                              &Smallest<T>::store);
+    combineCells<Largest<T>>(source, cellWidth, cellHeight, top, cells, scratch, highest, &Largest<T>::store);
+    const auto spread = [&](auto step) {
+        for (std::size_t cell = 0; cell < cells; ++cell) {
+            const T lowestOfCell = lowest[cell];
+            const T highestOfCell = highest[cell];
+            for (std::size_t i = 0; i < step; ++i) {
+                low[cell * step + i] = lowestOfCell;
+                high[cell * step + i] = highestOfCell;
+            }
+        }
+    };
+    if (cellWidth == 2)
+        spread(std::integral_constant<std::size_t, 2>());
+    else if (cellWidth == 4)
+        spread(std::integral_constant<std::size_t, 4>());
+    else
+        spread(cellWidth);
+    const T* __restrict const lows = low;
+    const T* __restrict const highs = high;
+    for (std::size_t line = top; line < top + cellHeight; ++line) {
+        const T* __restrict const in = source.row(line);
+        T* __restrict const out = destination.row(line);
+        for (std::size_t x = 0; x < width; ++x)
+            out[x] = stretched(in[x], lows[x], highs[x], largest);
+    }
+}
+
+// ---- Pictures ----
+
+/// The samples of a picture that are looked at, and the cell.
+struct Area {
+    std::size_t left;
+    std::size_t top;
+    std::size_t width;
+    std::size_t height;
+    std::size_t cellWidth;
+    std::size_t cellHeight;
+
+    std::size_t samples() const { return width * height; }
+    std::size_t cellsPerLine() const { return width / cellWidth; }
+    std::size_t cellLines() const { return height / cellHeight; }
+};
+
+/// Empty when the pictures are none that the filters compute with.
+std::optional<Area> areaOf(const SzPicBuf& source, const QRect& region, int cellWidth, int cellHeight,
+                           const SzPicBuf& destination) {
+    if (!hasPixels(source) || !hasPixels(destination) || source.channels != 1 || destination.channels != 1 ||
+        source.dataType != destination.dataType)
+        return std::nullopt;
+    if (cellWidth <= 0 || cellHeight <= 0 || region.left() < 0 || region.top() < 0 ||
+        region.right() < region.left() || region.bottom() < region.top() ||
+        static_cast<std::uint32_t>(region.right()) >= source.width ||
+        static_cast<std::uint32_t>(region.bottom()) >= source.height)
+        return std::nullopt;
+    Area area;
+    area.left = static_cast<std::size_t>(region.left());
+    area.top = static_cast<std::size_t>(region.top());
+    area.width = static_cast<std::size_t>(region.right()) - area.left + 1;
+    area.height = static_cast<std::size_t>(region.bottom()) - area.top + 1;
+    area.cellWidth = static_cast<std::size_t>(cellWidth);
+    area.cellHeight = static_cast<std::size_t>(cellHeight);
+    return area;
+}
+
+/// The lines of a one-channel picture inside the area.
+template <class T>
+PictureView<T> areaView(const SzPicBuf& picture, const Area& area) {
+    PictureView<T> lines = view<T>(picture);
+    lines.data = lines.row(area.top) + area.left;
+    lines.width = static_cast<std::uint32_t>(area.width);
+    lines.height = static_cast<std::uint32_t>(area.height);
+    return lines;
+}
+
+/// Calls function(line, begin, end) for what lies around a part of a picture.
+template <class Function>
+void forEachRunAround(const SzPicBuf& picture, const Area& area, std::size_t width, std::size_t height,
+                      Function&& function) {
+    for (std::size_t y = 0; y < picture.height; ++y) {
+        const bool beside = y >= area.top && y - area.top < height;
+        function(y, std::size_t{0}, beside ? area.left : picture.width);
+        if (beside)
+            function(y, area.left + width, std::size_t{picture.width});
+    }
+}
+
+/// Threads for so many samples: all, unless waking them would take longer than the work.
+std::size_t threadsFor(std::size_t samples) {
+    constexpr std::size_t fewSamples = 1 << 16;
+    return samples < fewSamples ? 1 : static_cast<std::size_t>(omp_get_max_threads());
+}
+
+/// Calls work(i, scratch) for each i below count, on so many threads, each with a scratch of so many bytes of
+/// its own; false when there is no memory for them.
+template <class Work>
+bool forEachOnThreads(std::size_t threadCount, std::size_t count, std::size_t scratchBytes, Work&& work) {
+    if (count == 0)
+        return true;
+    const auto threads = static_cast<int>(std::min(count, threadCount));
+    constexpr std::size_t cacheLine = 64; // which no two threads share
+    const std::size_t perThread = (scratchBytes / cacheLine + 1) * cacheLine;
+    const std::unique_ptr<std::byte[]> scratch(new (std::nothrow)
+                                                   std::byte[perThread * static_cast<std::size_t>(threads)]);
+    if (!scratch)
+        return false;
+#pragma omp parallel for num_threads(threads) schedule(static)
+    for (std::size_t i = 0; i < count; ++i)
+        work(i, scratch.get() + perThread * static_cast<std::size_t>(omp_get_thread_num()));
+    return true;
+}
+
+template <class R, class T = typename R::Sample>
+bool slide(R reduction, const SzPicBuf& source, const Area& area, SzPicBuf& destination) {
+    using Value = typename R::Value;
+    const auto in = areaView<const T>(source, area);
+    const auto out = areaView<T>(destination, area);
+    const std::size_t lines = area.height - area.cellHeight + 1;
+    const std::size_t threads = threadsFor(area.samples());
+    const std::size_t blockLines = R::canRemove ? (lines + threads - 1) / threads : area.cellHeight;
+    const std::size_t blocks = (lines + blockLines - 1) / blockLines;
+    const std::size_t scratchLines = R::canRemove ? 3 : area.cellHeight + 4;
+    const std::size_t scratchBytes = scratchLines * area.width * sizeof(Value);
+    const auto slideOne = [&](std::size_t block, std::byte* scratch) {
+        const std::size_t top = block * blockLines;
+        forInstructionSet<&slideBlock<R>>(reduction, in, out, area.cellWidth, area.cellHeight, top,
+                                          std::min(top + blockLines, lines),
+                                          reinterpret_cast<Value*>(scratch));
+    };
+    if (!forEachOnThreads(threads, blocks, scratchBytes, slideOne))
+        return false;
+    for (std::size_t y = lines; y < area.height; ++y)
+        std::memcpy(out.row(y), out.row(lines - 1), area.width * sizeof(T));
+    const auto whole = view<T>(destination);
+    forEachRunAround(destination, area, area.width, area.height,
+                     [&](std::size_t y, std::size_t begin, std::size_t end) {
+                         std::fill(whole.row(y) + begin, whole.row(y) + end, T{});
+                     });
+    return true;
+}
+
+template <class R, class T = typename R::Sample>
+bool reduce(R reduction, const SzPicBuf& source, const Area& area, SzPicBuf& destination) {
+    const auto in = areaView<const T>(source, area);
+    const auto out = view<T>(destination);
+    const std::size_t scratchBytes = 4 * out.width * area.cellWidth * sizeof(typename R::Value);
+    const auto reduceOne = [&](std::size_t cellLine, std::byte* scratch) {
+        forInstructionSet<&reduceCells<R>>(reduction, in, out, area.cellWidth, area.cellHeight, cellLine,
+                                           reinterpret_cast<typename R::Value*>(scratch));
+    };
+    return forEachOnThreads(threadsFor(area.samples()), out.height, scratchBytes, reduceOne);
+}
+
+/// Which of the two the destination asks for by its size.
+template <class R>
+bool reduceOrSlide(R reduction, const SzPicBuf& source, const Area& area, SzPicBuf& destination) {
+    if (area.cellsPerLine() == 0 || area.cellLines() == 0)
+        return false;
+    if (destination.width == area.cellsPerLine() && destination.height == area.cellLines())
+        return reduce(reduction, source, area, destination);
+    return sameSize(source, destination) && slide(reduction, source, area, destination);
+}
+
+template <template <class> class R>
+bool filterExtreme(const SzPicBuf& source, const QRect& region, int cellWidth, int cellHeight,
+                   SzPicBuf& destination) {
+    const auto area = areaOf(source, region, cellWidth, cellHeight, destination);
+    return area && withSampleType(source.dataType, [&](auto sample) {
+               return reduceOrSlide(R<decltype(sample)>(), source, *area, destination);
+           });
+}
+
+/// Whether the rounded sum of so many samples fits.
+template <class T, class Sum>
+bool sumFits(std::uint64_t count) {
+    constexpr std::uint64_t largest = std::numeric_limits<T>::max();
+    return count <= (std::numeric_limits<Sum>::max() - count / 2) / largest;
+}
+
+} // namespace
+
+bool CzPicBufAPI::FilterMinOnMosaicPicBuf(const SzPicBuf& source, const QRect& region, int cellWidth,
+                                          int cellHeight, SzPicBuf& destination) {
+    return filterExtreme<Smallest>(source, region, cellWidth, cellHeight, destination);
+}
+
+bool CzPicBufAPI::FilterMaxOnMosaicPicBuf(const SzPicBuf& source, const QRect& region, int cellWidth,
+                                          int cellHeight, SzPicBuf& destination) {
+    return filterExtreme<Largest>(source, region, cellWidth, cellHeight, destination);
+}
+
+bool CzPicBufAPI::FilterAvgOnMosaicPicBuf(const SzPicBuf& source, const QRect& region, int cellWidth,
+                                          int cellHeight, SzPicBuf& destination) {
+    const auto area = areaOf(source, region, cellWidth, cellHeight, destination);
+    return area && withSampleType(source.dataType, [&](auto sample) {
+               using T = decltype(sample);
+               const std::uint64_t count = area->cellWidth * area->cellHeight;
+               const auto filter = [&](auto sum) {
+                   return reduceOrSlide(Mean<T, decltype(sum)>(count), source, *area, destination);
+               };
+               // The narrowest sums are the fastest ones.
+               if constexpr (std::is_same_v<T, float>) {
+                   return filter(double{});
+               } else {
+                   if constexpr (sizeof(T) < sizeof(std::uint16_t))
+                       if (sumFits<T, std::uint16_t>(count))
+                           return filter(std::uint16_t{});
+                   if constexpr (sizeof(T) < sizeof(std::uint32_t))
+                       if (sumFits<T, std::uint32_t>(count))
+                           return filter(std::uint32_t{});
+                   return filter(std::uint64_t{});
+               }
+           });
+}
+
+bool CzPicBufAPI::FilterNormalizeOnMosaicPicBuf(const SzPicBuf& source, const QRect& region, int cellWidth,
+                                                int cellHeight, SzPicBuf& destination) {
+    const auto area = areaOf(source, region, cellWidth, cellHeight, destination);
+    if (!area || !sameSize(source, destination))
+        return false;
+    const std::size_t width = area->cellsPerLine() * area->cellWidth;
+    const std::size_t height = width == 0 ? 0 : area->cellLines() * area->cellHeight;
+    return withSampleType(source.dataType, [&](auto sample) {
+        using T = decltype(sample);
+        const unsigned sampleBits = 8 * sizeof(T);
+        const unsigned bits = source.bitDepth == 0 ? sampleBits : std::min(source.bitDepth, sampleBits);
+        const auto largest = static_cast<double>((std::uint64_t{1} << bits) - 1);
+        const auto in = areaView<const T>(source, *area);
+        const auto out = areaView<T>(destination, *area);
+        const std::size_t lineBytes = width * sizeof(T);
+        const auto normalizeOne = [&](std::size_t cellLine, std::byte* scratch) {
+            forInstructionSet<&normalizeCells<T>>(
+                in, out, area->cellWidth, area->cellHeight, cellLine, largest,
+                reinterpret_cast<typename Ordered<T>::Key*>(scratch), // as large as T
+                reinterpret_cast<T*>(scratch + 4 * lineBytes), reinterpret_cast<T*>(scratch + 5 * lineBytes));
+        };
+        if (!forEachOnThreads(threadsFor(area->samples()), height / area->cellHeight, 6 * lineBytes,
+                              normalizeOne))
+            return false;
+        const auto from = view<const T>(source);
+        const auto to = view<T>(destination);
+        forEachRunAround(source, *area, width, height,
+                         [&](std::size_t y, std::size_t begin, std::size_t end) {
+                             std::copy(from.row(y) + begin, from.row(y) + end, to.row(y) + begin);
+                         });
+        return true;
+    });
+}

@@ -5,6 +5,8 @@
 #include "ImageAveragingCnbl.h"
 #include "LutInmapCnbl.h"
 #include "LutInmapCnblWidget.h"
+#include "MosaicStatFilterChnbl.h"
+#include "MosaicStatFilterWidget.h"
 #include "ProcessingPlugin.h"
 #include "RgbNirDemosaicCnbl.h"
 #include "RgbNirDemosaicWidget.h"
@@ -13,6 +15,7 @@
 #include "TestPictures.h"
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QCoreApplication>
 #include <QDomDocument>
 #include <QFile>
@@ -54,6 +57,19 @@ QStringList textsFoundIn(const QString& context) {
     return texts;
 }
 
+const QString mosaicHelp =
+    "Applies a statistic filter on the input image.<ul><li><b>Minimum</b>: the output image contains the "
+    "minimum "
+    "from each hyperpixel.</li><li><b>Maximum</b>: the output image contains the maximum from each "
+    "hyperpixel.</li><li><b>Averaging</b>: the output image contains the average from each "
+    "hyperpixel.</li><li><b>Normalize</b>: each hyperpixel is normalized to [0; "
+    "maxIntensityValue].</li></ul>If "
+    "the <b>Interpolation</b> option is checked then the output image will have size of the input image "
+    "decreased "
+    "by one hyperpixel in width and height. The <b>mormalized</b> image has always the same size as the "
+    "input "
+    "image.";
+
 TEST(Translation, toolsFindEveryTextInTheContextOfItsClass) {
     EXPECT_EQ(textsFoundIn("CzExtractChannelCnbl"),
               (QStringList{"Blue", "Channel", "Cyan", "Extract",
@@ -77,6 +93,13 @@ TEST(Translation, toolsFindEveryTextInTheContextOfItsClass) {
     EXPECT_EQ(textsFoundIn("CzLutInmapCnblWidget"),
               (QStringList{"Auto min-max", "Gamma:", "Map to RGB",
                            "Max:", "Min:", "Pseudocolor:", "Tolerance:", "‰"}));
+    EXPECT_EQ(
+        textsFoundIn("CzMosaicStatFilterChnbl"),
+        (QStringList{mosaicHelp, "Average", "Maximum", "Minimum", "Mosaic", "Normalize",
+                     "Only the simple mosaic HSI images are supported.",
+                     "The input image is not in RAW format.", "The processing failed.", "interpolation"}));
+    EXPECT_EQ(textsFoundIn("CzMosaicStatFilterWidget"),
+              (QStringList{"Filter", "Interpolation", "Mosaic Filter"}));
     EXPECT_EQ(textsFoundIn("CzRotateImageCnbl"), (QStringList{"CCW", "CW", "Rotate"}));
     EXPECT_EQ(textsFoundIn("CzRotateConfigurationWidget"),
               (QStringList{"Clockwise", "Counterclockwise", "Rotation Configuration"}));
@@ -163,6 +186,22 @@ TEST_F(Translated, elementWidgetAndPluginSpeakTheLanguageOfTheUser) {
         labels.append(label->text());
     labels.sort();
     EXPECT_EQ(labels, (QStringList{"Dunkel:", "Farben:", "Hell:", "Kurve:", "Promille", "Spielraum:"}));
+    LooseElement<CzMosaicStatFilterChnbl> mosaic;
+    EXPECT_EQ(mosaic.caption(), "Mosaik Mittel (interpoliert)");
+    EXPECT_EQ(mosaic.help(topic), "Filtert ein Mosaik.");
+    const CzMosaicStatFilterWidget mosaicWidget(&mosaic);
+    EXPECT_EQ(mosaicWidget.windowTitle(), "Mosaikfilter");
+    QStringList words;
+    for (const QLabel* label : mosaicWidget.findChildren<QLabel*>())
+        words.append(label->text());
+    EXPECT_TRUE(words.contains("Verfahren") && words.contains("Interpolieren"));
+    const auto* const filters = mosaicWidget.findChild<QComboBox*>("cboFilter");
+    EXPECT_EQ(filters->itemText(0), "Kleinstes");
+    EXPECT_EQ(filters->itemText(1), "Größtes");
+    EXPECT_EQ(filters->itemText(3), "Gespreizt");
+    CzImageData frame;
+    EXPECT_EQ(mosaic.processData(&frame), &frame);
+    EXPECT_EQ(mosaic.errorMessage(), "Kein Rohbild.");
 
     CzRotateImageCnbl rotate;
     EXPECT_EQ(rotate.caption(), "Drehen");

@@ -95,6 +95,64 @@
     </message>
 </context>
 <context>
+    <name>CzMosaicStatFilterChnbl</name>
+    <message>
+        <source>Minimum</source>
+        <translation>Kleinstes</translation>
+    </message>
+    <message>
+        <source>Maximum</source>
+        <translation>Größtes</translation>
+    </message>
+    <message>
+        <source>Average</source>
+        <translation>Mittel</translation>
+    </message>
+    <message>
+        <source>Normalize</source>
+        <translation>Gespreizt</translation>
+    </message>
+    <message>
+        <source>Mosaic</source>
+        <translation>Mosaik</translation>
+    </message>
+    <message>
+        <source>interpolation</source>
+        <translation>interpoliert</translation>
+    </message>
+    <message>
+        <source>Applies a statistic filter on the input image.&lt;ul&gt;&lt;li&gt;&lt;b&gt;Minimum&lt;/b&gt;: the output image contains the minimum from each hyperpixel.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Maximum&lt;/b&gt;: the output image contains the maximum from each hyperpixel.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Averaging&lt;/b&gt;: the output image contains the average from each hyperpixel.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Normalize&lt;/b&gt;: each hyperpixel is normalized to [0; maxIntensityValue].&lt;/li&gt;&lt;/ul&gt;If the &lt;b&gt;Interpolation&lt;/b&gt; option is checked then the output image will have size of the input image decreased by one hyperpixel in width and height. The &lt;b&gt;mormalized&lt;/b&gt; image has always the same size as the input image.</source>
+        <translation>Filtert ein Mosaik.</translation>
+    </message>
+    <message>
+        <source>The input image is not in RAW format.</source>
+        <translation>Kein Rohbild.</translation>
+    </message>
+    <message>
+        <source>Only the simple mosaic HSI images are supported.</source>
+        <translation>Nur einfache Mosaike.</translation>
+    </message>
+    <message>
+        <source>The processing failed.</source>
+        <translation>Fehlgeschlagen.</translation>
+    </message>
+</context>
+<context>
+    <name>CzMosaicStatFilterWidget</name>
+    <message>
+        <source>Mosaic Filter</source>
+        <translation>Mosaikfilter</translation>
+    </message>
+    <message>
+        <source>Filter</source>
+        <translation>Verfahren</translation>
+    </message>
+    <message>
+        <source>Interpolation</source>
+        <translation>Interpolieren</translation>
+    </message>
+</context>
+<context>
     <name>CzProcessingPlugin</name>
     <message>
         <source>Image Processing</source>

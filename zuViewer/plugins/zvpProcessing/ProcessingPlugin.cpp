@@ -5,6 +5,7 @@
 #include "ExtractChannelCnbl.h"
 #include "ImageAveragingCnbl.h"
 #include "LutInmapCnbl.h"
+#include "MosaicStatFilterChnbl.h"
 #include "RTTI.h"
 #include "RgbNirDemosaicCnbl.h"
 #include "RotateImageCnbl.h"
@@ -14,11 +15,9 @@ CzProcessingPlugin::CzProcessingPlugin() = default;
 bool CzProcessingPlugin::initialize() {
     // The order in which the host lists the elements.
     const QMetaObject* const elements[] = {
-        &CzExtractChannelCnbl::staticMetaObject,
-        &CzImageAveragingCnbl::staticMetaObject,
-        &CzLutInmapCnbl::staticMetaObject,
-        &CzRotateImageCnbl::staticMetaObject,
-        &CzRgbNirDemosaicCnbl::staticMetaObject,
+        &CzExtractChannelCnbl::staticMetaObject, &CzImageAveragingCnbl::staticMetaObject,
+        &CzLutInmapCnbl::staticMetaObject,       &CzMosaicStatFilterChnbl::staticMetaObject,
+        &CzRotateImageCnbl::staticMetaObject,    &CzRgbNirDemosaicCnbl::staticMetaObject,
     };
     for (const QMetaObject* element : elements)
         CzRTTI::instance()->registerClass(this, *element, QStringLiteral("CzChainable"));

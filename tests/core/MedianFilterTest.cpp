@@ -1,0 +1,288 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MedianHistograms.h"
+#include "PicBufAPI.h"
+#include "support/InstructionSets.h"
+#include "support/Pictures.h"
+
+#include <gtest/gtest.h>
+#include <omp.h>
+
+#include <algorithm>
+#include <climits>
+#include <numeric>
+#include <random>
+
+namespace {
+
+constexpr auto uint8 = EzImageDataType::UInt8;
+constexpr auto uint16 = EzImageDataType::UInt16;
+
+/// How often each of size positions is met by a window around centre whose outside positions count for the
+/// nearest inside.
+std::vector<std::uint64_t> weights(std::int64_t centre, std::int64_t radius, std::int64_t size) {
+    std::vector<std::uint64_t> result(static_cast<std::size_t>(size), 0);
+    for (std::int64_t i = std::max<std::int64_t>(0, centre - radius);
+         i <= std::min(size - 1, centre + radius); ++i)
+        result[static_cast<std::size_t>(i)] = 1;
+    result.front() += static_cast<std::uint64_t>(std::max<std::int64_t>(0, radius - centre));
+    result.back() += static_cast<std::uint64_t>(std::max<std::int64_t>(0, centre + radius - size + 1));
+    return result;
+}
+
+/// The median by sorting all samples of the window, each with its weight.
+double sortedMedian(const SzPicBuf& picture, std::uint32_t x, std::uint32_t y, std::uint32_t channel,
+                    std::int64_t radius) {
+    const auto columns = weights(x, radius, picture.width);
+    const auto lines = weights(y, radius, picture.height);
+    std::vector<std::pair<double, std::uint64_t>> samples;
+    for (std::uint32_t line = 0; line < picture.height; ++line)
+        for (std::uint32_t column = 0; column < picture.width; ++column)
+            if (const std::uint64_t weight = columns[column] * lines[line])
+                samples.emplace_back(sampleAt(picture, column, line, channel), weight);
+    std::sort(samples.begin(), samples.end());
+    const auto side = static_cast<std::uint64_t>(2 * radius + 1);
+    std::uint64_t rank = side * side / 2;
+    for (const auto& [value, weight] : samples) {
+        if (rank < weight)
+            return value;
+        rank -= weight;
+    }
+    ADD_FAILURE() << "the weights do not fill the window";
+    return -1;
+}
+
+testing::AssertionResult isMedianOf(const SzPicBuf& actual, const SzPicBuf& source, int radius) {
+    for (std::uint32_t channel = 0; channel < source.channels; ++channel)
+        for (std::uint32_t y = 0; y < source.height; ++y)
+            for (std::uint32_t x = 0; x < source.width; ++x)
+                if (const double expected = sortedMedian(source, x, y, channel, radius);
+                    sampleAt(actual, x, y, channel) != expected)
+                    return testing::AssertionFailure()
+                           << "radius " << radius << ", x " << x << ", y " << y << ", channel " << channel
+                           << ": " << sampleAt(actual, x, y, channel) << " instead of " << expected << " ("
+                           << formatName(source) << ")";
+    return testing::AssertionSuccess();
+}
+
+void expectMedian(const SzPicBuf& source, int radius, void* work = nullptr) {
+    HeapPicture result(source);
+    ASSERT_TRUE(CzPicBufAPI::Median(source, *result, radius, work));
+    EXPECT_TRUE(isMedianOf(*result, source, radius));
+}
+
+class Median : public EachInstructionSet {};
+INSTANTIATE_TEST_SUITE_P(, Median, instructionSets, instructionSetName);
+
+TEST_P(Median, removesASingleOutlierAndKeepsAnEdge) {
+    HeapPicture picture(pictureFormat(6, 5, 1, uint8));
+    fillSamples(*picture, [](std::uint32_t x, std::uint32_t y, std::uint32_t) {
+        return x == 1 && y == 2 ? 255 : x < 3 ? 10 : 20;
+    });
+    HeapPicture result(*picture);
+    ASSERT_TRUE(CzPicBufAPI::Median(*picture, *result, 1, nullptr));
+    for (std::uint32_t y = 0; y < 5; ++y)
+        for (std::uint32_t x = 0; x < 6; ++x)
+            EXPECT_EQ(sampleAt(*result, x, y), x < 3 ? 10 : 20) << x << ", " << y;
+}
+
+TEST_P(Median, bordersAreRepeatedOutwards) {
+    HeapPicture picture(pictureFormat(3, 1, 1, uint8));
+    setRawSample<std::uint8_t>(*picture, 0, 0, 0, 9);
+    setRawSample<std::uint8_t>(*picture, 1, 0, 0, 1);
+    setRawSample<std::uint8_t>(*picture, 2, 0, 0, 5);
+    HeapPicture result(*picture);
+    ASSERT_TRUE(CzPicBufAPI::Median(*picture, *result, 1, nullptr));
+    // Around the first pixel the window sees 9 9 1 in each of its three lines, and so on.
+    EXPECT_EQ(sampleAt(*result, 0, 0), 9);
+    EXPECT_EQ(sampleAt(*result, 1, 0), 5);
+    EXPECT_EQ(sampleAt(*result, 2, 0), 5);
+}
+
+TEST_P(Median, equalsAPlainSortForAllLayoutsAndSizes) {
+    for (const SzPicBufInfo& format : pictureFormats({uint8, uint16}, {1, 3}))
+        for (const int radius : {0, 1, 4}) {
+            const HeapPicture picture = patternPicture(format);
+            expectMedian(*picture, radius);
+        }
+}
+
+TEST_P(Median, equalsAPlainSortForEachSmallRadius) {
+    for (const EzImageDataType type : {uint8, uint16})
+        for (int radius = 0; radius <= 16; ++radius) {
+            const HeapPicture picture = patternPicture(pictureFormat(37, 11, 1, type));
+            expectMedian(*picture, radius);
+        }
+}
+
+TEST_P(Median, squaresMayBeLargerThanThePicture) {
+    for (const EzImageDataType type : {uint8, uint16}) {
+        const HeapPicture picture = patternPicture(pictureFormat(9, 6, 2, type));
+        for (const int radius : {7, 126, 127, 128, 32766, 32767, 32768, 65536, INT_MAX})
+            expectMedian(*picture, radius);
+    }
+}
+
+TEST_P(Median, findsItAmongAnyNumberOfDifferentValues) {
+    // Around the limits at which the histograms get another tier.
+    for (const std::uint32_t values : {1U, 2U, 16U, 17U, 256U, 257U, 4096U, 4097U}) {
+        HeapPicture picture(pictureFormat(90, 46, 1, uint16));
+        fillSamples(*picture, [&](std::uint32_t x, std::uint32_t y, std::uint32_t) {
+            return (x + y * 90) * 7919U % values * 14 + 5;
+        });
+        for (const int radius : {1, 6})
+            expectMedian(*picture, radius);
+    }
+}
+
+TEST_P(Median, extremeSamplesAreOrdinaryOnes) {
+    for (const EzImageDataType type : {uint8, uint16}) {
+        HeapPicture picture(pictureFormat(40, 30, 1, type));
+        const std::uint32_t largest = type == uint8 ? 255 : 65535;
+        std::mt19937 random(1);
+        fillSamples(*picture,
+                    [&](std::uint32_t, std::uint32_t, std::uint32_t) { return random() % 2 * largest; });
+        for (const int radius : {1, 3, 20})
+            expectMedian(*picture, radius);
+    }
+}
+
+TEST_P(Median, stripsMeetWithoutASeam) {
+    HeapPicture picture = patternPicture(pictureFormat(1100, 5, 1, uint16));
+    for (const int radius : {2, 30})
+        expectMedian(*picture, radius);
+}
+
+TEST(MedianFilter, doesNotDependOnTheNumberOfThreads) {
+    const HeapPicture picture = patternPicture(pictureFormat(700, 40, 3, uint8));
+    const int before = omp_get_max_threads();
+    HeapPicture one(*picture);
+    omp_set_num_threads(1);
+    EXPECT_TRUE(CzPicBufAPI::Median(*picture, *one, 4, nullptr));
+    for (const int threads : {2, 3, 7}) {
+        omp_set_num_threads(threads);
+        HeapPicture several(*picture);
+        EXPECT_TRUE(CzPicBufAPI::Median(*picture, *several, 4, nullptr));
+        EXPECT_TRUE(samePixels(*several, *one));
+    }
+    omp_set_num_threads(before);
+}
+
+TEST(MedianFilter, worksWithItsBufferWithAnothersAndWithNone) {
+    const SzPicBufInfo format = pictureFormat(60, 30, 1, uint16);
+    const HeapPicture picture = patternPicture(format);
+    const SzPicBufInfo other = pictureFormat(3, 2, 1, uint8);
+    for (const auto& [bufferFormat, radius] :
+         {std::pair{format, 3}, std::pair{format, 1}, std::pair{other, 1}}) {
+        void* buffer = nullptr;
+        ASSERT_TRUE(CzPicBufAPI::MedianAllocBuffer(bufferFormat, radius, &buffer));
+        ASSERT_TRUE(buffer);
+        expectMedian(*picture, 3, buffer);
+        expectMedian(*picture, 5, buffer);
+        CzPicBufAPI::MedianFreeBuffer(buffer);
+    }
+    CzPicBufAPI::MedianFreeBuffer(nullptr);
+}
+
+TEST(MedianFilter, mayWorkInPlace) {
+    const HeapPicture picture = patternPicture(pictureFormat(33, 17, 3, uint8));
+    HeapPicture expected(*picture);
+    HeapPicture inPlace(*picture);
+    ASSERT_TRUE(CzPicBufAPI::CopyPicBuf(*inPlace, *picture, false));
+    ASSERT_TRUE(CzPicBufAPI::Median(*picture, *expected, 2, nullptr));
+    ASSERT_TRUE(CzPicBufAPI::Median(*inPlace, *inPlace, 2, nullptr));
+    EXPECT_TRUE(samePixels(*inPlace, *expected));
+}
+
+TEST(MedianFilter, eachPictureHasItsOwnPitchAndPaddingIsLeftAlone) {
+    const HeapPicture picture = patternPicture(pictureFormat(13, 9, 1, uint8));
+    HeapPicture padded(pictureFormat(13, 9, 1, uint8, EzDataStorageFormat::Interleaved, 6));
+    std::fill_n(padded->data, padded->dataSize(), std::uint8_t{0xEE});
+    ASSERT_TRUE(CzPicBufAPI::Median(*picture, *padded, 1, nullptr));
+    EXPECT_TRUE(isMedianOf(*padded, *picture, 1));
+    for (std::size_t y = 0; y < 9; ++y)
+        for (std::size_t x = 13; x < 19; ++x)
+            EXPECT_EQ(padded->data[y * padded->linePitch + x], 0xEE);
+}
+
+TEST(MedianFilter, refusesWhatItCannotFilterAndLeavesTheDestinationAlone) {
+    const SzPicBufInfo format = pictureFormat(8, 8, 2, uint8);
+    const HeapPicture picture = patternPicture(format);
+    HeapPicture result(format);
+    EXPECT_FALSE(CzPicBufAPI::Median(*picture, *result, -1, nullptr));
+    EXPECT_FALSE(CzPicBufAPI::Median(*picture, *result, INT_MIN, nullptr));
+    EXPECT_FALSE(CzPicBufAPI::Median(SzPicBuf(), *result, 1, nullptr));
+    for (const SzPicBufInfo& otherFormat :
+         {pictureFormat(7, 8, 2, uint8), pictureFormat(8, 9, 2, uint8), pictureFormat(8, 8, 1, uint8),
+          pictureFormat(8, 8, 2, uint16), pictureFormat(8, 8, 2, uint8, EzDataStorageFormat::Planar)}) {
+        HeapPicture other(otherFormat);
+        EXPECT_FALSE(CzPicBufAPI::Median(*picture, *other, 1, nullptr)) << formatName(otherFormat);
+    }
+    EXPECT_EQ(std::accumulate(result->data, result->data + result->dataSize(), 0), 0);
+    SzPicBuf nothing;
+    EXPECT_FALSE(CzPicBufAPI::Median(*picture, nothing, 1, nullptr));
+}
+
+TEST(MedianFilter, refusesSampleTypesOtherThan8And16BitUnsigned) {
+    for (const EzImageDataType type : allSampleTypes()) {
+        const bool expected = type == uint8 || type == uint16;
+        const SzPicBufInfo format = pictureFormat(8, 8, 1, type);
+        HeapPicture picture(format);
+        HeapPicture result(format);
+        EXPECT_EQ(CzPicBufAPI::Median(*picture, *result, 1, nullptr), expected) << formatName(format);
+        void* buffer = nullptr;
+        EXPECT_EQ(CzPicBufAPI::MedianAllocBuffer(format, 1, &buffer), expected);
+        EXPECT_EQ(buffer != nullptr, expected);
+        CzPicBufAPI::MedianFreeBuffer(buffer);
+    }
+}
+
+TEST(MedianFilter, buffersOfImpossibleSizesAreRefused) {
+    int place = 0;
+    void* buffer = &place;
+    EXPECT_FALSE(CzPicBufAPI::MedianAllocBuffer(pictureFormat(0, 8, 1, uint8), 1, &buffer));
+    EXPECT_EQ(buffer, nullptr);
+    EXPECT_FALSE(CzPicBufAPI::MedianAllocBuffer(pictureFormat(8, 0, 1, uint8), 1, &buffer));
+    EXPECT_FALSE(CzPicBufAPI::MedianAllocBuffer(pictureFormat(8, 8, 1, uint8), -1, &buffer));
+    EXPECT_FALSE(CzPicBufAPI::MedianAllocBuffer(pictureFormat(8, 8, 1, uint8), 1, nullptr));
+    SzPicBufInfo odd = pictureFormat(8, 8, 1, uint16);
+    odd.bitDepth = 99;
+    EXPECT_TRUE(CzPicBufAPI::MedianAllocBuffer(odd, INT_MAX, &buffer));
+    CzPicBufAPI::MedianFreeBuffer(buffer);
+}
+
+TEST(MedianHistograms, memoryIsBoundedAtEveryRadiusAndDepth) {
+    for (const std::int64_t width : {1, 2048, 20000})
+        for (const std::int64_t radius : {0, 1, 127, 128, 5000, 32768, INT_MAX})
+            for (const std::size_t codes : {256U, 4096U, 65536U})
+                for (const int threads : {1, 2, 64}) {
+                    const SzMedianHistogramPlan plan = medianHistogramPlan(width, radius, codes, threads);
+                    const std::size_t perColumn = 32 * 1024;
+                    EXPECT_LE(plan.bytesPerStrip * static_cast<std::size_t>(threads),
+                              (std::size_t{256} << 20) +
+                                  static_cast<std::size_t>(threads) *
+                                      (static_cast<std::size_t>(width) * perColumn + 1000000));
+                }
+}
+
+TEST(MedianHistograms, severalRunsWithSomeOfTheCodesGiveTheSame) {
+    std::vector<std::uint16_t> codes(40 * 30);
+    std::mt19937 random(7);
+    for (std::uint16_t& code : codes)
+        code = static_cast<std::uint16_t>(random());
+    const auto medians = [&](std::int64_t pagesPerRun) {
+        SzMedianHistogramPlan plan = medianHistogramPlan(40, 4, 65536, 1);
+        EXPECT_EQ(plan.pagesPerRun, 16);
+        plan.pagesPerRun = pagesPerRun;
+        std::vector<std::uint16_t> result(codes.size());
+        const std::align_val_t alignment{128};
+        auto* const work = static_cast<std::byte*>(::operator new(plan.bytesPerStrip, alignment));
+        medianByHistograms({codes.data(), result.data(), 40, 30}, plan, work);
+        ::operator delete(work, alignment);
+        return result;
+    };
+    const std::vector<std::uint16_t> expected = medians(16);
+    EXPECT_EQ(medians(8), expected);
+    EXPECT_EQ(medians(1), expected);
+}
+
+} // namespace

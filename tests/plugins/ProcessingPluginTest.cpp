@@ -27,9 +27,9 @@ QStringList registeredClasses() {
 TEST(ProcessingPlugin, registersItsElementsInTheOrderOfTheHostsCatalogue) {
     CzProcessingPlugin plugin;
     EXPECT_TRUE(plugin.initialize());
-    EXPECT_EQ(registeredClasses(),
-              (QStringList{"CzExtractChannelCnbl", "CzImageAveragingCnbl", "CzLutInmapCnbl",
-                           "CzMosaicStatFilterChnbl", "CzRotateImageCnbl", "CzRgbNirDemosaicCnbl"}));
+    EXPECT_EQ(registeredClasses(), (QStringList{"CzExtractChannelCnbl", "CzImageAveragingCnbl",
+                                                "CzLutInmapCnbl", "CzMosaicStatFilterChnbl", "CzMedianCnbl",
+                                                "CzRotateImageCnbl", "CzRgbNirDemosaicCnbl"}));
     CzRTTI::instance()->unregisterClasses(&plugin);
     EXPECT_EQ(registeredClasses(), QStringList());
 }

@@ -5,6 +5,8 @@
 #include "ImageAveragingCnbl.h"
 #include "LutInmapCnbl.h"
 #include "LutInmapCnblWidget.h"
+#include "MedianCnbl.h"
+#include "MedianWidget.h"
 #include "MosaicStatFilterChnbl.h"
 #include "MosaicStatFilterWidget.h"
 #include "ProcessingPlugin.h"
@@ -19,6 +21,7 @@
 #include <QCoreApplication>
 #include <QDomDocument>
 #include <QFile>
+#include <QFormLayout>
 #include <QGroupBox>
 #include <QLabel>
 #include <QProcess>
@@ -100,6 +103,11 @@ TEST(Translation, toolsFindEveryTextInTheContextOfItsClass) {
                      "The input image is not in RAW format.", "The processing failed.", "interpolation"}));
     EXPECT_EQ(textsFoundIn("CzMosaicStatFilterWidget"),
               (QStringList{"Filter", "Interpolation", "Mosaic Filter"}));
+    EXPECT_EQ(textsFoundIn("CzMedianCnbl"),
+              (QStringList{"Median", "Only the simple mosaic HSI images are supported.",
+                           "Performs the median filtering with given kernel size.",
+                           "The input image data type is not supported."}));
+    EXPECT_EQ(textsFoundIn("CzMedianWidget"), (QStringList{"Kernel size:", "Median Filter"}));
     EXPECT_EQ(textsFoundIn("CzRotateImageCnbl"), (QStringList{"CCW", "CW", "Rotate"}));
     EXPECT_EQ(textsFoundIn("CzRotateConfigurationWidget"),
               (QStringList{"Clockwise", "Counterclockwise", "Rotation Configuration"}));
@@ -173,6 +181,22 @@ TEST_F(Translated, elementWidgetAndPluginSpeakTheLanguageOfTheUser) {
     EXPECT_EQ(averagingWidget.findChild<QRadioButton*>("rbNone")->text(), "Nichts");
     EXPECT_EQ(averagingWidget.findChild<QRadioButton*>("rbRows")->text(), "Zeilen");
     EXPECT_EQ(averagingWidget.findChild<QRadioButton*>("rbCols")->text(), "Spalten");
+    LooseElement<CzMedianCnbl> median;
+    EXPECT_EQ(median.caption(), "Medianfilterung (3x3)");
+    EXPECT_EQ(median.help(topic), "Filtert mit dem Median.");
+    const CzMedianWidget medianWidget(&median);
+    EXPECT_EQ(medianWidget.windowTitle(), "Medianfilter");
+    const auto* const form = qobject_cast<QFormLayout*>(medianWidget.layout());
+    ASSERT_TRUE(form);
+    EXPECT_EQ(qobject_cast<QLabel*>(form->itemAt(0, QFormLayout::LabelRole)->widget())->text(), "Größe:");
+    const auto mosaicFrame =
+        numberedFrame(pictureFormat(8, 8, 1, EzImageDataType::UInt8, EzColorFilterArray::Hyperspectral));
+    EXPECT_EQ(median.processData(mosaicFrame.get()), mosaicFrame.get());
+    EXPECT_EQ(median.errorMessage(), "Nur einfache Mosaike.");
+    LooseElement<CzMedianCnbl> other;
+    const auto floats = numberedFrame(pictureFormat(8, 8, 1, EzImageDataType::Float32));
+    EXPECT_EQ(other.processData(floats.get()), floats.get());
+    EXPECT_EQ(other.errorMessage(), "Nicht dieser Datentyp.");
 
     CzLutInmapCnbl lut;
     EXPECT_EQ(lut.caption(), "Kontrast");

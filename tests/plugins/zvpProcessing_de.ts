@@ -269,4 +269,34 @@
         <translation>Erwartet Rohbilder</translation>
     </message>
 </context>
+<context>
+    <name>CzMedianCnbl</name>
+    <message>
+        <source>Median</source>
+        <translation>Medianfilterung</translation>
+    </message>
+    <message>
+        <source>Performs the median filtering with given kernel size.</source>
+        <translation>Filtert mit dem Median.</translation>
+    </message>
+    <message>
+        <source>The input image data type is not supported.</source>
+        <translation>Nicht dieser Datentyp.</translation>
+    </message>
+    <message>
+        <source>Only the simple mosaic HSI images are supported.</source>
+        <translation>Nur einfache Mosaike.</translation>
+    </message>
+</context>
+<context>
+    <name>CzMedianWidget</name>
+    <message>
+        <source>Median Filter</source>
+        <translation>Medianfilter</translation>
+    </message>
+    <message>
+        <source>Kernel size:</source>
+        <translation>Größe:</translation>
+    </message>
+</context>
 </TS>

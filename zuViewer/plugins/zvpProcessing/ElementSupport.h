@@ -126,6 +126,8 @@ public:
     explicit operator bool() const { return m_picture.data; }
     SzPicBuf& operator*() { return m_picture; }
     SzPicBuf* operator->() { return &m_picture; }
+    const SzPicBuf& operator*() const { return m_picture; }
+    const SzPicBuf* operator->() const { return &m_picture; }
 
 private:
     SzPicBuf m_picture;

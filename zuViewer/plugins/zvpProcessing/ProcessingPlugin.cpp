@@ -5,6 +5,7 @@
 #include "ExtractChannelCnbl.h"
 #include "ImageAveragingCnbl.h"
 #include "LutInmapCnbl.h"
+#include "MedianCnbl.h"
 #include "MosaicStatFilterChnbl.h"
 #include "RTTI.h"
 #include "RgbNirDemosaicCnbl.h"
@@ -17,7 +18,8 @@ bool CzProcessingPlugin::initialize() {
     const QMetaObject* const elements[] = {
         &CzExtractChannelCnbl::staticMetaObject, &CzImageAveragingCnbl::staticMetaObject,
         &CzLutInmapCnbl::staticMetaObject,       &CzMosaicStatFilterChnbl::staticMetaObject,
-        &CzRotateImageCnbl::staticMetaObject,    &CzRgbNirDemosaicCnbl::staticMetaObject,
+        &CzMedianCnbl::staticMetaObject,         &CzRotateImageCnbl::staticMetaObject,
+        &CzRgbNirDemosaicCnbl::staticMetaObject,
     };
     for (const QMetaObject* element : elements)
         CzRTTI::instance()->registerClass(this, *element, QStringLiteral("CzChainable"));

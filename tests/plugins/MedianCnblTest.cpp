@@ -1,0 +1,539 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MedianCnbl.h"
+
+#include "Chain.h"
+#include "FrameSource.h"
+#include "MedianWidget.h"
+#include "TestPictures.h"
+
+#include <QDomDocument>
+#include <QMetaClassInfo>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <random>
+#include <vector>
+
+namespace {
+
+constexpr auto uint8 = EzImageDataType::UInt8;
+constexpr auto uint16 = EzImageDataType::UInt16;
+constexpr auto rggb = EzColorFilterArray::BayerRGGB;
+constexpr auto mosaic = EzColorFilterArray::Hyperspectral;
+
+class Element : public LooseElement<CzMedianCnbl> {
+public:
+    using CzMedianCnbl::planesIn;
+    using CzMedianCnbl::planesOut;
+};
+
+class Median : public testing::Test {
+protected:
+    Element element;
+
+    void startFor(const SzPicBufInfo& format, const CzImageMetadata& metadata = CzImageMetadata()) {
+        element.setInput(format, metadata);
+        element.setupStart();
+    }
+
+    std::unique_ptr<CzImageData> process(std::unique_ptr<CzImageData> frame) {
+        if (!element.pool)
+            element.usePool(1, pictureFormat(64, 64, 4, uint16));
+        auto* const input = frame.release();
+        IzChainData* const output = element.processData(input);
+        EXPECT_NE(output, input);
+        if (!output)
+            delete input;
+        return std::unique_ptr<CzImageData>(qobject_cast<CzImageData*>(output));
+    }
+
+    /// What the element makes of a picture in a run that was set up for it.
+    std::unique_ptr<CzImageData> processInRun(std::unique_ptr<CzImageData> frame) {
+        startFor(frame->picBuf(), frame->imageMetadata());
+        return process(std::move(frame));
+    }
+
+    /// Sends a frame through that has to come out as the same object with this message.
+    void expectPassedOn(std::unique_ptr<CzImageData> frame, const QString& message) {
+        EXPECT_EQ(element.processData(frame.get()), frame.get());
+        EXPECT_EQ(element.errorMessage(), message);
+    }
+
+    QDomElement settings(const QString& kernelSize) {
+        QDomElement node = document.createElement("chainable");
+        node.setAttribute("kernelSize", kernelSize);
+        return node;
+    }
+
+    QString sizeLoadedFrom(const QString& kernelSize) {
+        EXPECT_TRUE(element.loadSettings(settings(kernelSize)));
+        QDomElement node = document.createElement("chainable");
+        EXPECT_TRUE(element.saveSettings(document, node));
+        return node.attribute("kernelSize", "missing");
+    }
+
+    QDomDocument document;
+};
+
+template <class T>
+std::unique_ptr<CzImageData> noise(const SzPicBufInfo& format,
+                                   const CzImageMetadata& metadata = CzImageMetadata()) {
+    auto frame = numberedFrame(format, metadata);
+    std::mt19937 random(1);
+    const PictureView<T> pixels = view<T>(frame->picBuf());
+    for (std::uint32_t y = 0; y < pixels.height; ++y)
+        for (std::uint32_t x = 0; x < pixels.width * pixels.channels; ++x)
+            pixels.row(y)[x] = static_cast<T>(random());
+    return frame;
+}
+
+/// The median of the samples that lie in steps of the cell around (x, y), the border ones repeated; of those
+/// columns and lines that belong to a whole number of cells.
+template <class T>
+T bandMedian(const SzPicBuf& picture, std::int64_t x, std::int64_t y, std::int64_t stepX, std::int64_t stepY,
+             std::int64_t columns, std::int64_t lines, std::int64_t radius) {
+    const PictureView<const T> pixels = view<const T>(picture);
+    std::vector<T> samples;
+    for (std::int64_t j = -radius; j <= radius; ++j)
+        for (std::int64_t i = -radius; i <= radius; ++i) {
+            std::int64_t column = x + i * stepX;
+            std::int64_t line = y + j * stepY;
+            while (column < 0)
+                column += stepX;
+            while (column >= columns)
+                column -= stepX;
+            while (line < 0)
+                line += stepY;
+            while (line >= lines)
+                line -= stepY;
+            samples.push_back(pixels.row(static_cast<std::size_t>(line))[column]);
+        }
+    std::sort(samples.begin(), samples.end());
+    return samples[samples.size() / 2];
+}
+
+template <class T>
+void expectBandMedians(const SzPicBuf& output, const SzPicBuf& input, std::uint32_t stepX,
+                       std::uint32_t stepY, std::uint32_t columns, std::uint32_t lines, int radius) {
+    for (std::uint32_t y = 0; y < output.height; ++y)
+        for (std::uint32_t x = 0; x < output.width; ++x) {
+            const T expected = x < columns && y < lines
+                                   ? bandMedian<T>(input, x, y, stepX, stepY, columns, lines, radius)
+                                   : T{0}; // in no plane
+            ASSERT_EQ(view<const T>(output).row(y)[x], expected) << x << ", " << y;
+        }
+}
+
+// ---- Identity ----
+
+TEST_F(Median, introducesItself) {
+    QString topic;
+    EXPECT_TRUE(element.hasHelp());
+    EXPECT_EQ(element.help(topic), "Performs the median filtering with given kernel size.");
+    EXPECT_TRUE(element.isConfigurable());
+    EXPECT_EQ(element.maxPredecessors(), 1);
+    EXPECT_EQ(static_cast<int>(element.flags()), 9);
+    const QMetaObject& metaObject = CzMedianCnbl::staticMetaObject;
+    EXPECT_STREQ(metaObject.classInfo(metaObject.indexOfClassInfo("CustomName")).value(), "Median Filter");
+    EXPECT_STREQ(metaObject.classInfo(metaObject.indexOfClassInfo("UniqueID")).value(),
+                 "org.zuviewer.CzMedianCnbl");
+}
+
+TEST_F(Median, captionTellsTheKernelSizeOnceForEachSide) {
+    EXPECT_EQ(element.caption(), "Median (3x3)");
+    element.setRadius(2);
+    EXPECT_EQ(element.caption(), "Median (5x5)");
+    element.setRadius(55);
+    EXPECT_EQ(element.caption(), "Median (111x111)");
+}
+
+TEST_F(Median, followsImageProvidersOnly) {
+    CzMedianCnbl other;
+    QObject object;
+    EXPECT_TRUE(element.acceptsPredecessor(&other));
+    EXPECT_FALSE(element.acceptsPredecessor(&object));
+    EXPECT_FALSE(element.acceptsPredecessor(nullptr));
+}
+
+TEST_F(Median, duplicateHasTheRadiusAndNothingOfTheRun) {
+    element.setRadius(4);
+    startFor(pictureFormat(8, 8, 1, uint8, rggb));
+    const std::unique_ptr<CzChainable> copy(element.duplicate());
+    auto* const twin = qobject_cast<CzMedianCnbl*>(copy.get());
+    ASSERT_TRUE(twin);
+    EXPECT_EQ(twin->radius(), 4);
+}
+
+TEST_F(Median, makesItsOwnWidget) {
+    const std::unique_ptr<QWidget> widget(element.createConfigWidget());
+    EXPECT_TRUE(qobject_cast<CzMedianWidget*>(widget.get()));
+}
+
+// ---- Settings ----
+
+TEST_F(Median, evenKernelSizesLoadAsTheNextSmallerOddOne) {
+    EXPECT_EQ(sizeLoadedFrom("8"), "7");
+    EXPECT_EQ(sizeLoadedFrom("4"), "3");
+    EXPECT_EQ(sizeLoadedFrom("7"), "7");
+}
+
+TEST_F(Median, everythingUpToTwoNegativeAndTextLoadsAsThree) {
+    for (const char* text :
+         {"2", "1", "0", "-1", "-7", "-2147483648", "", "five", "3.5", "0x9", "99999999999"}) {
+        element.setRadius(9);
+        EXPECT_EQ(sizeLoadedFrom(text), "3") << text;
+    }
+}
+
+TEST_F(Median, loadedKernelSizeHasNoUpperBound) {
+    EXPECT_EQ(sizeLoadedFrom("100001"), "100001");
+    EXPECT_EQ(sizeLoadedFrom("2147483647"), "2147483647");
+    EXPECT_EQ(element.radius(), 1073741823);
+    EXPECT_EQ(element.caption(), "Median (2147483647x2147483647)");
+}
+
+TEST_F(Median, withoutItsAttributeLoadingFailsAndTheRadiusStays) {
+    element.setRadius(6);
+    EXPECT_FALSE(element.loadSettings(document.createElement("chainable")));
+    EXPECT_EQ(element.radius(), 6);
+}
+
+TEST_F(Median, resultOfTheHostsLoadingCounts) {
+    QDomElement node = settings("5");
+    node.setAttribute("state", "neither");
+    EXPECT_FALSE(element.loadSettings(node));
+    EXPECT_EQ(element.radius(), 2);
+}
+
+// ---- Format ----
+
+TEST_F(Median, outputHasTheInputsFormatAndMetadata) {
+    SzPicBufInfo input = pictureFormat(5, 7, 1, uint16, mosaic);
+    input.linePitch = 32;
+    input.bitDepth = 12;
+    const CzImageMetadata metadata = hyperspectral({filterZone(2, 2)});
+    SzPicBufInfo output;
+    CzImageMetadata outputMetadata;
+    EXPECT_TRUE(element.outputImageInfo(input, output, &metadata, &outputMetadata));
+    EXPECT_EQ(output, input);
+    EXPECT_EQ(outputMetadata, metadata);
+    EXPECT_TRUE(element.outputImageInfo(input, output, &metadata, nullptr));
+    EXPECT_TRUE(element.outputImageInfo(input, output, nullptr, &outputMetadata));
+    EXPECT_EQ(outputMetadata, CzImageMetadata());
+    EXPECT_TRUE(element.outputImageInfo(input, input, &metadata, nullptr));
+    EXPECT_EQ(output, input);
+}
+
+// ---- Start and stop ----
+
+TEST_F(Median, picturesWithoutMosaicNeedNoPlanes) {
+    startFor(pictureFormat(8, 6, 3));
+    EXPECT_TRUE(element.planesIn().empty());
+    EXPECT_TRUE(element.planesOut().empty());
+}
+
+TEST_F(Median, planesAreHalfThePictureForEveryMosaicTheHyperspectralOneIncluded) {
+    for (std::uint32_t filter = 1; filter <= 7; ++filter) {
+        const auto arrangement = static_cast<EzColorFilterArray>(filter);
+        startFor(pictureFormat(21, 13, 1, uint16, arrangement), hyperspectral({filterZone(4, 4)}));
+        ASSERT_FALSE(element.planesIn().empty()) << filter;
+        for (const auto* planes : {&element.planesIn(), &element.planesOut()})
+            for (const HeapPicture& plane : *planes) {
+                const SzPicBuf& picture = *plane;
+                EXPECT_EQ(picture.width, 10U);
+                EXPECT_EQ(picture.height, 6U);
+                EXPECT_EQ(picture.channels, 1U);
+                EXPECT_EQ(picture.linePitch, 32U);
+                EXPECT_EQ(picture.colorFilterArray, arrangement);
+            }
+        element.setupStop();
+    }
+}
+
+TEST_F(Median, planeCountIsThatOfTheFirstZonesCellOrFour) {
+    startFor(pictureFormat(40, 40, 1, uint8, EzColorFilterArray::CMYG), hyperspectral({filterZone(5, 5)}));
+    EXPECT_EQ(element.planesIn().size(), 4U);
+    startFor(pictureFormat(40, 40, 1, uint8, mosaic), hyperspectral({filterZone(5, 4), filterZone(2, 2)}));
+    EXPECT_EQ(element.planesIn().size(), 20U);
+    EXPECT_EQ(element.planesOut().size(), 20U);
+    startFor(pictureFormat(40, 40, 1, uint8, mosaic), hyperspectral({}));
+    EXPECT_TRUE(element.planesIn().empty());
+}
+
+TEST_F(Median, stopFreesThePlanesAndMayComeTwiceOrWithoutAStart) {
+    element.setupStop();
+    startFor(pictureFormat(8, 8, 1, uint8, rggb));
+    EXPECT_EQ(element.planesIn().size(), 4U);
+    element.setupStop();
+    element.setupStop();
+    EXPECT_TRUE(element.planesIn().empty());
+    EXPECT_TRUE(element.planesOut().empty());
+}
+
+TEST_F(Median, startAllocatesNothingForUnknownOrUnsupportedInput) {
+    element.setupStart();
+    EXPECT_TRUE(element.planesIn().empty());
+    startFor(pictureFormat(8, 8, 1, EzImageDataType::UInt32, rggb));
+    EXPECT_TRUE(element.planesIn().empty());
+}
+
+TEST_F(Median, planesThatCannotBeAllocatedLeaveNone) {
+    startFor(pictureFormat(4000000000U, 4000000000U, 1, uint16, rggb));
+    EXPECT_TRUE(element.planesIn().empty());
+    EXPECT_TRUE(element.planesOut().empty());
+}
+
+// ---- A frame: what passes on ----
+
+TEST_F(Median, nothingAndOtherDataPassOnWithoutAWord) {
+    OtherData data;
+    EXPECT_EQ(element.processData(nullptr), nullptr);
+    EXPECT_EQ(element.processData(&data), &data);
+    EXPECT_EQ(element.errorMessage(), QString());
+}
+
+TEST_F(Median, bypassedElementPassesPicturesOn) {
+    element.setState(EzChainableState::Bypassed);
+    expectPassedOn(numberedFrame(pictureFormat(8, 8, 1, EzImageDataType::Float32)), QString());
+}
+
+TEST_F(Median, sampleTypeAloneDecidesWhatIsSupported) {
+    const QString message = "The input image data type is not supported.";
+    for (std::uint32_t number = 0; number <= 10; ++number) {
+        const auto type = static_cast<EzImageDataType>(number);
+        for (const std::uint32_t channels : {1U, 2U, 5U})
+            for (const EzDataStorageFormat storage :
+                 {EzDataStorageFormat::Interleaved, EzDataStorageFormat::Planar,
+                  EzDataStorageFormat::HostPacked}) {
+                Element fresh;
+                SzPicBufInfo format = pictureFormat(6, 5, channels, type);
+                format.storageFormat = storage;
+                fresh.setInput(format);
+                fresh.setupStart();
+                fresh.usePool(1, pictureFormat(64, 64, 4, uint16));
+                auto frame = std::make_unique<CzImageData>();
+                SzPicBuf picture;
+                ASSERT_TRUE(CzPicBufAPI::AllocPicBufFromHeap(picture, format, false));
+                frame->setPicBuf(picture);
+                IzChainData* const output = fresh.processData(frame.get());
+                const bool supported = type == uint8 || type == uint16;
+                ASSERT_TRUE(output);
+                EXPECT_EQ(output != frame.get(), supported) << number;
+                EXPECT_EQ(fresh.errorMessage(), supported ? QString() : message) << number;
+                if (output != frame.get()) {
+                    frame.release(); // taken
+                    delete output;
+                }
+            }
+    }
+}
+
+TEST_F(Median, simpleMosaicsOnly) {
+    const QString message = "Only the simple mosaic HSI images are supported.";
+    auto blocks = filterZone(2, 2);
+    blocks.blockWidth = 2;
+    const SzPicBufInfo format = pictureFormat(8, 8, 1, uint8, mosaic);
+    for (const CzImageMetadata& metadata :
+         {CzImageMetadata(), hyperspectral({}), hyperspectral({filterZone(2, 2), filterZone(2, 2)}),
+          hyperspectral({blocks}), hyperspectral({filterZone(0, 0)})}) {
+        startFor(format, metadata);
+        expectPassedOn(numberedFrame(format, metadata), message);
+    }
+    // The picture's arrangement counts, not the metadata's.
+    EXPECT_TRUE(processInRun(numberedFrame(pictureFormat(8, 8), hyperspectral({}))));
+}
+
+TEST_F(Median, firstMessageStaysAndIsNotClearedBySuccess) {
+    const QString message = "Only the simple mosaic HSI images are supported.";
+    expectPassedOn(numberedFrame(pictureFormat(8, 8, 1, uint8, mosaic)), message);
+    expectPassedOn(numberedFrame(pictureFormat(8, 8, 1, EzImageDataType::Float32)), message);
+    EXPECT_TRUE(processInRun(numberedFrame(pictureFormat(8, 8))));
+    EXPECT_EQ(element.errorMessage(), message);
+}
+
+TEST_F(Median, exhaustedPoolDropsThePictureWithoutAMessage) {
+    element.usePool(1, pictureFormat(8, 8));
+    SzPicBuf taken;
+    ASSERT_TRUE(
+        CzPicBufAPI::AllocPicBufFromPool(element.pool->handle(), nullptr, taken, pictureFormat(8, 8), false));
+    const auto frame = numberedFrame(pictureFormat(8, 8));
+    EXPECT_EQ(element.processData(frame.get()), nullptr);
+    EXPECT_EQ(element.errorMessage(), QString());
+    CzPicBufAPI::FreePicBuf(taken, false);
+}
+
+// ---- A frame: pixels ----
+
+TEST_F(Median, monoPictureIsFiltered) {
+    auto frame = noise<std::uint16_t>(pictureFormat(9, 7, 1, uint16));
+    const auto original = noise<std::uint16_t>(pictureFormat(9, 7, 1, uint16));
+    element.setRadius(2);
+    const auto output = processInRun(std::move(frame));
+    ASSERT_TRUE(output);
+    expectBandMedians<std::uint16_t>(output->picBuf(), original->picBuf(), 1, 1, 9, 7, 2);
+    EXPECT_EQ(output->picBuf().frameNo, 42);
+    EXPECT_EQ(output->picBuf().timeStampNs, 4711);
+}
+
+TEST_F(Median, metadataTravelAlong) {
+    const CzImageMetadata metadata = hyperspectral({filterZone(2, 2)});
+    const auto output = processInRun(numberedFrame(pictureFormat(8, 8, 1, uint8, mosaic), metadata));
+    ASSERT_TRUE(output);
+    EXPECT_EQ(output->imageMetadata(), metadata);
+    EXPECT_EQ(output->picBuf().colorFilterArray, mosaic);
+}
+
+TEST_F(Median, coloursOfABayerPictureAreNeverMixed) {
+    // Four constant planes: any mixing would show.
+    auto frame = numberedFrame(pictureFormat(12, 10, 1, uint8, rggb));
+    const PictureView<std::uint8_t> pixels = view<std::uint8_t>(frame->picBuf());
+    for (std::uint32_t y = 0; y < 10; ++y)
+        for (std::uint32_t x = 0; x < 12; ++x)
+            pixels.row(y)[x] = static_cast<std::uint8_t>(10 + 60 * (y % 2) + 30 * (x % 2));
+    const auto expected = samplesOf<std::uint8_t>(frame->picBuf());
+    element.setRadius(3);
+    const auto output = processInRun(std::move(frame));
+    ASSERT_TRUE(output);
+    EXPECT_EQ(samplesOf<std::uint8_t>(output->picBuf()), expected);
+}
+
+TEST_F(Median, eachColourOfABayerPictureIsFilteredByItselfAndTheOddLineAndColumnAreCleared) {
+    for (const auto& [width, height] : {std::pair{12U, 8U}, {13U, 9U}, {3U, 3U}, {2U, 2U}}) {
+        const SzPicBufInfo format8 = pictureFormat(width, height, 1, uint8, rggb);
+        auto output = processInRun(noise<std::uint8_t>(format8));
+        ASSERT_TRUE(output);
+        expectBandMedians<std::uint8_t>(output->picBuf(), noise<std::uint8_t>(format8)->picBuf(), 2, 2,
+                                        width / 2 * 2, height / 2 * 2, 1);
+        output.reset();
+        element.setupStop();
+        const SzPicBufInfo format16 = pictureFormat(width, height, 1, uint16, rggb);
+        output = processInRun(noise<std::uint16_t>(format16));
+        ASSERT_TRUE(output);
+        expectBandMedians<std::uint16_t>(output->picBuf(), noise<std::uint16_t>(format16)->picBuf(), 2, 2,
+                                         width / 2 * 2, height / 2 * 2, 1);
+        element.setupStop();
+    }
+}
+
+TEST_F(Median, pictureWithoutAWholeCellIsCleared) {
+    for (const auto& [width, height] : {std::pair{1U, 1U}, {1U, 7U}, {7U, 1U}}) {
+        const auto output = processInRun(numberedFrame(pictureFormat(width, height, 1, uint8, rggb)));
+        ASSERT_TRUE(output);
+        EXPECT_EQ(samplesOf<std::uint8_t>(output->picBuf()), std::vector<std::uint8_t>(width * height, 0));
+    }
+}
+
+TEST_F(Median, eachBandOfAHyperspectralPictureIsFilteredByItselfUpToTheEdges) {
+    // The planes are larger than the bands; sizes that are no multiple of the cell.
+    for (const std::uint32_t cell : {2U, 3U, 4U, 5U})
+        for (const auto& [width, height] : {std::pair{20U, 20U}, {22U, 18U}, {26U, 14U}})
+            for (const int radius : {1, 2}) {
+                const CzImageMetadata metadata = hyperspectral({filterZone(cell, cell)});
+                const SzPicBufInfo format = pictureFormat(width, height, 1, uint16, mosaic);
+                element.setRadius(radius);
+                const auto output = processInRun(noise<std::uint16_t>(format, metadata));
+                ASSERT_TRUE(output);
+                expectBandMedians<std::uint16_t>(output->picBuf(), noise<std::uint16_t>(format)->picBuf(),
+                                                 cell, cell, width, height, radius);
+                element.setupStop();
+            }
+}
+
+TEST_F(Median, planesAreHalvedEvenWhereACellIsNarrowerSoThatTheRestIsCleared) {
+    const CzImageMetadata metadata = hyperspectral({filterZone(1, 1)});
+    auto frame = numberedFrame(pictureFormat(4, 4, 1, uint8, mosaic), metadata);
+    std::fill_n(frame->picBuf().data, 16, std::uint8_t{7});
+    const auto output = processInRun(std::move(frame));
+    ASSERT_TRUE(output);
+    EXPECT_EQ(samplesOf<std::uint8_t>(output->picBuf()),
+              (std::vector<std::uint8_t>{7, 7, 0, 0, 7, 7, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
+}
+
+TEST_F(Median, planesArePutBackWithoutRegardToTheRegionThatTheyCameFrom) {
+    // The region begins at the second column: each band is put where its left neighbour was.
+    auto zone = filterZone(2, 2);
+    zone.left = 1;
+    zone.top = 0;
+    zone.right = 7;
+    zone.bottom = 7;
+    const CzImageMetadata metadata = hyperspectral({zone});
+    auto frame = numberedFrame(pictureFormat(8, 8, 1, uint8, mosaic), metadata);
+    for (std::uint32_t i = 0; i < 64; ++i)
+        frame->picBuf().data[i] = i % 2 == 0 ? 10 : 20;
+    const auto output = processInRun(std::move(frame));
+    ASSERT_TRUE(output);
+    EXPECT_EQ(output->picBuf().data[0], 20);
+    EXPECT_EQ(output->picBuf().data[1], 10);
+}
+
+TEST_F(Median, bandWithoutSamplesInThePictureShowsNoOldFrame) {
+    auto zone = filterZone(2, 2);
+    zone.left = zone.top = 100;
+    zone.right = zone.bottom = 107;
+    const SzPicBufInfo format = pictureFormat(8, 8, 1, uint8, mosaic);
+    startFor(format, hyperspectral({filterZone(2, 2)}));
+    EXPECT_TRUE(process(noise<std::uint8_t>(format, hyperspectral({filterZone(2, 2)}))));
+    const auto output = process(numberedFrame(format, hyperspectral({zone})));
+    ASSERT_TRUE(output);
+    EXPECT_EQ(samplesOf<std::uint8_t>(output->picBuf()), std::vector<std::uint8_t>(64, 0));
+}
+
+TEST_F(Median, mosaicOfSeveralChannelsIsClearedWhereNoPlaneIs) {
+    // The planes take the first samples of each line; they go to every second pixel's first sample.
+    auto frame = numberedFrame(pictureFormat(4, 4, 3, uint8, rggb));
+    std::fill_n(frame->picBuf().data, 48, std::uint8_t{9});
+    const auto output = processInRun(std::move(frame));
+    ASSERT_TRUE(output);
+    const auto row = view<const std::uint8_t>(output->picBuf()).row(3);
+    EXPECT_EQ(std::vector<std::uint8_t>(row, row + 12),
+              (std::vector<std::uint8_t>{9, 0, 9, 9, 0, 9, 0, 0, 0, 0, 0, 0}));
+}
+
+// ---- Pictures and runs that do not belong together ----
+
+TEST_F(Median, mosaicOutsideOfItsRunIsDropped) {
+    const SzPicBufInfo format = pictureFormat(8, 8, 1, uint8, rggb);
+    EXPECT_FALSE(process(numberedFrame(format))); // no run
+    startFor(format);
+    EXPECT_TRUE(process(numberedFrame(format)));
+    EXPECT_FALSE(process(numberedFrame(pictureFormat(10, 8, 1, uint8, rggb))));
+    EXPECT_FALSE(process(numberedFrame(pictureFormat(8, 10, 1, uint8, rggb))));
+    EXPECT_FALSE(process(numberedFrame(pictureFormat(8, 8, 1, uint16, rggb))));
+    EXPECT_FALSE(
+        process(numberedFrame(pictureFormat(8, 8, 1, uint8, mosaic), hyperspectral({filterZone(3, 3)}))));
+    EXPECT_TRUE(process(numberedFrame(format)));
+}
+
+TEST_F(Median, pictureWithoutMosaicNeedsNoRun) {
+    const SzPicBufInfo format = pictureFormat(8, 6, 3, uint8);
+    const auto fresh = process(numberedFrame(format));
+    ASSERT_TRUE(fresh);
+}
+
+TEST_F(Median, pictureWithoutDataIsDropped) {
+    for (const EzColorFilterArray filter : {EzColorFilterArray::None, rggb}) {
+        auto frame = std::make_unique<CzImageData>();
+        SzPicBuf picture;
+        picture.setPicFormat(pictureFormat(8, 8, 1, uint8, filter));
+        frame->setPicBuf(picture);
+        EXPECT_FALSE(process(std::move(frame)));
+    }
+}
+
+TEST_F(Median, settingsLoadedInMidRunChangeTheRadiusButNotTheScratch) {
+    const SzPicBufInfo format = pictureFormat(30, 20, 1, uint16, rggb);
+    startFor(format);
+    const SzPicBuf* const planes = &*element.planesIn().front();
+    const std::uint8_t* const samples = planes->data;
+    ASSERT_TRUE(element.loadSettings(settings("9")));
+    const auto output = process(noise<std::uint16_t>(format));
+    ASSERT_TRUE(output);
+    expectBandMedians<std::uint16_t>(output->picBuf(), noise<std::uint16_t>(format)->picBuf(), 2, 2, 30, 20,
+                                     4);
+    EXPECT_EQ(planes->data, samples);
+}
+
+} // namespace

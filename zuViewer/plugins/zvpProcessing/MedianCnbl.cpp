@@ -1,0 +1,292 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MedianCnbl.h"
+
+#include "ChannelCatalogue.h"
+#include "ChannelKernels.h"
+#include "MedianWidget.h"
+
+#include <QMutexLocker>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+namespace {
+
+constexpr Setting<int> kernelSizeSetting{"kernelSize", 3};
+
+/// Even sizes count as the next smaller odd one, everything up to 2 as the smallest kernel.
+int radiusOf(int kernelSize) {
+    return (std::max(kernelSize, 3) - 1) / 2;
+}
+
+int kernelSizeOf(int radius) {
+    return 2 * radius + 1;
+}
+
+/// Channels and layout do not matter.
+bool isSupported(const SzPicBufInfo& format) {
+    return format.dataType == EzImageDataType::UInt8 || format.dataType == EzImageDataType::UInt16;
+}
+
+bool isMosaic(const SzPicBufInfo& format) {
+    return format.colorFilterArray != EzColorFilterArray::None;
+}
+
+bool isHyperspectral(const SzPicBufInfo& format) {
+    return format.colorFilterArray == EzColorFilterArray::Hyperspectral;
+}
+
+/// The format of one plane of a mosaic, or of any other picture as it is. Every mosaic is halved, whatever
+/// its cell: planes of larger cells exceed the picture, and what is beyond it is not put back.
+SzPicBufInfo planeFormat(const SzPicBufInfo& format) {
+    SzPicBufInfo plane = format;
+    plane.linePitch = 0;
+    if (isMosaic(format)) {
+        plane.width = format.width >> 1;
+        plane.height = format.height >> 1;
+        plane.channels = 1;
+    }
+    return plane;
+}
+
+/// Columns and rows of the cell that repeats over a mosaic.
+struct SzPattern {
+    std::uint32_t width;
+    std::uint32_t height;
+
+    std::size_t planeCount() const { return std::size_t{width} * height; }
+};
+
+/// That of a hyperspectral sensor without zones has no planes.
+SzPattern patternOf(const SzPicBufInfo& format, const CzImageMetadata& metadata) {
+    if (!isHyperspectral(format))
+        return {2, 2};
+    const auto& zones = metadata.hsiCameraParams.zones;
+    return zones.isEmpty() ? SzPattern{0, 0} : SzPattern{zones.first().cellWidth, zones.first().cellHeight};
+}
+
+/// Whether the planes that were made for a run are those of this picture.
+bool fits(const std::vector<HeapPicture>& planes, const SzPattern& pattern, const SzPicBufInfo& plane) {
+    return !planes.empty() && planes.size() == pattern.planeCount() && planes.front()->width == plane.width &&
+           planes.front()->height == plane.height && planes.front()->dataType == plane.dataType;
+}
+
+bool extractPlane(SzPicBuf& plane, const SzPicBuf& picture, const CzImageMetadata& metadata, int number) {
+    if (isHyperspectral(picture))
+        return extractHsiBand(plane, picture, metadata, number);
+    return extractBayerPlane(plane, picture, static_cast<std::uint32_t>(number));
+}
+
+/// Puts a plane back between the others, as far as it lies inside the picture. The pattern begins in the
+/// picture's corner, whatever region of the sensor the plane came from.
+template <class T>
+void scatterPlane(const SzPicBuf& picture, const SzPicBuf& plane, const SzPattern& pattern,
+                  std::size_t number) {
+    const PictureView<T> lines = view<T>(picture);
+    const PictureView<const T> samples = view<const T>(plane);
+    const std::size_t end = std::size_t{lines.width} * lines.channels;
+    const std::size_t firstColumn = number % pattern.width * picture.channels;
+    std::size_t line = number / pattern.width;
+    for (std::size_t y = 0; y < samples.height && line < lines.height; ++y, line += pattern.height) {
+        const T* in = samples.row(y);
+        const T* const inEnd = in + samples.width;
+        T* const out = lines.row(line);
+        for (std::size_t x = firstColumn; x < end && in < inEnd; x += pattern.width)
+            out[x] = *in++;
+    }
+}
+
+void scatterPlane(const SzPicBuf& picture, const SzPicBuf& plane, const SzPattern& pattern,
+                  std::size_t number) {
+    if (picture.dataType == EzImageDataType::UInt8)
+        scatterPlane<std::uint8_t>(picture, plane, pattern, number);
+    else
+        scatterPlane<std::uint16_t>(picture, plane, pattern, number);
+}
+
+/// Whether the planes together hold every sample of the picture. The last line or column of an odd size is in
+/// none of them.
+bool coverPicture(const SzPicBufInfo& plane, const SzPattern& pattern, const SzPicBufInfo& picture) {
+    return picture.channels == 1 && std::uint64_t{plane.width} * pattern.width >= picture.width &&
+           std::uint64_t{plane.height} * pattern.height >= picture.height;
+}
+
+} // namespace
+
+// ---- Parameters ----
+
+CzMedianCnbl::CzMedianCnbl()
+    : CzImageProvider(EzChainableFlag::ConvertsPictures | EzChainableFlag::ReadsPaddedLines)
+    , m_radius(radiusOf(kernelSizeSetting.defaultValue)) {}
+
+CzMedianCnbl::~CzMedianCnbl() {
+    freeRunResources();
+}
+
+int CzMedianCnbl::radius() const {
+    QMutexLocker lock(&mutex);
+    return m_radius;
+}
+
+void CzMedianCnbl::setRadius(int radius) {
+    if (radius == this->radius())
+        return;
+    changeStopped(*this, [&] {
+        QMutexLocker lock(&mutex);
+        m_radius = radius;
+    });
+}
+
+// ---- Identity ----
+
+QString CzMedianCnbl::caption() {
+    return tr("Median") + QStringLiteral(" (%1x%1)").arg(kernelSizeOf(radius()));
+}
+
+bool CzMedianCnbl::acceptsPredecessor(QObject* candidate) {
+    return qobject_cast<CzImageProvider*>(candidate);
+}
+
+int CzMedianCnbl::maxPredecessors() {
+    return 1;
+}
+
+CzChainable* CzMedianCnbl::duplicate() {
+    auto* const copy = new CzMedianCnbl;
+    copy->m_radius = radius();
+    return copy;
+}
+
+QWidget* CzMedianCnbl::createConfigWidget() {
+    return new CzMedianWidget(this);
+}
+
+bool CzMedianCnbl::isConfigurable() {
+    return true;
+}
+
+bool CzMedianCnbl::hasHelp() const {
+    return true;
+}
+
+QString CzMedianCnbl::help(QString&) {
+    return tr("Performs the median filtering with given kernel size.");
+}
+
+// ---- Settings ----
+
+bool CzMedianCnbl::saveSettings(QDomDocument& document, QDomElement& element) const {
+    const bool saved = CzImageProvider::saveSettings(document, element);
+    writeSetting(element, kernelSizeSetting, kernelSizeOf(radius()));
+    return saved;
+}
+
+bool CzMedianCnbl::loadSettings(const QDomElement& element) {
+    const bool loaded = CzImageProvider::loadSettings(element);
+    const std::optional<int> kernelSize = readSetting(element, kernelSizeSetting);
+    if (!kernelSize)
+        return false;
+    QMutexLocker lock(&mutex);
+    m_radius = radiusOf(*kernelSize);
+    return loaded;
+}
+
+// ---- Processing ----
+
+bool CzMedianCnbl::outputImageInfo(const SzPicBufInfo& input, SzPicBufInfo& output,
+                                   const CzImageMetadata* inputMetadata, CzImageMetadata* outputMetadata) {
+    output = input;
+    if (outputMetadata)
+        *outputMetadata = inputMetadata ? *inputMetadata : CzImageMetadata();
+    return true;
+}
+
+void CzMedianCnbl::setupStart() {
+    SzPicBufInfo format;
+    CzImageMetadata metadata;
+    if (!currentInputImageInfo(format, &metadata) || !isSupported(format))
+        return;
+    const SzPicBufInfo plane = planeFormat(format);
+    freeRunResources();
+    CzPicBufAPI::MedianAllocBuffer(plane, radius(), &m_medianBuffer); // without it filtering is slower
+    if (!isMosaic(format))
+        return;
+    const std::size_t planeCount = patternOf(format, metadata).planeCount();
+    for (std::vector<HeapPicture>* planes : {&m_planesIn, &m_planesOut}) {
+        while (planes->size() < planeCount) {
+            planes->emplace_back();
+            if (!planes->back().allocate(plane)) {
+                m_planesIn.clear();
+                m_planesOut.clear();
+                return;
+            }
+        }
+    }
+}
+
+void CzMedianCnbl::setupStop() {
+    freeRunResources();
+}
+
+void CzMedianCnbl::freeRunResources() {
+    CzPicBufAPI::MedianFreeBuffer(m_medianBuffer);
+    m_medianBuffer = nullptr;
+    m_planesIn.clear();
+    m_planesOut.clear();
+}
+
+IzChainData* CzMedianCnbl::processData(IzChainData* input) {
+    auto* const image = qobject_cast<CzImageData*>(input);
+    if (!image || state() == EzChainableState::Bypassed)
+        return input;
+
+    const int radius = this->radius();
+    const SzPicBuf& picture = image->picBuf();
+    const CzImageMetadata& metadata = image->imageMetadata();
+    if (!isSupported(picture)) {
+        reportOnce(*this, &CzMedianCnbl::setErrorMessage, tr("The input image data type is not supported."));
+        return input;
+    }
+    if (isHyperspectral(picture) && !metadata.hsiCameraParams.isSimpleMosaicFilter()) {
+        reportOnce(*this, &CzMedianCnbl::setErrorMessage,
+                   tr("Only the simple mosaic HSI images are supported."));
+        return input;
+    }
+
+    OutputPicture output(memoryPool, this, picture);
+    if (!output)
+        return nullptr;
+    const bool filtered = isMosaic(picture) ? filterPlanes(*output, picture, metadata, radius)
+                                            : CzPicBufAPI::Median(picture, *output, radius, m_medianBuffer);
+    if (!filtered)
+        return nullptr; // the host counts it
+    return output.deliver(image, metadata);
+}
+
+bool CzMedianCnbl::filterPlanes(SzPicBuf& output, const SzPicBuf& input, const CzImageMetadata& metadata,
+                                int radius) {
+    const SzPicBufInfo plane = planeFormat(input);
+    const SzPattern pattern = patternOf(input, metadata);
+    if (!input.data)
+        return false;
+    if (!coverPicture(plane, pattern, input))
+        clearPicture(output);
+    if (plane.width == 0 || plane.height == 0)
+        return true; // too small for a plane
+    if (!fits(m_planesIn, pattern, plane))
+        return false;
+    for (std::size_t i = 0; i < m_planesIn.size(); ++i) {
+        SzPicBuf& in = *m_planesIn[i];
+        SzPicBuf& out = *m_planesOut[i];
+        if (!extractPlane(in, input, metadata, static_cast<int>(i))) {
+            // Part of the plane has no samples in the picture: no older frame may show there.
+            clearPicture(in);
+            extractPlane(in, input, metadata, static_cast<int>(i));
+        }
+        if (!CzPicBufAPI::Median(in, out, radius, m_medianBuffer))
+            return false;
+        scatterPlane(output, out, pattern, i);
+    }
+    return true;
+}

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // CzPicBufAPI's median: channel by channel, in the way that is fastest for the size of the square.
 #include "MedianHistograms.h"
+#include "MedianNetworks.h"
 #include "PicBufAPI.h"
 #include "PicBufGeometry.h"
+#include "PicBufStorage.h"
 #include "PictureView.h"
 
 #include <omp.h>
@@ -32,6 +34,23 @@ private:
     std::unique_ptr<std::byte, Free> m_data;
 };
 
+/// The given memory if it is large enough, else memory of its own.
+class OwnOrGiven {
+public:
+    OwnOrGiven(WorkMemory* given, std::size_t size) : m_memory(given) {
+        if (!given || given->size() < size) {
+            m_own = std::make_unique<WorkMemory>(size);
+            m_memory = m_own.get();
+        }
+    }
+
+    std::byte* data() { return m_memory->data(); }
+
+private:
+    std::unique_ptr<WorkMemory> m_own;
+    WorkMemory* m_memory;
+};
+
 bool isFilterable(const SzPicBufInfo& format, int radius) {
     return radius >= 0 &&
            (format.dataType == EzImageDataType::UInt8 || format.dataType == EzImageDataType::UInt16);
@@ -49,18 +68,8 @@ struct SzLayout {
     std::size_t bytes;
 };
 
-/// The samples of one channel: of line y from row(y)[0] on, one every step samples.
 template <class T>
-struct SzChannel {
-    PictureView<T> lines;
-    std::size_t first;
-    std::size_t step;
-
-    T* row(std::size_t y) const { return lines.row(y) + first; }
-};
-
-template <class T>
-SzChannel<T> channelOf(const SzPicBuf& picture, std::uint32_t channel) {
+SzMedianChannel<T> channelOf(const SzPicBuf& picture, std::uint32_t channel) {
     if (picture.storageFormat == EzDataStorageFormat::Planar)
         return {planeView<T>(picture, channel), 0, 1};
     return {view<T>(picture), channel, picture.channels};
@@ -71,7 +80,7 @@ SzChannel<T> channelOf(const SzPicBuf& picture, std::uint32_t channel) {
 template <class T>
 class DenseCodes {
 public:
-    explicit DenseCodes(const SzChannel<const T>& channel) {
+    explicit DenseCodes(const SzMedianChannel<const T>& channel) {
         for (std::size_t y = 0; y < channel.lines.height; ++y) {
             const T* const row = channel.row(y);
             for (std::size_t x = 0; x < channel.lines.width; ++x)
@@ -99,25 +108,35 @@ void filterChannel(const SzPicBuf& source, SzPicBuf& destination, std::uint32_t 
                    WorkMemory* work) {
     const auto in = channelOf<const T>(source, number);
     const auto out = channelOf<T>(destination, number);
+    if (radius >= 1 && radius <= largestMedianNetworkRadius) {
+        const int threads = omp_get_max_threads();
+        OwnOrGiven memory(work, medianNetworkBytes<T>(source.width, source.height, threads));
+        medianByNetworks<T>(out, in, radius, threads, memory.data());
+        return;
+    }
     const DenseCodes<T> dense(in);
     const SzLayout layout(source, radius, dense.count());
-    std::unique_ptr<WorkMemory> own;
-    if (!work || work->size() < layout.bytes) {
-        own = std::make_unique<WorkMemory>(layout.bytes);
-        work = own.get();
-    }
-
-    auto* const codes = reinterpret_cast<std::uint16_t*>(work->data());
-    auto* const medians = reinterpret_cast<std::uint16_t*>(work->data() + layout.planeBytes);
+    OwnOrGiven memory(work, layout.bytes);
+    auto* const codes = reinterpret_cast<std::uint16_t*>(memory.data());
+    auto* const medians = reinterpret_cast<std::uint16_t*>(memory.data() + layout.planeBytes);
     const std::size_t width = source.width;
     for (std::size_t y = 0; y < source.height; ++y)
         for (std::size_t x = 0; x < width; ++x)
             codes[y * width + x] = dense.code(in.row(y)[x * in.step]);
     medianByHistograms({codes, medians, source.width, source.height}, layout.plan,
-                       work->data() + 2 * layout.planeBytes);
+                       memory.data() + 2 * layout.planeBytes);
     for (std::size_t y = 0; y < source.height; ++y)
         for (std::size_t x = 0; x < width; ++x)
             out.row(y)[x * out.step] = dense.value(medians[y * width + x]);
+}
+
+/// Work memory for pictures of this format, of so many different values at most.
+std::size_t workBytes(const SzPicBufInfo& format, int radius, std::size_t codeCount) {
+    if (radius < 1 || radius > largestMedianNetworkRadius)
+        return SzLayout(format, radius, codeCount).bytes;
+    const auto bytes = format.dataType == EzImageDataType::UInt8 ? &medianNetworkBytes<std::uint8_t>
+                                                                 : &medianNetworkBytes<std::uint16_t>;
+    return bytes(format.width, format.height, omp_get_max_threads());
 }
 
 } // namespace
@@ -126,14 +145,15 @@ bool CzPicBufAPI::MedianAllocBuffer(const SzPicBufInfo& format, int radius, void
     if (!workBuffer)
         return false;
     *workBuffer = nullptr;
-    if (!isFilterable(format, radius) || format.width == 0 || format.height == 0)
+    SzPicBufInfo packed = format;
+    packed.linePitch = 0;
+    if (!isFilterable(format, radius) || layOutPicture(packed) == 0)
         return false;
     const std::uint32_t sampleBits = 8 * bytesPerSample(format.dataType);
     const std::uint32_t bits =
         format.bitDepth == 0 || format.bitDepth > sampleBits ? sampleBits : format.bitDepth;
     try {
-        const SzLayout layout(format, radius, std::size_t{1} << bits);
-        *workBuffer = new WorkMemory(layout.bytes);
+        *workBuffer = new WorkMemory(workBytes(format, radius, std::size_t{1} << bits));
     } catch (const std::bad_alloc&) {
         return false;
     }

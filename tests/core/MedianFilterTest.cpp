@@ -272,24 +272,32 @@ TEST(MedianHistograms, memoryIsBoundedAtEveryRadiusAndDepth) {
                 }
 }
 
-TEST(MedianHistograms, severalRunsWithSomeOfTheCodesGiveTheSame) {
-    std::vector<std::uint16_t> codes(40 * 30);
+TEST(MedianHistograms, pagesThatTakeTurnsGiveTheSame) {
+    std::vector<std::uint8_t> high(40 * 30);
+    std::vector<std::uint8_t> low(high.size());
     std::mt19937 random(7);
-    for (std::uint16_t& code : codes)
-        code = static_cast<std::uint16_t>(random());
-    const auto medians = [&](std::int64_t pagesPerRun) {
+    for (std::size_t i = 0; i < high.size(); ++i) {
+        high[i] = static_cast<std::uint8_t>(random());
+        low[i] = static_cast<std::uint8_t>(random());
+    }
+    const auto medians = [&](int pageSlots) {
         SzMedianHistogramPlan plan = medianHistogramPlan(40, 4, 65536, 1);
-        EXPECT_EQ(plan.pagesPerRun, 16);
-        plan.pagesPerRun = pagesPerRun;
-        std::vector<std::uint16_t> result(codes.size());
+        EXPECT_EQ(plan.pageSlots, 256);
+        plan.pageSlots = pageSlots;
+        std::vector<std::uint16_t> result(high.size());
         const std::align_val_t alignment{128};
         auto* const work = static_cast<std::byte*>(::operator new(plan.bytesPerStrip, alignment));
-        medianByHistograms({codes.data(), result.data(), 40, 30}, plan, work);
+        medianByHistograms(
+            {high.data(), low.data(), 40, 30}, plan, work,
+            [&](std::int64_t x, std::int64_t y, const std::uint16_t* codes, std::int64_t count) {
+                std::copy_n(codes, count, result.begin() + y * 40 + x);
+            });
         ::operator delete(work, alignment);
         return result;
     };
-    const std::vector<std::uint16_t> expected = medians(16);
-    EXPECT_EQ(medians(8), expected);
+    const std::vector<std::uint16_t> expected = medians(256);
+    EXPECT_EQ(medians(16), expected);
+    EXPECT_EQ(medians(2), expected);
     EXPECT_EQ(medians(1), expected);
 }
 

@@ -56,15 +56,17 @@ bool isFilterable(const SzPicBufInfo& format, int radius) {
            (format.dataType == EzImageDataType::UInt8 || format.dataType == EzImageDataType::UInt16);
 }
 
-/// Where the parts of the work memory lie: the channel's codes, their medians, and the histograms.
+/// Where the parts of the work memory lie: the channel's codes in one plane or two, and the histograms.
 struct SzLayout {
     SzLayout(const SzPicBufInfo& format, int radius, std::size_t codeCount)
         : plan(medianHistogramPlan(format.width, radius, codeCount, omp_get_max_threads()))
-        , planeBytes((std::size_t{format.width} * format.height * sizeof(std::uint16_t) + 127) / 128 * 128)
-        , bytes(2 * planeBytes + static_cast<std::size_t>(plan.threads) * plan.bytesPerStrip) {}
+        , planeBytes((std::size_t{format.width} * format.height + 127) / 128 * 128)
+        , histograms((plan.lowBits == 0 ? 1 : 2) * planeBytes)
+        , bytes(histograms + static_cast<std::size_t>(plan.threads) * plan.bytesPerStrip) {}
 
     SzMedianHistogramPlan plan;
     std::size_t planeBytes;
+    std::size_t histograms;
     std::size_t bytes;
 };
 
@@ -75,68 +77,93 @@ SzMedianChannel<T> channelOf(const SzPicBuf& picture, std::uint32_t channel) {
     return {view<T>(picture), channel, picture.channels};
 }
 
-/// The values that occur in a channel, in their order, and the number of each: medians of the numbers are the
-/// numbers of the medians, and most pictures have far fewer values than their samples could hold.
+/// The values that occur in a channel, in their order. Medians of their numbers are the numbers of the
+/// medians, and most pictures have far fewer values than their samples could hold.
 template <class T>
-class DenseCodes {
-public:
-    explicit DenseCodes(const SzMedianChannel<const T>& channel) {
-        for (std::size_t y = 0; y < channel.lines.height; ++y) {
-            const T* const row = channel.row(y);
-            for (std::size_t x = 0; x < channel.lines.width; ++x)
-                m_codes[row[x * channel.step]] = 1;
-        }
-        for (std::size_t value = 0; value < m_codes.size(); ++value) {
-            if (m_codes[value] != 0) {
-                m_codes[value] = static_cast<std::uint16_t>(m_values.size());
-                m_values.push_back(static_cast<T>(value));
-            }
-        }
+std::vector<T> valuesIn(const SzMedianChannel<const T>& channel, int threads) {
+    constexpr std::size_t valueCount = std::size_t{1} << (8 * sizeof(T));
+    std::vector<char> occurs(static_cast<std::size_t>(threads) * valueCount); // by thread
+#pragma omp parallel for num_threads(threads)
+    for (std::size_t y = 0; y < channel.lines.height; ++y) {
+        char* const here = occurs.data() + static_cast<std::size_t>(omp_get_thread_num()) * valueCount;
+        const T* const row = channel.row(y);
+        for (std::size_t x = 0; x < channel.lines.width; ++x)
+            here[row[x * channel.step]] = 1;
     }
+    std::vector<T> values;
+    for (std::size_t value = 0; value < valueCount; ++value) {
+        bool isFound = false;
+        for (std::size_t thread = 0; thread < static_cast<std::size_t>(threads); ++thread)
+            isFound = isFound || occurs[thread * valueCount + value];
+        if (isFound)
+            values.push_back(static_cast<T>(value));
+    }
+    return values;
+}
 
-    std::size_t count() const { return m_values.size(); }
-    std::uint16_t code(T value) const { return m_codes[value]; }
-    T value(std::uint16_t code) const { return m_values[code]; }
+/// Whether networks are faster, measured where the samples have so many different values.
+template <class T>
+bool isForNetworks(int radius, std::size_t valueCount) {
+    constexpr int largest = 7;
+    return radius >= 1 &&
+           radius <= (valueCount <= mostMedianCodesWithoutPages ? largest : largestMedianNetworkRadius<T>);
+}
 
-private:
-    std::vector<std::uint16_t> m_codes = std::vector<std::uint16_t>(std::size_t{1} << (8 * sizeof(T)));
-    std::vector<T> m_values;
-};
+template <class T>
+void filterByHistograms(const SzMedianChannel<T>& out, const SzMedianChannel<const T>& in,
+                        const std::vector<T>& values, const SzPicBufInfo& format, int radius,
+                        WorkMemory* work) {
+    const SzLayout layout(format, radius, values.size());
+    OwnOrGiven memory(work, layout.bytes);
+    auto* const high = reinterpret_cast<std::uint8_t*>(memory.data());
+    auto* const low = high + layout.planeBytes;
+    const int lowBits = layout.plan.lowBits;
+    std::vector<std::uint16_t> codes(std::size_t{1} << (8 * sizeof(T)));
+    for (std::size_t code = 0; code < values.size(); ++code)
+        codes[values[code]] = static_cast<std::uint16_t>(code);
+
+    const std::size_t width = format.width;
+#pragma omp parallel for num_threads(layout.plan.threads)
+    for (std::size_t y = 0; y < format.height; ++y) {
+        const T* const row = in.row(y);
+        for (std::size_t x = 0; x < width; ++x)
+            high[y * width + x] = static_cast<std::uint8_t>(codes[row[x * in.step]] >> lowBits);
+        if (lowBits > 0)
+            for (std::size_t x = 0; x < width; ++x)
+                low[y * width + x] =
+                    static_cast<std::uint8_t>(codes[row[x * in.step]] & ((1 << lowBits) - 1));
+    }
+    medianByHistograms({high, low, format.width, format.height}, layout.plan,
+                       memory.data() + layout.histograms,
+                       [&](std::int64_t x, std::int64_t y, const std::uint16_t* medians, std::int64_t count) {
+                           T* const row = out.row(static_cast<std::size_t>(y));
+                           for (std::int64_t i = 0; i < count; ++i)
+                               row[static_cast<std::size_t>(x + i) * out.step] = values[medians[i]];
+                       });
+}
 
 template <class T>
 void filterChannel(const SzPicBuf& source, SzPicBuf& destination, std::uint32_t number, int radius,
                    WorkMemory* work) {
     const auto in = channelOf<const T>(source, number);
     const auto out = channelOf<T>(destination, number);
-    if (radius >= 1 && radius <= largestMedianNetworkRadius) {
-        const int threads = omp_get_max_threads();
-        OwnOrGiven memory(work, medianNetworkBytes<T>(source.width, source.height, threads));
-        medianByNetworks<T>(out, in, radius, threads, memory.data());
-        return;
+    const int threads = omp_get_max_threads();
+    std::vector<T> values;
+    if (!isForNetworks<T>(radius, 1)) {
+        values = valuesIn(in, threads);
+        if (!isForNetworks<T>(radius, values.size()))
+            return filterByHistograms<T>(out, in, values, source, radius, work);
     }
-    const DenseCodes<T> dense(in);
-    const SzLayout layout(source, radius, dense.count());
-    OwnOrGiven memory(work, layout.bytes);
-    auto* const codes = reinterpret_cast<std::uint16_t*>(memory.data());
-    auto* const medians = reinterpret_cast<std::uint16_t*>(memory.data() + layout.planeBytes);
-    const std::size_t width = source.width;
-    for (std::size_t y = 0; y < source.height; ++y)
-        for (std::size_t x = 0; x < width; ++x)
-            codes[y * width + x] = dense.code(in.row(y)[x * in.step]);
-    medianByHistograms({codes, medians, source.width, source.height}, layout.plan,
-                       memory.data() + 2 * layout.planeBytes);
-    for (std::size_t y = 0; y < source.height; ++y)
-        for (std::size_t x = 0; x < width; ++x)
-            out.row(y)[x * out.step] = dense.value(medians[y * width + x]);
+    OwnOrGiven memory(work, medianNetworkBytes<T>(source.width, radius, threads));
+    medianByNetworks<T>(out, in, radius, threads, memory.data());
 }
 
 /// Work memory for pictures of this format, of so many different values at most.
-std::size_t workBytes(const SzPicBufInfo& format, int radius, std::size_t codeCount) {
-    if (radius < 1 || radius > largestMedianNetworkRadius)
-        return SzLayout(format, radius, codeCount).bytes;
-    const auto bytes = format.dataType == EzImageDataType::UInt8 ? &medianNetworkBytes<std::uint8_t>
-                                                                 : &medianNetworkBytes<std::uint16_t>;
-    return bytes(format.width, format.height, omp_get_max_threads());
+template <class T>
+std::size_t workBytes(const SzPicBufInfo& format, int radius, std::size_t valueCount) {
+    if (isForNetworks<T>(radius, valueCount))
+        return medianNetworkBytes<T>(format.width, radius, omp_get_max_threads());
+    return SzLayout(format, radius, valueCount).bytes;
 }
 
 } // namespace
@@ -153,7 +180,10 @@ bool CzPicBufAPI::MedianAllocBuffer(const SzPicBufInfo& format, int radius, void
     const std::uint32_t bits =
         format.bitDepth == 0 || format.bitDepth > sampleBits ? sampleBits : format.bitDepth;
     try {
-        *workBuffer = new WorkMemory(workBytes(format, radius, std::size_t{1} << bits));
+        const std::size_t valueCount = std::size_t{1} << bits;
+        *workBuffer = new WorkMemory(format.dataType == EzImageDataType::UInt8
+                                         ? workBytes<std::uint8_t>(format, radius, valueCount)
+                                         : workBytes<std::uint16_t>(format, radius, valueCount));
     } catch (const std::bad_alloc&) {
         return false;
     }

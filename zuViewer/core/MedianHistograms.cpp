@@ -8,16 +8,23 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
-// A histogram is a tree: tier 0 is one node of 16 bins, each bin of a node is a node of the next tier. Bins
-// are cumulative, so that the bin of a rank is found by one comparison of all 16. A strip holds the tree of
-// every column, over the 2 × radius + 1 lines of the window, and moves it down line by line. The window's own
+// A histogram is a tree: its root is a node of 16 bins, each bin of a node is a node of the next tier. Bins
+// are cumulative, so that the bin of a rank is found by one comparison of all 16. Two tiers count the high
+// bytes of the codes. Where codes have 4 bits more, a third tier counts these. Where they have 8 bits more,
+// there is a page for each high byte: two tiers that count the low bytes of its codes.
+//
+// A strip holds the nodes of each column, over the 2 × radius + 1 lines of the window, and moves them down
+// line by line; pages, block by block, only when a median lies in them and near the block. The window's own
 // nodes are sums of its columns'; only those on the way to a median are brought up to date.
 
 namespace {
 
 constexpr int bins = 16;
+constexpr int pages = 256; ///< one per high byte
+constexpr int nodesPerPage = 1 + bins;
 
 template <class Count>
 struct BinsOf {
@@ -28,135 +35,316 @@ using Bins = typename BinsOf<Count>::Type;
 
 using Coordinate = std::int64_t;
 
-/// One run over one strip.
-struct SzStrip {
-    SzMedianCodes channel;
-    Coordinate radius;
-    Coordinate begin; ///< columns whose medians are written
-    Coordinate end;
-    Coordinate pageBegin; ///< bins of tier 0 whose deeper tiers are held
-    Coordinate pageEnd;
-    std::byte* work;
+/// What samples of each bin, so many at a time, add to a node's cumulative counts; −1: take away.
+template <class ColumnCount, class WindowCount>
+struct SzSteps {
+    explicit SzSteps(Coordinate weight) {
+        for (int bin = 0; bin < bins; ++bin)
+            for (int lane = 0; lane < bins; ++lane) {
+                columns[bin][lane] = lane >= bin ? static_cast<ColumnCount>(weight) : ColumnCount{0};
+                groups[bin][lane] = lane >= bin ? static_cast<WindowCount>(weight) : WindowCount{0};
+            }
+    }
+    Bins<ColumnCount> columns[bins];
+    Bins<WindowCount> groups[bins];
 };
 
+/// A node of the window.
 template <class Count>
-struct SzWindowNode {
+struct SzNode {
     Bins<Count> counts;
     Coordinate x; ///< the pixel around which the counts were taken
-    Coordinate y;
+    Coordinate y; ///< -1: none
 };
 
-/// Nodes of a tree that holds so many pages: tier 0 and the deeper tiers.
-Coordinate nodeCount(int tiers, Coordinate pages) {
-    Coordinate count = 1;
-    for (int tier = 1; tier < tiers; ++tier, pages *= bins)
-        count += pages;
-    return count;
+/// Columns of which the deep tiers hold the sums, too.
+constexpr Coordinate groupSize = 8;
+
+Coordinate groupCount(Coordinate columnCount) {
+    return (columnCount + groupSize - 1) / groupSize;
 }
 
+/// Columns of a page that are brought up to date together.
+typedef std::uint8_t BlockOfCodes __attribute__((vector_size(32)));
+constexpr Coordinate blockSize = sizeof(BlockOfCodes);
+
+Coordinate blockCount(Coordinate columnCount) {
+    return (columnCount + blockSize - 1) / blockSize;
+}
+
+/// A page that is held.
+struct SzSlot {
+    int page;     ///< -1: none
+    Coordinate y; ///< the line in which it was visited last; -1: none
+};
+
+struct SzStrip {
+    SzMedianCodes channel;
+    SzMedianHistogramPlan plan;
+    Coordinate begin; ///< columns whose medians are found
+    Coordinate end;
+    std::byte* work;
+    const MedianSink* sink;
+};
+
+/// Nodes that are always up to date.
+int upperNodes(int lowBits) {
+    return lowBits == 4 ? 1 + bins + pages : 1 + bins;
+}
+
+constexpr std::size_t roundedUp(std::size_t bytes) {
+    return (bytes + 127) / 128 * 128;
+}
+
+/// Where the parts of a strip's work memory lie.
 template <class ColumnCount, class WindowCount>
-std::size_t stripBytes(int tiers, Coordinate pages, Coordinate columns) {
-    return static_cast<std::size_t>(nodeCount(tiers, pages)) *
-           (static_cast<std::size_t>(columns) * sizeof(Bins<ColumnCount>) +
-            sizeof(SzWindowNode<WindowCount>));
-}
+struct SzStripLayout {
+    SzStripLayout(const SzMedianHistogramPlan& plan, Coordinate columnCount)
+        : nodeCount(upperNodes(plan.lowBits) + plan.pageSlots * nodesPerPage)
+        , columns(roundedUp(static_cast<std::size_t>(nodeCount) * sizeof(SzNode<WindowCount>)))
+        , groups(columns + roundedUp(static_cast<std::size_t>(nodeCount) *
+                                     static_cast<std::size_t>(columnCount) * sizeof(Bins<ColumnCount>)))
+        , ranks(groups + (plan.hasGroups
+                              ? roundedUp(static_cast<std::size_t>(nodeCount * groupCount(columnCount)) *
+                                          sizeof(Bins<WindowCount>))
+                              : 0))
+        , codes(ranks + roundedUp(static_cast<std::size_t>(plan.stripWidth) * sizeof(WindowCount)))
+        , blockLines(codes + roundedUp(static_cast<std::size_t>(plan.stripWidth) * sizeof(std::uint16_t)))
+        , bytes(blockLines + roundedUp(static_cast<std::size_t>(plan.pageSlots * blockCount(columnCount)) *
+                                       sizeof(Coordinate))) {}
 
-/// The first bin whose count exceeds rank; there is one.
+    Coordinate nodeCount;
+    std::size_t columns;
+    std::size_t groups;
+    std::size_t ranks;
+    std::size_t codes;
+    std::size_t blockLines;
+    std::size_t bytes;
+};
+
+/// How many counts do not exceed rank: the bin of the rank, as the last count does.
 template <class Count>
 inline int binOfRank(const Bins<Count>& counts, Count rank) {
     using Flags = Bins<std::int8_t>;
-    const Flags above = __builtin_convertvector(counts > rank, Flags);
+    const Flags below = __builtin_convertvector(counts <= rank, Flags);
     std::uint64_t words[2];
-    std::memcpy(words, &above, sizeof words);
-    return words[0] != 0 ? __builtin_ctzll(qFromLittleEndian(words[0])) / 8
-                         : 8 + __builtin_ctzll(qFromLittleEndian(words[1])) / 8;
+    std::memcpy(words, &below, sizeof words);
+    constexpr std::uint64_t ones = 0x0101010101010101;
+    return static_cast<int>((((words[0] & ones) + (words[1] & ones)) * ones) >> 56);
 }
 
-template <int tiers, class ColumnCount, class WindowCount>
+template <class ColumnCount, class WindowCount>
 class StripMedian {
 public:
     explicit StripMedian(const SzStrip& strip)
         : m_strip(strip)
+        , m_radius(strip.plan.radius)
         , m_width(strip.channel.width)
         , m_height(strip.channel.height)
-        , m_side(2 * strip.radius + 1)
-        , m_firstColumn(std::max<Coordinate>(0, strip.begin - strip.radius))
-        , m_columnCount(std::min(m_width, strip.end + strip.radius) - m_firstColumn) {
-        Coordinate pages = strip.pageEnd - strip.pageBegin;
-        m_tierBegin[0] = 0;
-        for (int tier = 1, begin = 1; tier < tiers; ++tier, pages *= bins) {
-            m_tierBegin[tier] = begin;
-            begin += static_cast<int>(pages);
-        }
-        m_nodes = nodeCount(tiers, strip.pageEnd - strip.pageBegin);
-        m_window = reinterpret_cast<SzWindowNode<WindowCount>*>(strip.work);
-        m_columns = reinterpret_cast<Bins<ColumnCount>*>(m_window + m_nodes);
-        for (int bin = 0; bin < bins; ++bin)
-            for (int lane = 0; lane < bins; ++lane)
-                m_step[bin][lane] = lane >= bin;
+        , m_firstColumn(std::max<Coordinate>(0, strip.begin - m_radius))
+        , m_columnCount(std::min(m_width, strip.end + m_radius) - m_firstColumn)
+        , m_groupCount(groupCount(m_columnCount))
+        , m_hasGroups(strip.plan.hasGroups)
+        , m_lowBits(strip.plan.lowBits)
+        , m_upperNodes(upperNodes(m_lowBits))
+        , m_blockCount(blockCount(m_columnCount))
+        , m_entering(1)
+        , m_leaving(-1) {
+        const SzStripLayout<ColumnCount, WindowCount> layout(strip.plan, m_columnCount);
+        m_nodes = reinterpret_cast<SzNode<WindowCount>*>(strip.work);
+        m_columns = reinterpret_cast<Bins<ColumnCount>*>(strip.work + layout.columns);
+        m_groups = reinterpret_cast<Bins<WindowCount>*>(strip.work + layout.groups);
+        m_ranks = reinterpret_cast<WindowCount*>(strip.work + layout.ranks);
+        m_codes = reinterpret_cast<std::uint16_t*>(strip.work + layout.codes);
+        m_blockLines = reinterpret_cast<Coordinate*>(strip.work + layout.blockLines);
+        std::fill_n(m_nodes, layout.nodeCount, SzNode<WindowCount>{{}, -1, -1});
+        m_slots.fill({-1, -1});
+        m_slotOfPage.fill(-1);
     }
 
     void run() {
-        std::fill_n(m_window, m_nodes, SzWindowNode<WindowCount>{{}, -1, -1});
+        const Coordinate count = m_strip.end - m_strip.begin;
+        const auto side = static_cast<std::uint64_t>(2 * m_radius + 1);
         std::memset(static_cast<void*>(m_columns), 0,
-                    static_cast<std::size_t>(m_nodes * m_columnCount) * sizeof *m_columns);
-        fillColumns();
+                    static_cast<std::size_t>(m_upperNodes * m_columnCount) * sizeof *m_columns);
+        if (m_hasGroups)
+            std::memset(static_cast<void*>(m_groups), 0,
+                        static_cast<std::size_t>(m_upperNodes * m_groupCount) * sizeof *m_groups);
+        forEachLine(0, [&](Coordinate line, const Steps& steps) { countLine(line, steps); });
         for (Coordinate y = 0; y < m_height; ++y) {
             if (y > 0)
                 moveColumnsDown(y);
-            std::uint16_t* const out = m_strip.channel.medians + y * m_width;
-            for (Coordinate x = m_strip.begin; x < m_strip.end; ++x)
-                findMedian(x, y, out[x]);
+            std::fill_n(m_codes, count, std::uint16_t{0});
+            std::fill_n(m_ranks, count, static_cast<WindowCount>(side * side / 2));
+            using C = Coordinate;
+            descend(y, [](int, C, C) { return C{0}; });
+            descend(y, [](int bin, C, C) { return C{1 + bin}; });
+            if (m_lowBits == 4)
+                descend(y, [](int high, C, C) { return C{1 + bins + high}; });
+            if (m_lowBits == 8) {
+                descend(y, [&](int page, C begin, C end) { return pageNode(page, begin, end, y); });
+                descend(y, [&](int prefix, C begin, C end) {
+                    return pageNode(prefix / bins, begin, end, y) + 1 + prefix % bins;
+                });
+            }
+            (*m_strip.sink)(m_strip.begin, y, m_codes, count);
         }
     }
 
 private:
-    const std::uint16_t* line(Coordinate y) const {
-        return m_strip.channel.codes + std::clamp<Coordinate>(y, 0, m_height - 1) * m_width + m_firstColumn;
+    using Steps = SzSteps<ColumnCount, WindowCount>;
+
+    /// The lines of the window around y. Borders are repeated outwards.
+    template <class Function>
+    void forEachLine(Coordinate y, Function&& function) const {
+        const Coordinate first = std::max<Coordinate>(0, y - m_radius);
+        const Coordinate last = std::min(m_height - 1, y + m_radius);
+        for (Coordinate line = first; line <= last; ++line)
+            function(line, m_entering);
+        if (const Coordinate beyond = first - (y - m_radius); beyond > 0)
+            function(first, Steps(beyond));
+        if (const Coordinate beyond = y + m_radius - last; beyond > 0)
+            function(last, Steps(beyond));
     }
 
-    /// The nodes of one column are a strip's width apart: what the window sums up lies side by side.
+    Coordinate lineAt(Coordinate y) const { return std::clamp<Coordinate>(y, 0, m_height - 1); }
+    const std::uint8_t* highBytes(Coordinate y) const {
+        return m_strip.channel.high + y * m_width + m_firstColumn;
+    }
+    const std::uint8_t* lowBits(Coordinate y) const {
+        return m_strip.channel.low + y * m_width + m_firstColumn;
+    }
+
+    /// A node of all columns, side by side.
     Bins<ColumnCount>* columnsOf(Coordinate node) const { return m_columns + node * m_columnCount; }
 
-    bool isHeld(Coordinate page) const { return page >= m_strip.pageBegin && page < m_strip.pageEnd; }
+    Bins<WindowCount>* groupsOf(Coordinate node) const { return m_groups + node * m_groupCount; }
 
-    /// The node of a tier on the way to code.
-    Coordinate nodeOf(int tier, Coordinate code) const {
-        if (tier == 0)
-            return 0;
-        const Coordinate firstHeld = m_strip.pageBegin << (4 * (tier - 1));
-        return m_tierBegin[tier] + (code >> (4 * (tiers - tier))) - firstHeld;
+    /// In a node of a deep tier.
+    void countDeep(Coordinate node, Coordinate column, int bin, const Steps& steps) {
+        columnsOf(node)[column] += steps.columns[bin];
+        if (m_hasGroups)
+            groupsOf(node)[column / groupSize] += steps.groups[bin];
     }
 
-    void count(Coordinate column, Coordinate code, ColumnCount weight) {
-        const int deepest = isHeld(code >> (4 * (tiers - 1))) ? tiers : 1;
-        for (int tier = 0; tier < deepest; ++tier)
-            columnsOf(nodeOf(tier, code))[column] += m_step[(code >> (4 * (tiers - 1 - tier))) & 15] * weight;
-    }
-
-    void countLine(Coordinate y, Coordinate weight) {
-        const std::uint16_t* const codes = line(y);
-        for (Coordinate column = 0; column < m_columnCount; ++column)
-            count(column, codes[column], static_cast<ColumnCount>(weight));
-    }
-
-    /// The columns of the first line's windows.
-    void fillColumns() {
-        const Coordinate last = std::min(m_strip.radius, m_height - 1);
-        countLine(0, m_strip.radius + 1);
-        for (Coordinate y = 1; y <= last; ++y)
-            countLine(y, 1);
-        countLine(last, m_strip.radius - last);
+    void countLine(Coordinate y, const Steps& steps) {
+        const std::uint8_t* const codes = highBytes(y);
+        for (Coordinate column = 0; column < m_columnCount; ++column) {
+            const int code = codes[column];
+            columnsOf(0)[column] += steps.columns[code / bins];
+            columnsOf(1 + code / bins)[column] += steps.columns[code % bins];
+            if (m_lowBits == 4)
+                countDeep(1 + bins + code, column, lowBits(y)[column], steps);
+        }
     }
 
     void moveColumnsDown(Coordinate y) {
-        const std::uint16_t* const leaving = line(y - 1 - m_strip.radius);
-        const std::uint16_t* const entering = line(y + m_strip.radius);
+        const Coordinate leavingLine = lineAt(y - 1 - m_radius);
+        const Coordinate enteringLine = lineAt(y + m_radius);
+        const std::uint8_t* const leaving = highBytes(leavingLine);
+        const std::uint8_t* const entering = highBytes(enteringLine);
+        Bins<ColumnCount>* const roots = columnsOf(0);
+        Bins<ColumnCount>* const nodes = columnsOf(1);
         for (Coordinate column = 0; column < m_columnCount; ++column) {
-            if (leaving[column] == entering[column])
-                continue;
-            count(column, leaving[column], static_cast<ColumnCount>(-1));
-            count(column, entering[column], 1);
+            const int out = leaving[column];
+            const int in = entering[column];
+            roots[column] += m_entering.columns[in / bins] - m_entering.columns[out / bins];
+            nodes[in / bins * m_columnCount + column] += m_entering.columns[in % bins];
+            nodes[out / bins * m_columnCount + column] -= m_entering.columns[out % bins];
+        }
+        if (m_lowBits != 4)
+            return;
+
+        const std::uint8_t* const leavingLow = lowBits(leavingLine);
+        const std::uint8_t* const enteringLow = lowBits(enteringLine);
+        for (Coordinate column = 0; column < m_columnCount; ++column) {
+            countDeep(1 + bins + entering[column], column, enteringLow[column], m_entering);
+            countDeep(1 + bins + leaving[column], column, leavingLow[column], m_leaving);
+        }
+    }
+
+    /// The first node of a page, with the columns up to date that the windows of the pixels begin … end - 1
+    /// of line y reach.
+    Coordinate pageNode(int page, Coordinate begin, Coordinate end, Coordinate y) {
+        int& number = m_slotOfPage[static_cast<std::size_t>(page)];
+        if (number < 0)
+            number = newSlot(page);
+        m_slots[static_cast<std::size_t>(number)].y = y;
+        const Coordinate node = m_upperNodes + Coordinate{number} * nodesPerPage;
+        Coordinate* const lines = m_blockLines + number * m_blockCount;
+        const Coordinate last = columnAt(end - 1 + m_radius) / blockSize;
+        for (Coordinate block = columnAt(begin - m_radius) / blockSize; block <= last; ++block)
+            if (lines[block] != y)
+                moveBlock(page, node, block, lines[block], y);
+        return node;
+    }
+
+    /// Takes the slot of the page that was not visited for longest.
+    int newSlot(int page) {
+        SzSlot& slot = *std::min_element(m_slots.begin(), m_slots.begin() + m_strip.plan.pageSlots,
+                                         [](const SzSlot& a, const SzSlot& b) { return a.y < b.y; });
+        const auto number = static_cast<int>(&slot - m_slots.data());
+        if (slot.page >= 0)
+            m_slotOfPage[static_cast<std::size_t>(slot.page)] = -1;
+        slot.page = page;
+        std::fill_n(m_blockLines + number * m_blockCount, m_blockCount, Coordinate{-1});
+        for (int i = 0; i < nodesPerPage; ++i)
+            m_nodes[m_upperNodes + Coordinate{number} * nodesPerPage + i].y = -1;
+        return number;
+    }
+
+    /// Step by step, or afresh where that is less work.
+    void moveBlock(int page, Coordinate node, Coordinate block, Coordinate& line, Coordinate y) {
+        const Coordinate begin = block * blockSize;
+        const Coordinate end = std::min(begin + blockSize, m_columnCount);
+        if (line < 0 || y - line > m_radius) {
+            for (int i = 0; i < nodesPerPage; ++i) {
+                std::memset(static_cast<void*>(columnsOf(node + i) + begin), 0,
+                            static_cast<std::size_t>(end - begin) * sizeof *m_columns);
+                if (m_hasGroups)
+                    std::memset(static_cast<void*>(groupsOf(node + i) + begin / groupSize), 0,
+                                static_cast<std::size_t>(groupCount(end - begin)) * sizeof *m_groups);
+            }
+            forEachLine(y, [&](Coordinate inside, const Steps& steps) {
+                countBlock(page, node, begin, end, inside, steps);
+            });
+        } else {
+            for (Coordinate i = line + 1; i <= y; ++i) {
+                countBlock(page, node, begin, end, lineAt(i - 1 - m_radius), m_leaving);
+                countBlock(page, node, begin, end, lineAt(i + m_radius), m_entering);
+            }
+        }
+        line = y;
+    }
+
+    /// Counts the codes of a line's block that are on a page.
+    void countBlock(int page, Coordinate node, Coordinate begin, Coordinate end, Coordinate y,
+                    const Steps& steps) {
+        const std::uint8_t* const high = highBytes(y);
+        const std::uint8_t* const low = lowBits(y);
+        const auto highByte = static_cast<std::uint8_t>(page);
+        const auto count = [&](Coordinate column) {
+            countDeep(node, column, low[column] / bins, steps);
+            countDeep(node + 1 + low[column] / bins, column, low[column] % bins, steps);
+        };
+        if (end - begin < blockSize) {
+            for (Coordinate column = begin; column < end; ++column)
+                if (high[column] == highByte)
+                    count(column);
+            return;
+        }
+        BlockOfCodes codes;
+        std::memcpy(&codes, high + begin, sizeof codes);
+        const auto isOnPage = codes == highByte;
+        std::uint64_t words[4];
+        std::memcpy(words, &isOnPage, sizeof words);
+        for (std::uint64_t word : words) {
+            for (word = qFromLittleEndian(word); word != 0;) {
+                const int byte = __builtin_ctzll(word) / 8;
+                count(begin + byte);
+                word &= ~(std::uint64_t{0xFF} << (8 * byte));
+            }
+            begin += 8;
         }
     }
 
@@ -164,92 +352,108 @@ private:
         return std::clamp<Coordinate>(x, 0, m_width - 1) - m_firstColumn;
     }
 
-    static void add(Bins<WindowCount>& counts, const Bins<ColumnCount>& column) {
-        counts += __builtin_convertvector(column, Bins<WindowCount>);
+    static Bins<WindowCount> wide(const Bins<ColumnCount>& column) {
+        return __builtin_convertvector(column, Bins<WindowCount>);
     }
 
-    /// Brings a node of the window up to date: from where it was taken last, or afresh if that is less work.
-    void moveTo(Coordinate x, Coordinate y, Coordinate node) {
-        SzWindowNode<WindowCount>& window = m_window[node];
-        const Bins<ColumnCount>* const columns = columnsOf(node);
-        const Coordinate left = std::max<Coordinate>(0, x - m_strip.radius);
-        const Coordinate right = std::min(m_width - 1, x + m_strip.radius);
-        Bins<WindowCount> counts = window.counts;
-        if (window.y == y && 2 * (x - window.x) <= right - left + 1) {
-            for (Coordinate i = window.x + 1; i <= x; ++i) {
-                add(counts, columns[columnAt(i + m_strip.radius)]);
-                counts -=
-                    __builtin_convertvector(columns[columnAt(i - 1 - m_strip.radius)], Bins<WindowCount>);
+    /// A node's counts around a pixel: from where they were taken last, or afresh if that is less work.
+    Bins<WindowCount> countsAround(Coordinate x, Coordinate y, Coordinate number) const {
+        const SzNode<WindowCount>& node = m_nodes[number];
+        const Bins<ColumnCount>* const columns = columnsOf(number);
+        const Coordinate left = std::max<Coordinate>(0, x - m_radius);
+        const Coordinate right = std::min(m_width - 1, x + m_radius);
+        const bool hasGroups = m_hasGroups && number > bins;
+        const Coordinate afresh = hasGroups ? (right - left) / groupSize + groupSize : right - left + 1;
+        if (node.y == y && 2 * (x - node.x) <= afresh) {
+            Bins<WindowCount> counts = node.counts;
+            for (Coordinate i = node.x + 1; i <= x; ++i)
+                counts += wide(columns[columnAt(i + m_radius)]) - wide(columns[columnAt(i - 1 - m_radius)]);
+            return counts;
+        }
+        Bins<WindowCount> counts{};
+        Coordinate column = left - m_firstColumn;
+        const Coordinate end = right + 1 - m_firstColumn;
+        if (hasGroups) {
+            for (; column < end && column % groupSize != 0; ++column)
+                counts += wide(columns[column]);
+            for (; column + groupSize <= end; column += groupSize)
+                counts += groupsOf(number)[column / groupSize];
+        }
+        for (; column < end; ++column)
+            counts += wide(columns[column]);
+        // The borders repeated outwards.
+        if (const Coordinate beyond = left - (x - m_radius); beyond > 0)
+            counts += wide(columns[left - m_firstColumn]) * static_cast<WindowCount>(beyond);
+        if (const Coordinate beyond = x + m_radius - right; beyond > 0)
+            counts += wide(columns[right - m_firstColumn]) * static_cast<WindowCount>(beyond);
+        return counts;
+    }
+
+    /// One tier down: appends to each code of the line the bin of its rank in its node, and leaves the rank
+    /// within that bin.
+    template <class NodeOf>
+    void descend(Coordinate y, NodeOf&& nodeOf) {
+        const Coordinate count = m_strip.end - m_strip.begin;
+        WindowCount below[1 + bins];
+        below[0] = 0;
+        for (Coordinate i = 0; i < count;) {
+            const std::uint16_t prefix = m_codes[i];
+            Coordinate end = i + 1; // of the pixels that share the node
+            while (end < count && m_codes[end] == prefix)
+                ++end;
+            const Coordinate number = nodeOf(int{prefix}, m_strip.begin + i, m_strip.begin + end);
+            const Bins<ColumnCount>* const columns = columnsOf(number);
+            Bins<WindowCount> counts = countsAround(m_strip.begin + i, y, number);
+            while (true) {
+                const int bin = binOfRank<WindowCount>(counts, m_ranks[i]);
+                std::memcpy(below + 1, &counts, sizeof counts);
+                m_ranks[i] = static_cast<WindowCount>(m_ranks[i] - below[bin]);
+                m_codes[i] = static_cast<std::uint16_t>(prefix * bins + bin);
+                if (++i == end)
+                    break;
+                const Coordinate x = m_strip.begin + i;
+                counts += wide(columns[columnAt(x + m_radius)]) - wide(columns[columnAt(x - 1 - m_radius)]);
             }
-        } else {
-            counts = Bins<WindowCount>{};
-            for (Coordinate i = left; i <= right; ++i)
-                add(counts, columns[i - m_firstColumn]);
-            // The borders repeated outwards.
-            if (const Coordinate beyond = left - (x - m_strip.radius); beyond > 0)
-                counts += __builtin_convertvector(columns[left - m_firstColumn], Bins<WindowCount>) *
-                          static_cast<WindowCount>(beyond);
-            if (const Coordinate beyond = x + m_strip.radius - right; beyond > 0)
-                counts += __builtin_convertvector(columns[right - m_firstColumn], Bins<WindowCount>) *
-                          static_cast<WindowCount>(beyond);
+            m_nodes[number] = {counts, m_strip.begin + i - 1, y};
         }
-        window = {counts, x, y};
     }
 
-    /// Leaves median alone when its page is not held.
-    void findMedian(Coordinate x, Coordinate y, std::uint16_t& median) {
-        const auto side = static_cast<std::uint64_t>(m_side);
-        auto rank = static_cast<WindowCount>(side * side / 2);
-        Coordinate prefix = 0;
-        Coordinate node = 0;
-        for (int tier = 0; tier < tiers; ++tier) {
-            if (tier == 1 && !isHeld(prefix))
-                return;
-            if (tier > 0)
-                node = m_tierBegin[tier] + prefix - (m_strip.pageBegin << (4 * (tier - 1)));
-            moveTo(x, y, node);
-            const Bins<WindowCount>& counts = m_window[node].counts;
-            const int bin = binOfRank<WindowCount>(counts, rank);
-            if (bin > 0)
-                rank = static_cast<WindowCount>(rank - counts[bin - 1]);
-            prefix = prefix * bins + bin;
-        }
-        median = static_cast<std::uint16_t>(prefix);
-    }
-
-    SzStrip m_strip;
-    Coordinate m_width;
-    Coordinate m_height;
-    Coordinate m_side;
-    Coordinate m_firstColumn; ///< columns that the strip's windows reach
-    Coordinate m_columnCount;
-    Coordinate m_tierBegin[tiers]; ///< first node of each tier
-    Coordinate m_nodes;
-    SzWindowNode<WindowCount>* m_window;
+    const SzStrip m_strip;
+    const Coordinate m_radius;
+    const Coordinate m_width;
+    const Coordinate m_height;
+    const Coordinate m_firstColumn; ///< columns that the strip's windows reach
+    const Coordinate m_columnCount;
+    const Coordinate m_groupCount;
+    const bool m_hasGroups;
+    const int m_lowBits;
+    const Coordinate m_upperNodes;
+    const Coordinate m_blockCount;
+    const Steps m_entering;
+    const Steps m_leaving;
+    std::array<SzSlot, pages> m_slots;
+    std::array<int, pages> m_slotOfPage; ///< -1: none
+    SzNode<WindowCount>* m_nodes;
     Bins<ColumnCount>* m_columns;
-    Bins<ColumnCount> m_step[bins]; ///< what a sample of each bin adds to the cumulative counts
+    Bins<WindowCount>* m_groups;
+    WindowCount* m_ranks;     ///< of the line's medians in their nodes
+    Coordinate* m_blockLines; ///< by slot, the line around which each block was counted; -1: none
+    std::uint16_t* m_codes;   ///< the line's medians, as far as they are found
 };
 
-template <int tiers, class ColumnCount, class WindowCount>
+template <class ColumnCount, class WindowCount>
 void medianOfStrip(const SzStrip* strip) {
-    StripMedian<tiers, ColumnCount, WindowCount>(*strip).run();
+    StripMedian<ColumnCount, WindowCount>(*strip).run();
 }
 
 /// The smallest counts that hold the samples of a column and of a window of this radius.
 template <class Function>
 auto withCounts(Coordinate radius, Function&& function) {
     if (radius <= 127)
-        return function(std::uint16_t{}, std::uint16_t{});
+        return function(std::uint8_t{}, std::uint16_t{});
     if (radius <= 32767)
         return function(std::uint16_t{}, std::uint32_t{});
     return function(std::uint32_t{}, std::uint64_t{});
-}
-
-template <int tiers>
-void medianOfStrip(const SzStrip& strip) {
-    withCounts(strip.radius, [&](auto column, auto window) {
-        forInstructionSet<&medianOfStrip<tiers, decltype(column), decltype(window)>>(&strip);
-    });
 }
 
 } // namespace
@@ -258,49 +462,44 @@ SzMedianHistogramPlan medianHistogramPlan(std::int64_t width, std::int64_t radiu
                                           int threads) {
     // Narrow strips stay in the cache, but each holds the columns of half a window on both sides, too.
     constexpr Coordinate narrowest = 256;
-    constexpr std::size_t mostBytes = std::size_t{256} << 20;
+    constexpr std::size_t mostPageBytes = std::size_t{256} << 20;
 
     SzMedianHistogramPlan plan;
-    plan.tiers = codeCount <= 256 ? 2 : codeCount <= 4096 ? 3 : 4;
+    plan.lowBits = codeCount <= 256 ? 0 : codeCount <= mostMedianCodesWithoutPages ? 4 : 8;
+    plan.hasGroups = plan.lowBits > 0 && radius >= 24;
     plan.radius = radius;
     plan.threads = threads;
     plan.stripWidth = std::min(std::max(narrowest, 2 * radius), (width + threads - 1) / threads);
     const Coordinate columns = std::min(width, plan.stripWidth + 2 * radius);
     withCounts(radius, [&](auto column, auto window) {
-        const auto bytes = [&](Coordinate pages) {
-            return stripBytes<decltype(column), decltype(window)>(plan.tiers, pages, columns);
-        };
-        plan.pagesPerRun = bins;
-        while (plan.pagesPerRun > 1 &&
-               bytes(plan.pagesPerRun) > mostBytes / static_cast<std::size_t>(threads))
-            plan.pagesPerRun /= 2;
-        plan.bytesPerStrip = (bytes(plan.pagesPerRun) + 127) / 128 * 128;
+        using Layout = SzStripLayout<decltype(column), decltype(window)>;
+        plan.pageSlots = 0;
+        if (plan.lowBits == 8) {
+            std::size_t pageBytes = static_cast<std::size_t>(columns) * sizeof(Bins<decltype(column)>);
+            if (plan.hasGroups)
+                pageBytes += static_cast<std::size_t>(groupCount(columns)) * sizeof(Bins<decltype(window)>);
+            pageBytes *= nodesPerPage;
+            const std::size_t affordable = mostPageBytes / static_cast<std::size_t>(threads) / pageBytes;
+            plan.pageSlots = static_cast<int>(std::clamp<std::size_t>(affordable, 1, pages));
+        }
+        plan.bytesPerStrip = Layout(plan, columns).bytes;
     });
     return plan;
 }
 
-void medianByHistograms(const SzMedianCodes& channel, const SzMedianHistogramPlan& plan, std::byte* work) {
+void medianByHistograms(const SzMedianCodes& channel, const SzMedianHistogramPlan& plan, std::byte* work,
+                        const MedianSink& sink) {
 #pragma omp parallel for schedule(dynamic) num_threads(plan.threads)
     for (Coordinate begin = 0; begin < channel.width; begin += plan.stripWidth) {
         SzStrip strip;
         strip.channel = channel;
-        strip.radius = plan.radius;
+        strip.plan = plan;
         strip.begin = begin;
         strip.end = std::min(channel.width, begin + plan.stripWidth);
         strip.work = work + static_cast<std::size_t>(omp_get_thread_num()) * plan.bytesPerStrip;
-        for (Coordinate page = 0; page < bins; page += plan.pagesPerRun) {
-            strip.pageBegin = page;
-            strip.pageEnd = page + plan.pagesPerRun;
-            switch (plan.tiers) {
-            case 2:
-                medianOfStrip<2>(strip);
-                break;
-            case 3:
-                medianOfStrip<3>(strip);
-                break;
-            default:
-                medianOfStrip<4>(strip);
-            }
-        }
+        strip.sink = &sink;
+        withCounts(plan.radius, [&](auto column, auto window) {
+            forInstructionSet<&medianOfStrip<decltype(column), decltype(window)>>(&strip);
+        });
     }
 }

@@ -5,32 +5,40 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 
 /// One channel of a picture, packed. Samples are dense codes: the values that occur, numbered in their order.
 struct SzMedianCodes {
-    const std::uint16_t* codes;
-    std::uint16_t* medians;
+    const std::uint8_t* high; ///< code >> lowBits
+    const std::uint8_t* low;  ///< the lowBits below; unused when there are none
     std::int64_t width;
     std::int64_t height;
 };
 
 /// How the medians of a channel are found: in vertical strips, each with the histograms of its columns in
-/// work memory of its own. Where histograms of all codes would take too much memory, each strip is run
-/// several times, each time with the deeper tiers of some codes only.
+/// work memory of its own.
 struct SzMedianHistogramPlan {
-    int tiers;                ///< of 16 bins; the last one's bins are single codes
-    std::int64_t radius;      ///< half the side of the square, rounded down
-    std::int64_t stripWidth;  ///< columns per strip
-    std::int64_t pagesPerRun; ///< bins of the first tier whose deeper tiers are held at a time
+    int lowBits;         ///< 0, 4 or 8: codes have 8 bits more
+    bool hasGroups;      ///< sums of neighbouring columns are held, too
+    std::int64_t radius; ///< half the side of the square, rounded down
+    std::int64_t stripWidth;
+    int pageSlots; ///< values of the high byte whose low bits are counted at a time
     std::size_t bytesPerStrip;
     int threads;
 };
+
+/// With more codes than this, deep tiers are brought up to date only where medians lie, which takes time.
+constexpr std::size_t mostMedianCodesWithoutPages = 4096;
 
 /// codeCount is at most 65536, the sizes and threads at least 1.
 ZUCORE_EXPORT SzMedianHistogramPlan medianHistogramPlan(std::int64_t width, std::int64_t radius,
                                                         std::size_t codeCount, int threads);
 
-/// Writes the median of the (2 × radius + 1)-square around each code, borders repeated outwards. work has
+/// Takes the medians of count pixels of line y from x on. Called from several threads.
+using MedianSink =
+    std::function<void(std::int64_t x, std::int64_t y, const std::uint16_t* codes, std::int64_t count)>;
+
+/// Finds the median of the (2 × radius + 1)-square around each code, borders repeated outwards. work has
 /// threads × bytesPerStrip bytes, aligned to 64. The cost per pixel hardly depends on the radius.
 ZUCORE_EXPORT void medianByHistograms(const SzMedianCodes& channel, const SzMedianHistogramPlan& plan,
-                                      std::byte* work);
+                                      std::byte* work, const MedianSink& sink);

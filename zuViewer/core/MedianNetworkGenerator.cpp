@@ -2,12 +2,13 @@
 // Run in the build: writes the code that finds medians of small squares, k samples wide, by minima and
 // maxima.
 //
-// The samples of each column are sorted once; neighbouring sorted columns are merged into groups of 2, 4 and
-// 8, which all windows share; a window is put together from the groups by the binary digits of k. What can no
-// longer be the median is dropped on the way, and what only it would have needed is not computed.
+// The samples of each column are sorted once; neighbouring sorted columns are merged into groups of 2, 4, 8
+// …, which several windows share; a window is put together from the groups by the binary digits of k. What
+// can no longer be the median is dropped on the way, and what only it would have needed is not computed.
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -76,7 +77,7 @@ public:
     }
 
     /// The steps on which these wires depend, and the stores.
-    void write(std::ostream& out, const Wires& wires) const {
+    void write(std::ostream& out, const std::string& store, const Wires& wires) const {
         std::vector<bool> isNeeded(m_steps.size(), false);
         for (const int wire : wires)
             isNeeded[static_cast<std::size_t>(wire)] = true;
@@ -89,14 +90,14 @@ public:
         for (std::size_t i = 0; i < m_steps.size(); ++i) {
             if (!isNeeded[i])
                 continue;
-            out << "        const Vector v" << i << " = ";
+            out << "            const Vector v" << i << " = ";
             if (m_steps[i].a < 0)
                 out << m_steps[i].text << ";\n";
             else
                 out << m_steps[i].text << "(v" << m_steps[i].a << ", v" << m_steps[i].b << ");\n";
         }
         for (std::size_t i = 0; i < wires.size(); ++i)
-            out << "        store(v" << wires[i] << ", out + " << i << " * lineSize + x);\n";
+            out << "            " << store << "(v" << wires[i] << ", out + " << i << " * lineSize);\n";
     }
 
 private:
@@ -149,29 +150,32 @@ std::vector<std::string> reads(const std::string& lines, std::size_t count, std:
     return texts;
 }
 
-void writeLoop(std::ostream& out, const std::string& end, const std::string& target, const Network& network,
-               const Wires& wires) {
-    out << "    for (std::size_t x = 0; x < " << end << "; x += lanes) {\n"
-        << "        auto* const out = " << target << ";\n";
-    network.write(out, wires);
-    out << "    }\n";
+void writeLoop(std::ostream& out, const std::string& vectors, const std::string& store,
+               const std::string& target, const Network& network, const Wires& wires) {
+    out << "        for (std::size_t x = 0; x < (" << vectors << ") * lanes; x += lanes) {\n"
+        << "            Sample* const out = " << target << ";\n";
+    network.write(out, store, wires);
+    out << "        }\n";
 }
 
-/// Returns the lines of work that the kernel uses.
-std::size_t writeKernel(std::ostream& out, std::size_t k) {
-    const std::size_t median = k * k / 2;
-    out << "template <class Vector, class Sample>\n"
-           "void medianBlock(std::integral_constant<int, "
-        << k
-        << ">, const Sample* const* rows, Sample* medians, Sample* work) {\n"
-           "    constexpr std::size_t lanes = sizeof(Vector) / sizeof(Sample);\n"
-           "    constexpr std::size_t lineSize = medianBlockLine<Vector, Sample>;\n";
+/// Three sorted columns: the median of the largest minimum, the middle one's median and the least maximum.
+int medianOfNine(Network& network, const Wires& a, const Wires& b, const Wires& c) {
+    const auto median = [&](int p, int q, int r) {
+        return network.maximum(network.minimum(p, q), network.minimum(network.maximum(p, q), r));
+    };
+    return median(network.maximum(network.maximum(a[0], b[0]), c[0]), median(a[1], b[1], c[1]),
+                  network.minimum(network.minimum(a[2], b[2]), c[2]));
+}
 
-    // Groups of 1, 2, 4 ... columns, each group's lines behind the last one's.
+void writeNetwork(std::ostream& out, std::size_t k) {
+    const std::size_t median = k * k / 2;
+    std::ostringstream code;
+
+    // Groups of 1, 2, 4 … columns, each group's lines behind the last one's.
     std::vector<Group> groups;
     std::vector<std::string> names;
     std::size_t lines = 0;
-    for (std::size_t columns = 1; columns <= k; columns *= 2) {
+    for (std::size_t columns = 1; 2 * columns <= k; columns *= 2) {
         Network network;
         Group group;
         if (columns == 1) {
@@ -187,46 +191,79 @@ std::size_t writeKernel(std::ostream& out, std::size_t k) {
         }
         prune(group, median);
         names.push_back("group" + std::to_string(columns));
-        out << "    Sample* const " << names.back() << " = work + " << lines << " * lineSize;\n";
-        writeLoop(out, "medianBlockSize<Vector, Sample> + lanes", names.back(), network, group.wires);
+        code << "        Sample* const " << names.back() << " = work + " << lines << " * lineSize;\n";
+        writeLoop(code, "vectors + extra", "store", names.back() + " + x", network, group.wires);
         lines += group.wires.size();
         groups.push_back(group);
     }
 
+    // The window. Its largest group is no other window's: it is merged here, from two halves.
     Network network;
     Group window;
-    std::size_t column = 0;
-    for (std::size_t i = groups.size(); i-- > 0;) {
-        const std::size_t columns = std::size_t{1} << i;
-        if ((k & columns) == 0)
-            continue;
-        Group group = groups[i];
-        group.wires = network.inputs(reads(names[i], group.wires.size(), column));
-        column += columns;
-        const Group before = window;
-        window = {{}, before.below + group.below, before.above + group.above};
-        if (column == k) {
-            window.wires = {network.select(before.wires, group.wires, median - window.below)};
-        } else {
-            window.wires = network.merge(before.wires, group.wires);
-            prune(window, median);
-        }
+    if (k == 3) {
+        const Wires a = network.inputs(reads(names[0], 3, 0));
+        const Wires b = network.inputs(reads(names[0], 3, 1));
+        const Wires c = network.inputs(reads(names[0], 3, 2));
+        window.wires = {medianOfNine(network, a, b, c)};
+    } else {
+        std::size_t column = 0;
+        const auto next = [&](std::size_t i) {
+            Group group = groups[i];
+            group.wires = network.inputs(reads(names[i], group.wires.size(), column));
+            column += std::size_t{1} << i;
+            return group;
+        };
+        const auto append = [&](const Group& group) {
+            const Group before = window;
+            window = {{}, before.below + group.below, before.above + group.above};
+            if (column == k) {
+                window.wires = {network.select(before.wires, group.wires, median - window.below)};
+            } else {
+                window.wires = network.merge(before.wires, group.wires);
+                prune(window, median);
+            }
+        };
+        window = next(groups.size() - 1);
+        append(next(groups.size() - 1));
+        for (std::size_t i = groups.size(); i-- > 0;)
+            if ((k & (std::size_t{1} << i)) != 0)
+                append(next(i));
     }
-    writeLoop(out, "medianBlockSize<Vector, Sample>", "medians", network, window.wires);
-    out << "}\n\n";
-    return lines;
+    writeLoop(code, "vectors", "storeMedian", "medians + x", network, window.wires);
+
+    out << "// SPDX-License-Identifier: GPL-3.0-or-later\n"
+           "// Written by MedianNetworkGenerator.\n"
+           "#include \"MedianNetworkLine.h\"\n\n"
+           "template <>\n"
+           "struct MedianNetwork<"
+        << k
+        << "> {\n"
+           "    static constexpr std::size_t lines = "
+        << lines
+        << ";\n\n"
+           "    template <class Vector, class Sample, std::size_t lineSize>\n"
+           "    static void findMedians(const Sample* const* rows, Sample* medians, std::size_t vectors,\n"
+           "                            Sample* work) {\n"
+           "        constexpr std::size_t lanes = sizeof(Vector) / sizeof(Sample);\n"
+           "        constexpr std::size_t extra = ("
+        << k << " - 1 + lanes - 1) / lanes;\n"
+        << code.str() << "    }\n};\n\n";
 }
 
 } // namespace
 
+/// Arguments: a file to write, the side of the square, the sample types.
 int main(int argc, char** argv) {
-    if (argc != 3)
+    if (argc < 4)
         return EXIT_FAILURE;
     std::ofstream out(argv[1]);
-    out << "// Written by MedianNetworkGenerator.cpp.\n\n";
-    std::size_t mostLines = 0;
-    for (std::size_t k = 3; k <= static_cast<std::size_t>(std::atoi(argv[2])); k += 2)
-        mostLines = std::max(mostLines, writeKernel(out, k));
-    out << "constexpr std::size_t mostLines = " << mostLines << ";\n";
+    const std::string k = argv[2];
+    writeNetwork(out, std::stoul(k));
+    for (int i = 3; i < argc; ++i) {
+        const std::string type = argv[i];
+        out << "template std::size_t medianLineWork<" << k << ", " << type << ">();\n"
+            << "template void medianLine<" << k << ", " << type << ">(const " << type << "* const*, " << type
+            << "*, std::size_t, std::size_t, " << type << "*);\n";
+    }
     return out.flush() ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -1,120 +1,56 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "MedianNetworks.h"
 
-#include "InstructionSet.h"
-
 #include <omp.h>
 
-#include <algorithm>
-#include <cstring>
-#include <type_traits>
+#include <array>
+#include <utility>
 
 namespace {
 
-template <class Sample>
-struct VectorOf {
-    typedef Sample Type __attribute__((vector_size(32)));
+/// What is written in the build, by radius.
+template <class T>
+struct SzNetwork {
+    decltype(&medianLine<3, T>) medianLine;
+    decltype(&medianLineWork<3, T>) work;
 };
 
-template <class Sample>
-constexpr std::size_t lanesOf = 32 / sizeof(Sample);
-
-/// Medians that are found at a time, so that all lines of work stay in the cache.
-template <class Vector, class Sample>
-constexpr std::size_t medianBlockSize = 4 * lanesOf<Sample>;
-
-/// A line of work holds the columns right of the block, too, and what a vector reads beyond them.
-template <class Vector, class Sample>
-constexpr std::size_t medianBlockLine = 6 * lanesOf<Sample>;
-
-template <class Vector, class Sample>
-inline Vector load(const Sample* samples) {
-    Vector vector;
-    std::memcpy(&vector, samples, sizeof vector);
-    return vector;
+template <class T, int... radius>
+constexpr auto networksOf(std::integer_sequence<int, radius...>) {
+    return std::array{SzNetwork<T>{&medianLine<2 * radius + 3, T>, &medianLineWork<2 * radius + 3, T>}...};
 }
 
-template <class Vector, class Sample>
-inline void store(const Vector& vector, Sample* samples) {
-    std::memcpy(samples, &vector, sizeof vector);
+template <class T>
+constexpr auto networks = networksOf<T>(std::make_integer_sequence<int, largestMedianNetworkRadius<T>>());
+
+template <class T>
+const SzNetwork<T>& networkOf(int radius) {
+    return networks<T>[static_cast<std::size_t>(radius - 1)];
 }
 
-template <class Vector>
-inline Vector least(const Vector& a, const Vector& b) {
-    return a < b ? a : b;
+/// Lines of a channel with their borders repeated, and what a network reads beyond.
+template <class T>
+std::size_t paddedWidth(std::size_t width, int radius) {
+    constexpr std::size_t lanes = medianVectorSize / sizeof(T);
+    const std::size_t samples = width + 2 * static_cast<std::size_t>(radius) + medianRowSlack / sizeof(T);
+    return (samples + lanes - 1) / lanes * lanes;
 }
 
-template <class Vector>
-inline Vector most(const Vector& a, const Vector& b) {
-    return a < b ? b : a;
+/// The padded lines that a thread holds: those of the window, and those below its own part of the picture.
+std::size_t linesPerThread(int radius) {
+    return static_cast<std::size_t>(3 * radius + 1);
 }
 
-// medianBlock() for each size of square, and mostLines, the lines of work that they use at most.
-#include "MedianNetworks.inc"
-
-template <class Sample>
-using BlockVector = typename VectorOf<Sample>::Type;
-
-template <class Sample>
-constexpr std::size_t blockSize = medianBlockSize<BlockVector<Sample>, Sample>;
-
-/// Samples of a line with its borders repeated, up to the last one that a block reads.
-template <class Sample>
-std::size_t paddedWidth(std::size_t width) {
-    return (width + blockSize<Sample> - 1) / blockSize<Sample> * blockSize<Sample> + 2 * lanesOf<Sample>;
-}
-
-template <class Sample>
-constexpr std::size_t workSamples = mostLines* medianBlockLine<BlockVector<Sample>, Sample>;
-
-template <class Sample>
-void copySamples(Sample* out, std::size_t outStep, const Sample* in, std::size_t inStep, std::size_t count) {
-    if (outStep == 1 && inStep == 1) {
-        std::copy_n(in, count, out);
-        return;
-    }
-    for (std::size_t i = 0; i < count; ++i)
-        out[i * outStep] = in[i * inStep];
-}
-
-/// One line of medians; width is a multiple of the block's.
-template <int k, class Sample>
-void medianLine(const Sample* const* rows, Sample* medians, std::size_t width, Sample* work) {
-    for (std::size_t x = 0; x < width; x += blockSize<Sample>) {
-        const Sample* blockRows[k];
-        for (int i = 0; i < k; ++i)
-            blockRows[i] = rows[i] + x;
-        medianBlock<BlockVector<Sample>>(std::integral_constant<int, k>(), blockRows, medians + x, work);
-    }
-}
-
-template <class Sample>
-void medianLine(int radius, const Sample* const* rows, Sample* medians, std::size_t width, Sample* work) {
-    switch (radius) {
-    case 1:
-        return forInstructionSet<&medianLine<3, Sample>>(rows, medians, width, work);
-    case 2:
-        return forInstructionSet<&medianLine<5, Sample>>(rows, medians, width, work);
-    case 3:
-        return forInstructionSet<&medianLine<7, Sample>>(rows, medians, width, work);
-    case 4:
-        return forInstructionSet<&medianLine<9, Sample>>(rows, medians, width, work);
-    case 5:
-        return forInstructionSet<&medianLine<11, Sample>>(rows, medians, width, work);
-    case 6:
-        return forInstructionSet<&medianLine<13, Sample>>(rows, medians, width, work);
-    default:
-        return forInstructionSet<&medianLine<15, Sample>>(rows, medians, width, work);
-    }
+template <class T>
+std::size_t samplesPerThread(std::size_t width, int radius) {
+    return linesPerThread(radius) * paddedWidth<T>(width, radius) + networkOf<T>(radius).work();
 }
 
 } // namespace
 
 template <class T>
-std::size_t medianNetworkBytes(std::size_t width, std::size_t height, int threads) {
-    return (height * paddedWidth<T>(width) +
-            static_cast<std::size_t>(threads) * (paddedWidth<T>(width) + workSamples<T>)) *
-           sizeof(T);
+std::size_t medianNetworkBytes(std::size_t width, int radius, int threads) {
+    return static_cast<std::size_t>(threads) * samplesPerThread<T>(width, radius) * sizeof(T);
 }
 
 template <class T>
@@ -122,38 +58,55 @@ void medianByNetworks(const SzMedianChannel<T>& destination, const SzMedianChann
                       int radius, int threads, std::byte* work) {
     const std::size_t width = source.lines.width;
     const auto height = static_cast<std::int64_t>(source.lines.height);
-    const std::size_t padded = paddedWidth<T>(width);
-    auto* const plane = reinterpret_cast<T*>(work);
-    T* const ofThreads = plane + source.lines.height * padded;
+    const std::size_t padded = paddedWidth<T>(width, radius);
+    const std::int64_t side = 2 * radius + 1;
 #pragma omp parallel num_threads(threads)
     {
-#pragma omp for
-        for (std::int64_t y = 0; y < height; ++y) {
-            T* const line = plane + static_cast<std::size_t>(y) * padded;
+        // Each thread has a part of the lines. It reads what it needs of its neighbours' before any of them
+        // writes, as the destination may be the source.
+        const std::int64_t thread = omp_get_thread_num();
+        const std::int64_t begin = height * thread / omp_get_num_threads();
+        const std::int64_t end = height * (thread + 1) / omp_get_num_threads();
+        T* const lines = reinterpret_cast<T*>(work) +
+                         static_cast<std::size_t>(thread) * samplesPerThread<T>(width, radius);
+        T* const lineWork = lines + linesPerThread(radius) * padded;
+        const auto lineOf = [&](std::int64_t y) {
+            const std::int64_t line = y < end ? y % side : side + y - end;
+            return lines + static_cast<std::size_t>(line) * padded;
+        };
+        const auto read = [&](std::int64_t y) {
+            T* const line = lineOf(y);
             const T* const in = source.row(static_cast<std::size_t>(y));
             std::fill_n(line, radius, in[0]);
             copySamples(line + radius, 1, in, source.step, width);
             std::fill(line + radius + width, line + padded, in[(width - 1) * source.step]);
+            if constexpr (orderedFlip<T> != 0)
+                for (std::size_t x = 0; x < padded; ++x)
+                    line[x] ^= orderedFlip<T>;
+        };
+        std::fill_n(lineWork, networkOf<T>(radius).work(), T{0});
+        if (begin < end) {
+            for (std::int64_t y = std::max<std::int64_t>(0, begin - radius);
+                 y < std::min(end, begin + radius); ++y)
+                read(y);
+            for (std::int64_t y = end; y < std::min(height, end + radius); ++y)
+                read(y);
         }
-        T* const medians =
-            ofThreads + static_cast<std::size_t>(omp_get_thread_num()) * (padded + workSamples<T>);
-        T* const lines = medians + padded;
-        std::fill_n(lines, workSamples<T>, T{0});
-#pragma omp for
-        for (std::int64_t y = 0; y < height; ++y) {
-            const T* rows[2 * largestMedianNetworkRadius + 1];
-            for (int i = 0; i <= 2 * radius; ++i)
-                rows[i] = plane +
-                          static_cast<std::size_t>(std::clamp<std::int64_t>(y + i - radius, 0, height - 1)) *
-                              padded;
-            medianLine<T>(radius, rows, medians, padded - 2 * lanesOf<T>, lines);
-            copySamples(destination.row(static_cast<std::size_t>(y)), destination.step, medians, 1, width);
+#pragma omp barrier
+        for (std::int64_t y = begin; y < end; ++y) {
+            if (y + radius < end)
+                read(y + radius);
+            const T* rows[2 * largestMedianNetworkRadius<T> + 1];
+            for (int i = 0; i < side; ++i)
+                rows[i] = lineOf(std::clamp<std::int64_t>(y + i - radius, 0, height - 1));
+            networkOf<T>(radius).medianLine(rows, destination.row(static_cast<std::size_t>(y)),
+                                            destination.step, width, lineWork);
         }
     }
 }
 
-template std::size_t medianNetworkBytes<std::uint8_t>(std::size_t, std::size_t, int);
-template std::size_t medianNetworkBytes<std::uint16_t>(std::size_t, std::size_t, int);
+template std::size_t medianNetworkBytes<std::uint8_t>(std::size_t, int, int);
+template std::size_t medianNetworkBytes<std::uint16_t>(std::size_t, int, int);
 template void medianByNetworks(const SzMedianChannel<std::uint8_t>&,
                                const SzMedianChannel<const std::uint8_t>&, int, int, std::byte*);
 template void medianByNetworks(const SzMedianChannel<std::uint16_t>&,

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// What the networks that are written in the build have in common.
+#pragma once
+
+#include "InstructionSet.h"
+#include "MedianNetworks.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+
+/// The code for squares of k × k samples:
+///
+///     static constexpr std::size_t lines; // of work that it uses
+///     template <class Vector, class Sample, std::size_t lineSize>
+///     static void findMedians(const Sample* const* rows, Sample* medians, std::size_t vectors, Sample*
+///     work);
+template <int k>
+struct MedianNetwork;
+
+template <class Vector, class Sample>
+inline Vector load(const Sample* samples) {
+    Vector vector;
+    std::memcpy(&vector, samples, sizeof vector);
+    return vector;
+}
+
+template <class Vector, class Sample>
+inline void store(const Vector& vector, Sample* samples) {
+    std::memcpy(samples, &vector, sizeof vector);
+}
+
+/// Medians as samples, from ordered ones.
+template <class Vector, class Sample>
+inline void storeMedian(const Vector& vector, Sample* samples) {
+    store(vector ^ static_cast<OrderedSample<Sample>>(orderedFlip<Sample>), samples);
+}
+
+template <class Vector>
+inline Vector least(const Vector& a, const Vector& b) {
+    return a < b ? a : b;
+}
+
+template <class Vector>
+inline Vector most(const Vector& a, const Vector& b) {
+    return a < b ? b : a;
+}
+
+/// Medians are found in blocks, so that all lines of work stay in the first-level cache.
+template <int k, class Sample>
+struct SzMedianBlock {
+    typedef OrderedSample<Sample> Vector __attribute__((vector_size(medianVectorSize)));
+    static constexpr std::size_t lanes = medianVectorSize / sizeof(Sample);
+    static constexpr std::size_t most = std::size_t{24 * 1024} / medianVectorSize / MedianNetwork<k>::lines;
+    static constexpr std::size_t vectors = std::clamp<std::size_t>(most, 4, 32);
+    /// The columns right of a block, and what the last vector reads beyond them.
+    static constexpr std::size_t beyond = (k - 1 + lanes - 1) / lanes + 1;
+    static constexpr std::size_t lineSize = (vectors + beyond) * lanes;
+};
+
+template <int k, class Sample>
+void findMediansOfLine(const Sample* const* rows, Sample* out, std::size_t outStep, std::size_t width,
+                       Sample* work) {
+    using Block = SzMedianBlock<k, Sample>;
+    Sample* const medians = work + MedianNetwork<k>::lines * Block::lineSize;
+    for (std::size_t x = 0; x < width; x += Block::vectors * Block::lanes) {
+        const std::size_t count = std::min(Block::vectors * Block::lanes, width - x);
+        const std::size_t vectors = (count + Block::lanes - 1) / Block::lanes;
+        const bool writesOut = outStep == 1 && count == vectors * Block::lanes;
+        const Sample* blockRows[k];
+        for (int i = 0; i < k; ++i)
+            blockRows[i] = rows[i] + x;
+        MedianNetwork<k>::template findMedians<typename Block::Vector, Sample, Block::lineSize>(
+            blockRows, writesOut ? out + x : medians, vectors, work);
+        if (!writesOut)
+            copySamples(out + x * outStep, outStep, medians, 1, count);
+    }
+}
+
+template <int k, class Sample>
+std::size_t medianLineWork() {
+    return (MedianNetwork<k>::lines + 1) * SzMedianBlock<k, Sample>::lineSize;
+}
+
+template <int k, class Sample>
+void medianLine(const Sample* const* rows, Sample* out, std::size_t outStep, std::size_t width,
+                Sample* work) {
+    forInstructionSet<&findMediansOfLine<k, Sample>>(rows, out, outStep, width, work);
+}

@@ -64,6 +64,29 @@ TEST_P(Scenes, EveryBitDepthFillsItsRangeUpToSaturation) {
     }
 }
 
+TEST_P(Scenes, SaltAndPepperFallsOnThePartThatIsAskedFor) {
+    const auto plain = samplesOf(*renderScene(GetParam(), small()));
+    for (const std::uint32_t percent : {0U, 20U, 100U}) {
+        SzSceneSettings settings = small();
+        settings.saltAndPepper = percent;
+        const auto frame = renderScene(GetParam(), settings);
+        const std::uint32_t white = (1U << frame->picBuf().bitDepth) - 1;
+        const auto samples = samplesOf(*frame);
+        std::size_t salt = 0;
+        std::size_t pepper = 0;
+        for (std::size_t i = 0; i < samples.size(); ++i) {
+            if (samples[i] == plain[i])
+                continue;
+            EXPECT_TRUE(samples[i] == 0 || samples[i] == white) << samples[i];
+            ++(samples[i] == 0 ? pepper : salt);
+        }
+        // Some fall on samples that are so already.
+        const double half = double(samples.size()) * percent / 200;
+        EXPECT_NEAR(double(salt), half, half / 10);
+        EXPECT_NEAR(double(pepper), half, half / 10);
+    }
+}
+
 TEST_P(Scenes, AnySizeCanBeRendered) {
     for (const auto& [width, height] :
          {std::pair{1U, 1U}, {1U, 40U}, {40U, 1U}, {2U, 2U}, {7U, 5U}, {33000U, 2U}}) {

@@ -45,6 +45,17 @@ TEST_F(GenerateTest, BitDepthStandsInTheSidecar) {
     EXPECT_EQ(QJsonDocument::fromJson(readFile("b.png.json")).object().value("bitDepth"), 10);
 }
 
+TEST_F(GenerateTest, SaltAndPepperIsSprinkledOnTheSamePicture) {
+    for (const char* percent : {"0", "20"})
+        ASSERT_EQ(zurun({"generate", "mono", "-o", QString("%1.tif").arg(percent), "--size", "40x30",
+                         "--salt-and-pepper", percent})
+                      .exitCode,
+                  0);
+    zurun({"generate", "mono", "-o", "plain.tif", "--size", "40x30"});
+    EXPECT_EQ(readFile("0.tif"), readFile("plain.tif"));
+    EXPECT_NE(readFile("20.tif"), readFile("plain.tif"));
+}
+
 TEST_F(GenerateTest, RefusesWhatItCannotMake) {
     const QList<QStringList> wrong = {
         {"generate", "nonsense", "-o", "a.tif"},
@@ -55,6 +66,8 @@ TEST_F(GenerateTest, RefusesWhatItCannotMake) {
         {"generate", "mono", "-o", "a.tif", "--size", "5x123456"},
         {"generate", "mono", "-o", "a.tif", "--bit-depth", "7"},
         {"generate", "mono", "-o", "a.tif", "--bit-depth", "17"},
+        {"generate", "mono", "-o", "a.tif", "--salt-and-pepper", "101"},
+        {"generate", "mono", "-o", "a.tif", "--salt-and-pepper", "some"},
         {"generate", "mono", "-o", "a.tif", "--seed", "-1"},
         {"generate", "mono", "-o", "a.tif", "--frames", "0"},
         {"generate", "mono", "-o", "a.tif", "--frames", "9999"}, // would take more memory than machines have

@@ -719,6 +719,19 @@ void expose(const Canvas& canvas, const Texture& texture, const Sensor& sensor, 
     }
 }
 
+/// Makes some samples, by their place, all black or all white.
+template <class T>
+void sprinkle(std::uint32_t percent, std::uint64_t seed, SzPicBuf& picture) {
+    const T white = static_cast<T>((1U << picture.bitDepth) - 1);
+    const PictureView<T> lines = view<T>(picture);
+    for (std::uint32_t y = 0; y < picture.height; ++y)
+        for (std::uint32_t x = 0; x < picture.width; ++x) {
+            const std::uint64_t bits = SplitMix64::at(seed, std::uint64_t{y} * picture.width + x);
+            if ((bits >> 32) * 100 >> 32 < percent)
+                lines.row(y)[x] = (bits & 1) != 0 ? white : T{0};
+        }
+}
+
 CzImageMetadata metadataOf(const Sensor& sensor, const SzPicBufInfo& format) {
     CzImageMetadata metadata;
     metadata.colorFilterArray = sensor.colorFilterArray;
@@ -778,9 +791,13 @@ std::unique_ptr<CzImageData> renderScene(const QString& scene, const SzSceneSett
     const Texture texture(settings.seed, std::min(format.width, format.height));
     // A generator of its own for each frame, far away from the others'.
     const std::uint64_t noiseSeed = SplitMix64::at(SplitMix64::at(settings.seed, 0), settings.frame);
-    if (format.dataType == EzImageDataType::UInt8)
+    const std::uint64_t sprinkleSeed = SplitMix64::at(SplitMix64::at(settings.seed, 1), settings.frame);
+    if (format.dataType == EzImageDataType::UInt8) {
         expose<std::uint8_t>(canvas, texture, sensor, noiseSeed, frame->picBuf());
-    else
+        sprinkle<std::uint8_t>(settings.saltAndPepper, sprinkleSeed, frame->picBuf());
+    } else {
         expose<std::uint16_t>(canvas, texture, sensor, noiseSeed, frame->picBuf());
+        sprinkle<std::uint16_t>(settings.saltAndPepper, sprinkleSeed, frame->picBuf());
+    }
     return frame;
 }

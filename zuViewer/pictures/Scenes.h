@@ -11,10 +11,11 @@ class CzImageData;
 
 /// What to render.
 struct SzSceneSettings {
-    std::uint32_t width = 1280;  ///< pixels, at least 1
-    std::uint32_t height = 1024; ///< lines, at least 1
-    std::uint32_t bitDepth = 0;  ///< 8 ... 16; 0: the scene's own
-    std::uint32_t seed = 1;      ///< the same seed gives the same picture, everywhere
+    std::uint32_t width = 1280;      ///< pixels, at least 1
+    std::uint32_t height = 1024;     ///< lines, at least 1
+    std::uint32_t bitDepth = 0;      ///< 8 ... 16; 0: the scene's own
+    std::uint32_t seed = 1;          ///< the same seed gives the same picture, everywhere
+    std::uint32_t saltAndPepper = 0; ///< percent of the samples, 0 ... 100, that are all black or all white
     std::uint32_t frame = 1; ///< place in a sequence, from 1 on: noise differs, and in "sequence" things move
 };
 

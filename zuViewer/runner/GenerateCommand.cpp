@@ -43,10 +43,13 @@ EzExitCode generateCommand(const QStringList& arguments) {
     const QCommandLineOption frames("frames", "Write <N> frames as the pages of one TIFF.", "N", "1");
     const QCommandLineOption bitDepth("bit-depth", "Significant bits, 8 to 16; the scene's own unless given.",
                                       "N");
+    const QCommandLineOption saltAndPepper(
+        "salt-and-pepper",
+        "Percent of the samples, 0 to 100, that are all black or all white; 0 unless given.", "N", "0");
     CzCommandLine line("generate", QStringLiteral("SCENE -o FILE"),
                        QStringLiteral("Writes a synthetic raw picture with its sidecar. Scenes: %1.")
                            .arg(sceneNames().join(QLatin1String(", "))));
-    for (const QCommandLineOption& option : {output, size, seed, frames, bitDepth})
+    for (const QCommandLineOption& option : {output, size, seed, frames, bitDepth, saltAndPepper})
         line.add(option);
     if (const auto code = line.parse(arguments, 1, 1))
         return *code;
@@ -73,9 +76,11 @@ EzExitCode generateCommand(const QStringList& arguments) {
     }
     const auto seedNumber = line.number(seed, 0, std::numeric_limits<std::uint32_t>::max());
     const auto frameCount = line.number(frames, 1, 9999);
-    if (!seedNumber || !frameCount)
+    const auto percent = line.number(saltAndPepper, 0, 100);
+    if (!seedNumber || !frameCount || !percent)
         return EzExitCode::Misuse;
     settings.seed = *seedNumber;
+    settings.saltAndPepper = *percent;
     if (line.isSet(bitDepth)) {
         const auto bits = line.number(bitDepth, 8, 16);
         if (!bits)

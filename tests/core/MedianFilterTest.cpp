@@ -162,16 +162,23 @@ TEST_P(Median, stripsMeetWithoutASeam) {
 }
 
 TEST(MedianFilter, doesNotDependOnTheNumberOfThreads) {
-    const HeapPicture picture = patternPicture(pictureFormat(700, 40, 3, uint8));
+    // Large enough for seven threads; by networks and by histograms.
+    const HeapPicture picture = patternPicture(pictureFormat(1000, 400, 2, uint8));
     const int before = omp_get_max_threads();
-    HeapPicture one(*picture);
-    omp_set_num_threads(1);
-    EXPECT_TRUE(CzPicBufAPI::Median(*picture, *one, 4, nullptr));
-    for (const int threads : {2, 3, 7}) {
-        omp_set_num_threads(threads);
-        HeapPicture several(*picture);
-        EXPECT_TRUE(CzPicBufAPI::Median(*picture, *several, 4, nullptr));
-        EXPECT_TRUE(samePixels(*several, *one));
+    for (const int radius : {4, 20}) {
+        HeapPicture one(*picture);
+        omp_set_num_threads(1);
+        EXPECT_TRUE(CzPicBufAPI::Median(*picture, *one, radius, nullptr));
+        for (const int threads : {2, 3, 7}) {
+            omp_set_num_threads(threads);
+            HeapPicture several(*picture);
+            EXPECT_TRUE(CzPicBufAPI::Median(*picture, *several, radius, nullptr));
+            EXPECT_TRUE(samePixels(*several, *one));
+            HeapPicture inPlace(*picture);
+            ASSERT_TRUE(CzPicBufAPI::CopyPicBuf(*inPlace, *picture, false));
+            EXPECT_TRUE(CzPicBufAPI::Median(*inPlace, *inPlace, radius, nullptr));
+            EXPECT_TRUE(samePixels(*inPlace, *one));
+        }
     }
     omp_set_num_threads(before);
 }

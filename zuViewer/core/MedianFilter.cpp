@@ -9,6 +9,7 @@
 
 #include <omp.h>
 
+#include <algorithm>
 #include <memory>
 #include <new>
 #include <vector>
@@ -56,10 +57,19 @@ bool isFilterable(const SzPicBufInfo& format, int radius) {
            (format.dataType == EzImageDataType::UInt8 || format.dataType == EzImageDataType::UInt16);
 }
 
+/// Fewer than there are cores for small pictures, whose threads would wait for each other for longer than
+/// they work.
+int threadsFor(const SzPicBufInfo& format) {
+    constexpr std::uint64_t pixelsPerThread = 65536;
+    const std::uint64_t paying = 1 + std::uint64_t{format.width} * format.height / pixelsPerThread;
+    return static_cast<int>(
+        std::min<std::uint64_t>(paying, static_cast<std::uint64_t>(omp_get_max_threads())));
+}
+
 /// Where the parts of the work memory lie: the channel's codes in one plane or two, and the histograms.
 struct SzLayout {
     SzLayout(const SzPicBufInfo& format, int radius, std::size_t codeCount)
-        : plan(medianHistogramPlan(format.width, radius, codeCount, omp_get_max_threads()))
+        : plan(medianHistogramPlan(format.width, radius, codeCount, threadsFor(format)))
         , planeBytes((std::size_t{format.width} * format.height + 127) / 128 * 128)
         , histograms((plan.lowBits == 0 ? 1 : 2) * planeBytes)
         , bytes(histograms + static_cast<std::size_t>(plan.threads) * plan.bytesPerStrip) {}
@@ -147,7 +157,7 @@ void filterChannel(const SzPicBuf& source, SzPicBuf& destination, std::uint32_t 
                    WorkMemory* work) {
     const auto in = channelOf<const T>(source, number);
     const auto out = channelOf<T>(destination, number);
-    const int threads = omp_get_max_threads();
+    const int threads = threadsFor(source);
     std::vector<T> values;
     if (!isForNetworks<T>(radius, 1)) {
         values = valuesIn(in, threads);
@@ -162,7 +172,7 @@ void filterChannel(const SzPicBuf& source, SzPicBuf& destination, std::uint32_t 
 template <class T>
 std::size_t workBytes(const SzPicBufInfo& format, int radius, std::size_t valueCount) {
     if (isForNetworks<T>(radius, valueCount))
-        return medianNetworkBytes<T>(format.width, radius, omp_get_max_threads());
+        return medianNetworkBytes<T>(format.width, radius, threadsFor(format));
     return SzLayout(format, radius, valueCount).bytes;
 }
 

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "CoreExport.h"
+
+#include <QString>
+
+#include <fftw3.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+#include <type_traits>
+
+/// Forward transforms of one dimension, in single precision and out of place. A real input has as many
+/// results as there are frequencies from 0 on: ⌊length / 2⌋ + 1.
+enum class EzFftKind {
+    RealLine,    ///< of length real samples
+    RealColumns, ///< of each of fftColumns columns: sample y of column x at y × fftColumns + x, so the
+                 ///< results
+    ComplexLine, ///< of length complex values
+};
+
+/// Columns that are transformed together: they fill one cache line, two as complex values.
+constexpr int fftColumns = 16;
+
+struct FftMemoryDeleter {
+    void operator()(void* memory) const { std::free(memory); }
+};
+using FftMemory = std::unique_ptr<void, FftMemoryDeleter>;
+
+/// Transforms read and write memory that begins at multiples of this, in bytes.
+constexpr std::size_t fftAlignment = 64;
+
+constexpr std::size_t fftAligned(std::size_t bytes) {
+    return (bytes + fftAlignment - 1) / fftAlignment * fftAlignment;
+}
+
+/// Aligned memory; null when there is none.
+inline FftMemory allocateFftMemory(std::size_t bytes) {
+    return FftMemory(std::aligned_alloc(fftAlignment, fftAligned(bytes)));
+}
+
+/// Transforms that are longer are refused: no picture has as many pixels in a line, and planning them takes
+/// seconds.
+constexpr int longestFft = 1 << 24;
+
+using FftPlan = std::shared_ptr<std::remove_pointer_t<fftwf_plan>>;
+
+/// The plan for a length, measured when it is first asked for, which may take some tenths of a second, and
+/// kept for as long as the process lives, unless many others were asked for since. Null for a length that is
+/// refused or without memory. Any thread; the plan may be executed by any number of threads at once, in
+/// memory that is aligned.
+ZUCORE_EXPORT FftPlan fftPlan(EzFftKind kind, int length);
+
+/// Where the planner's experience is kept, so that no length is measured twice on this machine.
+ZUCORE_EXPORT QString fftWisdomFile();

@@ -29,7 +29,7 @@ TEST(ProcessingPlugin, registersItsElementsInTheOrderOfTheHostsCatalogue) {
     EXPECT_TRUE(plugin.initialize());
     EXPECT_EQ(registeredClasses(), (QStringList{"CzExtractChannelCnbl", "CzImageAveragingCnbl",
                                                 "CzLutInmapCnbl", "CzMosaicStatFilterChnbl", "CzMedianCnbl",
-                                                "CzRotateImageCnbl", "CzRgbNirDemosaicCnbl"}));
+                                                "CzFFT2DCnbl", "CzRotateImageCnbl", "CzRgbNirDemosaicCnbl"}));
     CzRTTI::instance()->unregisterClasses(&plugin);
     EXPECT_EQ(registeredClasses(), QStringList());
 }

@@ -2,6 +2,8 @@
 #include "AveratingConfigurationWgt.h"
 #include "ExtractChannelCnbl.h"
 #include "ExtractChannelWidget.h"
+#include "FFT2DCnbl.h"
+#include "FFT2DWidget.h"
 #include "ImageAveragingCnbl.h"
 #include "LutInmapCnbl.h"
 #include "LutInmapCnblWidget.h"
@@ -108,6 +110,11 @@ TEST(Translation, toolsFindEveryTextInTheContextOfItsClass) {
                            "Performs the median filtering with given kernel size.",
                            "The input image data type is not supported."}));
     EXPECT_EQ(textsFoundIn("CzMedianWidget"), (QStringList{"Kernel size:", "Median Filter"}));
+    EXPECT_EQ(textsFoundIn("CzFFT2DCnbl"),
+              (QStringList{"Blue", "Channel", "Cyan", "FFT 2D(%1)", "Green", "Magenta", "Mono",
+                           "Performs the 2D Fast Fourier Transform on the given input image channel.", "Red",
+                           "The input image data type is not supported.", "Yellow"}));
+    EXPECT_EQ(textsFoundIn("CzFFT2DWidget"), QStringList{"FFT 2D"});
     EXPECT_EQ(textsFoundIn("CzRotateImageCnbl"), (QStringList{"CCW", "CW", "Rotate"}));
     EXPECT_EQ(textsFoundIn("CzRotateConfigurationWidget"),
               (QStringList{"Clockwise", "Counterclockwise", "Rotation Configuration"}));
@@ -226,6 +233,17 @@ TEST_F(Translated, elementWidgetAndPluginSpeakTheLanguageOfTheUser) {
     CzImageData frame;
     EXPECT_EQ(mosaic.processData(&frame), &frame);
     EXPECT_EQ(mosaic.errorMessage(), "Kein Rohbild.");
+
+    LooseElement<CzFFT2DCnbl> fft2D;
+    fft2D.setInput(pictureFormat(8, 8, 1, EzImageDataType::UInt8, EzColorFilterArray::RGBR));
+    fft2D.setChannel(3);
+    fft2D.setupStart();
+    EXPECT_EQ(fft2D.caption(), "Fourier 2D (Rot 2)");
+    EXPECT_EQ(fft2D.help(topic), "Zerlegt einen Kanal in Wellen.");
+    EXPECT_EQ(CzFFT2DWidget(&fft2D).windowTitle(), "Fourier 2D");
+    const auto tooDeep = numberedFrame(pictureFormat(2, 2, 1, EzImageDataType::UInt32));
+    fft2D.processData(tooDeep.get());
+    EXPECT_EQ(fft2D.errorMessage(), "Diese Samples werden nicht unterstützt.");
 
     CzRotateImageCnbl rotate;
     EXPECT_EQ(rotate.caption(), "Drehen");

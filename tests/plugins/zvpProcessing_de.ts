@@ -299,4 +299,58 @@
         <translation>Größe:</translation>
     </message>
 </context>
+<context>
+    <name>CzFFT2DCnbl</name>
+    <message>
+        <source>Red</source>
+        <translation>Rot</translation>
+    </message>
+    <message>
+        <source>Green</source>
+        <translation>Grün</translation>
+    </message>
+    <message>
+        <source>Blue</source>
+        <translation>Blau</translation>
+    </message>
+    <message>
+        <source>Cyan</source>
+        <translation>Zyan</translation>
+    </message>
+    <message>
+        <source>Magenta</source>
+        <translation>Purpur</translation>
+    </message>
+    <message>
+        <source>Yellow</source>
+        <translation>Gelb</translation>
+    </message>
+    <message>
+        <source>Mono</source>
+        <translation>Einfarbig</translation>
+    </message>
+    <message>
+        <source>Channel</source>
+        <translation>Kanal</translation>
+    </message>
+    <message>
+        <source>FFT 2D(%1)</source>
+        <translation>Fourier 2D (%1)</translation>
+    </message>
+    <message>
+        <source>Performs the 2D Fast Fourier Transform on the given input image channel.</source>
+        <translation>Zerlegt einen Kanal in Wellen.</translation>
+    </message>
+    <message>
+        <source>The input image data type is not supported.</source>
+        <translation>Diese Samples werden nicht unterstützt.</translation>
+    </message>
+</context>
+<context>
+    <name>CzFFT2DWidget</name>
+    <message>
+        <source>FFT 2D</source>
+        <translation>Fourier 2D</translation>
+    </message>
+</context>
 </TS>

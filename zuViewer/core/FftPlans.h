@@ -36,9 +36,10 @@ constexpr std::size_t fftAligned(std::size_t bytes) {
     return (bytes + fftAlignment - 1) / fftAlignment * fftAlignment;
 }
 
-/// Aligned memory; null when there is none.
+/// Aligned memory; null when there is none, or when more is asked for than any picture takes.
 inline FftMemory allocateFftMemory(std::size_t bytes) {
-    return FftMemory(std::aligned_alloc(fftAlignment, fftAligned(bytes)));
+    constexpr std::size_t most = std::size_t{1} << 34;
+    return FftMemory(bytes > most ? nullptr : std::aligned_alloc(fftAlignment, fftAligned(bytes)));
 }
 
 /// Transforms that are longer are refused: no picture has as many pixels in a line, and planning them takes

@@ -5,6 +5,7 @@
 #include "ImageMetadata.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace {
 
@@ -77,6 +78,20 @@ std::uint32_t effectiveChannelIndex(std::uint32_t channelIdx, const SzPicBufInfo
             count = static_cast<std::uint32_t>(metadata.hsiCameraParams.totalBandCountInAllZones());
     }
     return count == 0 ? channelIdx : std::min(channelIdx, count - 1);
+}
+
+void setBandSize(SzPicBufInfo& format, const CzHsiCameraParams::CzFilterZone& zone) {
+    if (zone.cellWidth == 0 || zone.cellHeight == 0)
+        return;
+    std::int64_t width = format.width;
+    std::int64_t height = format.height;
+    if (zone.hasRegion()) {
+        width = std::int64_t{zone.right} - zone.left + 1;
+        height = std::int64_t{zone.bottom} - zone.top + 1;
+    }
+    constexpr std::int64_t largest = std::numeric_limits<std::uint32_t>::max();
+    format.width = static_cast<std::uint32_t>(std::min(width / zone.cellWidth, largest));
+    format.height = static_cast<std::uint32_t>(std::min(height / zone.cellHeight, largest));
 }
 
 bool extractHsiBand(SzPicBuf& destination, const SzPicBuf& source, const CzImageMetadata& metadata,

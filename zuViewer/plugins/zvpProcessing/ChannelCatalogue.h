@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "HsiCameraParams.h"
 #include "PicBuf.h"
 
 #include <QList>
@@ -42,6 +43,10 @@ SzChannelCatalogue channelCatalogue(const SzPicBufInfo& format, const CzImageMet
 /// picture without channels.
 std::uint32_t effectiveChannelIndex(std::uint32_t channelIdx, const SzPicBufInfo& format,
                                     const CzImageMetadata& metadata);
+
+/// Sets width and height to those of one band: one pixel per cell of the zone, or of the whole picture where
+/// the zone has no region of its own. A zone without a cell leaves the size as it is.
+void setBandSize(SzPicBufInfo& format, const CzHsiCameraParams::CzFilterZone& zone);
 
 /// Copies a band, counted over all zones of the metadata's sensor, out of a raw picture of the same sample
 /// type; see extractBand() for samples outside the picture. True when every sample of the destination was

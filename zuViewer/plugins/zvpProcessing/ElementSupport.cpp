@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ElementSupport.h"
 
+#include "FFTImageData.h"
+
 #include <algorithm>
 #include <cstring>
 #include <limits>
@@ -48,6 +50,19 @@ CzImageData* OutputPicture::deliver(CzImageData* input, const CzImageMetadata& m
     output->setImageMetadata(metadata);
     m_picture.copyPicAdditionalData(input->picBuf());
     output->setPicBuf(std::exchange(m_picture, SzPicBuf()));
+    delete input;
+    return output.release();
+}
+
+CzImageData* OutputPicture::deliver(CzImageData* input, const CzImageMetadata& metadata,
+                                    OutputPicture& imaginary) {
+    auto output = std::make_unique<CzFFTImageData>();
+    output->setImageMetadata(metadata);
+    m_picture.copyPicAdditionalData(input->picBuf());
+    imaginary.m_picture.copyPicAdditionalData(input->picBuf());
+    output->setPicBuf(std::exchange(m_picture, SzPicBuf()));
+    if (output->setPicBufIm(imaginary.m_picture))
+        imaginary.m_picture = SzPicBuf();
     delete input;
     return output.release();
 }

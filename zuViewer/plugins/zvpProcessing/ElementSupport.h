@@ -105,6 +105,9 @@ public:
     /// new data object, which belongs to the caller.
     CzImageData* deliver(CzImageData* input, const CzImageMetadata& metadata);
 
+    /// The same for the two parts of a spectrum, of one format. This picture is the real part.
+    CzImageData* deliver(CzImageData* input, const CzImageMetadata& metadata, OutputPicture& imaginary);
+
 private:
     SzPicBuf m_picture;
 };

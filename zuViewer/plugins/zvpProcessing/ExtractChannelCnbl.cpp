@@ -7,28 +7,9 @@
 
 #include <QMutexLocker>
 
-#include <algorithm>
-#include <limits>
-
 namespace {
 
 constexpr Setting<int> channelSetting{"channelIdx", 0};
-
-/// One pixel per cell of the zone, or of the whole picture where the zone has no region of its own. A zone
-/// without a cell leaves the size as it is.
-void setBandSize(SzPicBufInfo& format, const CzHsiCameraParams::CzFilterZone& zone) {
-    if (zone.cellWidth == 0 || zone.cellHeight == 0)
-        return;
-    std::int64_t width = format.width;
-    std::int64_t height = format.height;
-    if (zone.hasRegion()) {
-        width = std::int64_t{zone.right} - zone.left + 1;
-        height = std::int64_t{zone.bottom} - zone.top + 1;
-    }
-    constexpr std::int64_t largest = std::numeric_limits<std::uint32_t>::max();
-    format.width = static_cast<std::uint32_t>(std::min(width / zone.cellWidth, largest));
-    format.height = static_cast<std::uint32_t>(std::min(height / zone.cellHeight, largest));
-}
 
 /// The format and, when outputMetadata is not null, the metadata of the picture with this channel. Outputs
 /// may be the inputs themselves.

@@ -3,6 +3,7 @@
 
 #include "CoreVersion.h"
 #include "ExtractChannelCnbl.h"
+#include "FFT2DCnbl.h"
 #include "ImageAveragingCnbl.h"
 #include "LutInmapCnbl.h"
 #include "MedianCnbl.h"
@@ -18,8 +19,8 @@ bool CzProcessingPlugin::initialize() {
     const QMetaObject* const elements[] = {
         &CzExtractChannelCnbl::staticMetaObject, &CzImageAveragingCnbl::staticMetaObject,
         &CzLutInmapCnbl::staticMetaObject,       &CzMosaicStatFilterChnbl::staticMetaObject,
-        &CzMedianCnbl::staticMetaObject,         &CzRotateImageCnbl::staticMetaObject,
-        &CzRgbNirDemosaicCnbl::staticMetaObject,
+        &CzMedianCnbl::staticMetaObject,         &CzFFT2DCnbl::staticMetaObject,
+        &CzRotateImageCnbl::staticMetaObject,    &CzRgbNirDemosaicCnbl::staticMetaObject,
     };
     for (const QMetaObject* element : elements)
         CzRTTI::instance()->registerClass(this, *element, QStringLiteral("CzChainable"));

@@ -27,9 +27,10 @@ QStringList registeredClasses() {
 TEST(ProcessingPlugin, registersItsElementsInTheOrderOfTheHostsCatalogue) {
     CzProcessingPlugin plugin;
     EXPECT_TRUE(plugin.initialize());
-    EXPECT_EQ(registeredClasses(), (QStringList{"CzExtractChannelCnbl", "CzImageAveragingCnbl",
-                                                "CzLutInmapCnbl", "CzMosaicStatFilterChnbl", "CzMedianCnbl",
-                                                "CzFFT2DCnbl", "CzRotateImageCnbl", "CzRgbNirDemosaicCnbl"}));
+    EXPECT_EQ(registeredClasses(),
+              (QStringList{"CzExtractChannelCnbl", "CzImageAveragingCnbl", "CzLutInmapCnbl",
+                           "CzMosaicStatFilterChnbl", "CzMedianCnbl", "CzFFT2DCnbl", "CzFFT1DCnbl",
+                           "CzRotateImageCnbl", "CzRgbNirDemosaicCnbl"}));
     CzRTTI::instance()->unregisterClasses(&plugin);
     EXPECT_EQ(registeredClasses(), QStringList());
 }

@@ -3,6 +3,7 @@
 
 #include "CoreVersion.h"
 #include "ExtractChannelCnbl.h"
+#include "FFT1DCnbl.h"
 #include "FFT2DCnbl.h"
 #include "ImageAveragingCnbl.h"
 #include "LutInmapCnbl.h"
@@ -20,7 +21,8 @@ bool CzProcessingPlugin::initialize() {
         &CzExtractChannelCnbl::staticMetaObject, &CzImageAveragingCnbl::staticMetaObject,
         &CzLutInmapCnbl::staticMetaObject,       &CzMosaicStatFilterChnbl::staticMetaObject,
         &CzMedianCnbl::staticMetaObject,         &CzFFT2DCnbl::staticMetaObject,
-        &CzRotateImageCnbl::staticMetaObject,    &CzRgbNirDemosaicCnbl::staticMetaObject,
+        &CzFFT1DCnbl::staticMetaObject,          &CzRotateImageCnbl::staticMetaObject,
+        &CzRgbNirDemosaicCnbl::staticMetaObject,
     };
     for (const QMetaObject* element : elements)
         CzRTTI::instance()->registerClass(this, *element, QStringLiteral("CzChainable"));

@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <QString>
+#include <QVector>
+
+/// Where an axis has its ticks, and what is written there.
+struct SzTicks {
+    QVector<double> positions; ///< ascending
+    QVector<QString> labels;   ///< as many
+};
+
+/// Ticks of the amplitude axis for a range. None when a bound is not finite, or when there would be more than
+/// anybody could read.
+SzTicks amplitudeTicks(double lower, double upper, bool logarithmic);
+
+/// A number in superscript digits; empty for negative ones.
+QString superscript(int number);

@@ -2,6 +2,8 @@
 #include "AveratingConfigurationWgt.h"
 #include "ExtractChannelCnbl.h"
 #include "ExtractChannelWidget.h"
+#include "FFT1DCnbl.h"
+#include "FFT1DWidget.h"
 #include "FFT2DCnbl.h"
 #include "FFT2DWidget.h"
 #include "ImageAveragingCnbl.h"
@@ -30,6 +32,7 @@
 #include <QRadioButton>
 #include <QTemporaryDir>
 #include <QTranslator>
+#include <qcustomplot.h>
 
 #include <gtest/gtest.h>
 
@@ -115,6 +118,15 @@ TEST(Translation, toolsFindEveryTextInTheContextOfItsClass) {
                            "Performs the 2D Fast Fourier Transform on the given input image channel.", "Red",
                            "The input image data type is not supported.", "Yellow"}));
     EXPECT_EQ(textsFoundIn("CzFFT2DWidget"), QStringList{"FFT 2D"});
+    EXPECT_EQ(
+        textsFoundIn("CzFFT1DCnbl"),
+        (QStringList{"FFT 1D(%1, %2)",
+                     "Performs the 1D Fast Fourier Transform on the rows or columns of the input image.",
+                     "The input image data type is not supported.", "amplitude", "cols", "periods/pixel",
+                     "pixels/period", "rows"}));
+    EXPECT_EQ(textsFoundIn("CzFFT1DWidget"),
+              (QStringList{"Autoscale Y", "FFT 1D", "Include DC", "Logarithmic Y", "Max Y", "Mean of cols",
+                           "Mean of rows", "Min Y", "Show grid X", "Show grid Y", "Type"}));
     EXPECT_EQ(textsFoundIn("CzRotateImageCnbl"), (QStringList{"CCW", "CW", "Rotate"}));
     EXPECT_EQ(textsFoundIn("CzRotateConfigurationWidget"),
               (QStringList{"Clockwise", "Counterclockwise", "Rotation Configuration"}));
@@ -244,6 +256,30 @@ TEST_F(Translated, elementWidgetAndPluginSpeakTheLanguageOfTheUser) {
     const auto tooDeep = numberedFrame(pictureFormat(2, 2, 1, EzImageDataType::UInt32));
     fft2D.processData(tooDeep.get());
     EXPECT_EQ(fft2D.errorMessage(), "Diese Samples werden nicht unterstützt.");
+
+    LooseElement<CzFFT1DCnbl> fft1D;
+    fft1D.setInput(pictureFormat(8, 8));
+    fft1D.setupStart();
+    EXPECT_EQ(fft1D.caption(), "Fourier 1D (Einfarbig, Spalten)");
+    fft1D.setTranstype(0);
+    EXPECT_EQ(fft1D.caption(), "Fourier 1D (Einfarbig, Zeilen)");
+    EXPECT_EQ(fft1D.help(topic), "Zeigt die Wellen der mittleren Zeile oder Spalte.");
+    fft1D.processData(tooDeep.get());
+    EXPECT_EQ(fft1D.errorMessage(), "Solche Samples nicht.");
+    const CzFFT1DWidget fft1DWidget(&fft1D);
+    EXPECT_EQ(fft1DWidget.windowTitle(), "Fourier 1D");
+    QStringList labels;
+    for (const QLabel* const label : fft1DWidget.findChildren<QLabel*>())
+        labels.append(label->text());
+    labels.sort();
+    EXPECT_EQ(labels, (QStringList{"Art", "Gitter X", "Gitter Y", "Höchstens", "Logarithmisch", "Mindestens",
+                                   "Mit Mittelwert", "Y anpassen"}));
+    EXPECT_EQ(fft1DWidget.findChild<QComboBox*>()->itemText(0), "Mittlere Zeile");
+    EXPECT_EQ(fft1DWidget.findChild<QComboBox*>()->itemText(1), "Mittlere Spalte");
+    SpectrumPlot plot;
+    EXPECT_EQ(plot.plot().xAxis->label(), "Perioden/Pixel");
+    EXPECT_EQ(plot.plot().xAxis2->label(), "Pixel/Periode");
+    EXPECT_EQ(plot.plot().yAxis->label(), "Amplitude");
 
     CzRotateImageCnbl rotate;
     EXPECT_EQ(rotate.caption(), "Drehen");

@@ -210,6 +210,88 @@
     </message>
 </context>
 <context>
+    <name>CzFFT1DCnbl</name>
+    <message>
+        <source>FFT 1D(%1, %2)</source>
+        <translation>Fourier 1D (%1, %2)</translation>
+    </message>
+    <message>
+        <source>cols</source>
+        <translation>Spalten</translation>
+    </message>
+    <message>
+        <source>rows</source>
+        <translation>Zeilen</translation>
+    </message>
+    <message>
+        <source>Performs the 1D Fast Fourier Transform on the rows or columns of the input image.</source>
+        <translation>Zeigt die Wellen der mittleren Zeile oder Spalte.</translation>
+    </message>
+    <message>
+        <source>The input image data type is not supported.</source>
+        <translation>Solche Samples nicht.</translation>
+    </message>
+    <message>
+        <source>periods/pixel</source>
+        <translation>Perioden/Pixel</translation>
+    </message>
+    <message>
+        <source>pixels/period</source>
+        <translation>Pixel/Periode</translation>
+    </message>
+    <message>
+        <source>amplitude</source>
+        <translation>Amplitude</translation>
+    </message>
+</context>
+<context>
+    <name>CzFFT1DWidget</name>
+    <message>
+        <source>FFT 1D</source>
+        <translation>Fourier 1D</translation>
+    </message>
+    <message>
+        <source>Type</source>
+        <translation>Art</translation>
+    </message>
+    <message>
+        <source>Mean of rows</source>
+        <translation>Mittlere Zeile</translation>
+    </message>
+    <message>
+        <source>Mean of cols</source>
+        <translation>Mittlere Spalte</translation>
+    </message>
+    <message>
+        <source>Include DC</source>
+        <translation>Mit Mittelwert</translation>
+    </message>
+    <message>
+        <source>Logarithmic Y</source>
+        <translation>Logarithmisch</translation>
+    </message>
+    <message>
+        <source>Autoscale Y</source>
+        <translation>Y anpassen</translation>
+    </message>
+    <message>
+        <source>Show grid X</source>
+        <translation>Gitter X</translation>
+    </message>
+    <message>
+        <source>Show grid Y</source>
+        <translation>Gitter Y</translation>
+    </message>
+    <message>
+        <source>Min Y</source>
+        <translation>Mindestens</translation>
+    </message>
+    <message>
+        <source>Max Y</source>
+        <translation>Höchstens</translation>
+    </message>
+</context>
+<context>
     <name>CzRotateImageCnbl</name>
     <message>
         <source>Rotate</source>

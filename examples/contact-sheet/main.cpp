@@ -72,6 +72,7 @@ void brighten(const PictureView<T>& lines, double fullScale) {
 /// Brightens a picture of integers with more than 8 bits in place. Whether it did.
 bool brighten(SzPicBuf& picture) {
     if (picture.bitDepth <= 8 || picture.dataType == EzImageDataType::Float32 ||
+        picture.dataType == EzImageDataType::SpectrumFloat32 ||
         picture.storageFormat == EzDataStorageFormat::Planar)
         return false;
     return withSampleType(picture.dataType, [&](auto sample) {
@@ -80,6 +81,16 @@ bool brighten(SzPicBuf& picture) {
         brighten(view<T>(picture), std::exp2(bits) - 1.0);
         return true;
     });
+}
+
+/// Replaces the real part of a spectrum by the logarithm of its amplitudes: they differ by many powers of
+/// ten, and what is interesting is far below frequency 0.
+void showAmplitudes(SzPicBuf& real, const SzPicBuf& imaginary) {
+    const auto amplitudes = view<float>(real);
+    const auto others = view<const float>(imaginary);
+    for (std::size_t y = 0; y < amplitudes.height; ++y)
+        std::transform(amplitudes.row(y), amplitudes.row(y) + amplitudes.width, others.row(y),
+                       amplitudes.row(y), [](float re, float im) { return std::log1p(std::hypot(re, im)); });
 }
 
 QString describe(const SzPicBufInfo& format, bool brightened) {
@@ -94,8 +105,12 @@ QString describe(const SzPicBufInfo& format, bool brightened) {
     else
         parts.append(format.channels == 1 ? QStringLiteral("grey")
                                           : QStringLiteral("%1 channels").arg(format.channels));
-    parts.append(format.dataType == EzImageDataType::Float32 ? QStringLiteral("float")
-                                                             : QStringLiteral("%1 bit").arg(format.bitDepth));
+    if (format.dataType == EzImageDataType::SpectrumFloat32)
+        parts.append(QStringLiteral("amplitudes, logarithmic"));
+    else
+        parts.append(format.dataType == EzImageDataType::Float32
+                         ? QStringLiteral("float")
+                         : QStringLiteral("%1 bit").arg(format.bitDepth));
     if (brightened)
         parts.append(QStringLiteral("shown brighter"));
     return parts.join(QStringLiteral(" · "));
@@ -121,7 +136,7 @@ QImage toImage(const SzPicBuf& picture) {
     return image;
 }
 
-/// The first picture of a file; empty, and it was said, when it cannot be shown.
+/// The first picture of a file, or its spectrum; empty, and it was said, when it cannot be shown.
 std::optional<Tile> loadTile(const QString& path) {
     QString error;
     QStringList warnings;
@@ -135,6 +150,14 @@ std::optional<Tile> loadTile(const QString& path) {
     if (!picture) {
         say(error);
         return std::nullopt;
+    }
+    if (picture->picBuf().dataType == EzImageDataType::SpectrumFloat32 && reader->pageCount() == 2) {
+        const auto imaginary = reader->read(1, sidecar, &error);
+        if (!imaginary) {
+            say(error);
+            return std::nullopt;
+        }
+        showAmplitudes(picture->picBuf(), imaginary->picBuf());
     }
     const bool brightened = brighten(picture->picBuf());
     Tile tile{toImage(picture->picBuf()),

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <numeric>
 #include <vector>
 
 namespace {
@@ -227,6 +228,42 @@ TEST(SceneSequence, IsNoisierThanAStill) {
         return changes[changes.size() / 2];
     };
     EXPECT_GT(meanChange("sequence"), 3 * meanChange("mono"));
+}
+
+TEST(SceneStripes, RepeatEveryTwentyPixels) {
+    SzSceneSettings settings = small();
+    settings.width = 200;
+    const auto samples = samplesOf(*renderScene("stripes", settings));
+    std::vector<double> columns(settings.width, 0.0);
+    for (std::size_t y = settings.height / 2; y < settings.height; ++y) // below the mirror
+        for (std::size_t x = 0; x < settings.width; ++x)
+            columns[x] += samples[y * settings.width + x];
+    double darkest = columns[10];
+    double brightest = columns[0];
+    for (std::size_t x = 0; x < settings.width; ++x) {
+        double& outermost = x % 20 < 10 ? brightest : darkest; // black comes first
+        outermost = x % 20 < 10 ? std::max(outermost, columns[x]) : std::min(outermost, columns[x]);
+    }
+    EXPECT_GT(darkest, 5 * brightest);
+}
+
+TEST(SceneDefocus, KeepsTheLightAndLosesTheDetail) {
+    SzSceneSettings settings;
+    settings.width = 400;
+    settings.height = 320; // discs of a radius of 3 pixels
+    const auto sharp = samplesOf(*renderScene("mono", settings));
+    const auto blurred = samplesOf(*renderScene("defocus", settings));
+    const auto sumOf = [](const auto& samples) {
+        return std::accumulate(samples.begin(), samples.end(), 0.0);
+    };
+    EXPECT_NEAR(sumOf(blurred) / sumOf(sharp), 1.0, 0.01);
+    const auto detailOf = [](const auto& samples) {
+        double sum = 0.0;
+        for (std::size_t i = 1; i < samples.size(); ++i)
+            sum += std::abs(double(samples[i]) - double(samples[i - 1]));
+        return sum;
+    };
+    EXPECT_LT(detailOf(blurred), 0.5 * detailOf(sharp));
 }
 
 } // namespace

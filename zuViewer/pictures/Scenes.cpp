@@ -17,6 +17,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
+#include <numeric>
 #include <vector>
 
 namespace {
@@ -202,9 +204,10 @@ struct Sensor {
     EzColorFilterArray colorFilterArray;
     bool rgbNir;
     QString mosaicName;
-    float fullWell;  ///< electrons of the largest sample
-    float readNoise; ///< electrons
-    bool isBalanced; ///< white comes out alike behind all filters
+    float fullWell;           ///< electrons of the largest sample
+    float readNoise;          ///< electrons
+    bool isBalanced;          ///< white comes out alike behind all filters
+    bool isDefocused = false; ///< the lens makes a disc of every point
 };
 
 QVector<Passband> snapshotBands(int count, double first, double step, double halfWidth) {
@@ -224,10 +227,12 @@ bool findSensor(const QString& scene, Sensor& sensor) {
     const Passband green{535, 80, 0.01, QStringLiteral("G")};
     const Passband blue{460, 75, 0.01, QStringLiteral("B")};
     const Passband nir{840, 140, 0.03, QStringLiteral("NIR")};
-    if (scene == QLatin1String("mono"))
+    if (scene == QLatin1String("mono") || scene == QLatin1String("stripes"))
         sensor = {12, 1, 1, {panchromatic}, Cfa::None, false, QString(), 11000, 6, false};
     else if (scene == QLatin1String("sequence"))
         sensor = {12, 1, 1, {panchromatic}, Cfa::None, false, QString(), 700, 9, false};
+    else if (scene == QLatin1String("defocus"))
+        sensor = {12, 1, 1, {panchromatic}, Cfa::None, false, QString(), 11000, 6, false, true};
     else if (scene == QLatin1String("bayer"))
         sensor = {12, 2, 2, {red, green, green, blue}, Cfa::BayerRGGB, false, QString(), 11000, 6, true};
     else if (scene == QLatin1String("rgbnir"))
@@ -415,6 +420,17 @@ public:
         paintTestCard();
     }
 
+    /// A wall of upright stripes, black and white in turn, that repeat every stripePeriod pixels; the sun is
+    /// in a mirror in front of it.
+    void paintStripes() {
+        m_canvas.cover(White, rectangle(area(0, 0, 1, 1)));
+        QPainterPath black;
+        for (int x = 0; x < m_canvas.width(); x += stripePeriod)
+            black.addRect(x, 0, stripePeriod / 2, m_canvas.height());
+        m_canvas.cover(Black, black);
+        m_canvas.cover(Sun, circle(at(0.8, 0.2), size(0.03)));
+    }
+
     /// What moves in a sequence: two balls that bounce across the sky and a wheel that turns.
     void paintMoving(std::uint32_t frame) {
         paintBall(YellowBall, at(0.08 + 0.84 * bounce(frame, 47), 0.30 + 0.10 * bounce(frame, 11)), 0.045);
@@ -423,6 +439,8 @@ public:
     }
 
 private:
+    static constexpr int stripePeriod = 20; // pixels
+
     QPointF at(double x, double y) const { return {x * m_canvas.width(), y * m_canvas.height()}; }
     double size(double parts) const { return parts * m_unit; }
     QRectF area(double left, double top, double right, double bottom) const {
@@ -677,28 +695,23 @@ private:
 
 // ---- Exposure ----
 
-/// Turns light into samples: shot noise with the variance of the light, read noise, black level, saturation.
-template <class T>
-void expose(const Canvas& canvas, const Texture& texture, const Sensor& sensor, std::uint64_t noiseSeed,
-            SzPicBuf& picture) {
+/// The light on each pixel, in electrons.
+std::vector<float> lightOn(const Canvas& canvas, const Texture& texture, const Sensor& sensor) {
     const std::vector<Surface> materials = surfaces();
     const std::vector<float> response = responses(sensor, materials);
     const std::size_t bands = static_cast<std::size_t>(sensor.bands.size());
-    const float highest = static_cast<float>((1U << picture.bitDepth) - 1);
-    const float black = static_cast<float>((1U << picture.bitDepth) / 64);
-    const float gain = (highest - black) / sensor.fullWell;
-    const float readVariance = sensor.readNoise * sensor.readNoise;
-    const float centreX = 0.5F * static_cast<float>(picture.width);
-    const float centreY = 0.5F * static_cast<float>(picture.height);
+    const auto width = static_cast<std::uint32_t>(canvas.width());
+    const auto height = static_cast<std::uint32_t>(canvas.height());
+    const float centreX = 0.5F * static_cast<float>(width);
+    const float centreY = 0.5F * static_cast<float>(height);
     const float corner = centreX * centreX + centreY * centreY;
 
-    const PictureView<T> lines = view<T>(picture);
-    for (std::uint32_t y = 0; y < picture.height; ++y) {
-        T* line = lines.row(y);
+    std::vector<float> electrons(std::size_t{width} * height);
+    for (std::uint32_t y = 0; y < height; ++y) {
         const std::size_t bandRow = y % sensor.cellHeight * sensor.cellWidth;
         const float dy = static_cast<float>(y) - centreY;
-        for (std::uint32_t x = 0; x < picture.width; ++x) {
-            const std::size_t index = std::size_t{y} * picture.width + x;
+        for (std::uint32_t x = 0; x < width; ++x) {
+            const std::size_t index = std::size_t{y} * width + x;
             const std::size_t band = bandRow + x % sensor.cellWidth;
             const Canvas::Pixel pixel = canvas.at(index);
             const float above = static_cast<float>(pixel.coverage) / 255.0F;
@@ -709,8 +722,59 @@ void expose(const Canvas& canvas, const Texture& texture, const Sensor& sensor, 
                 light *= 1 + roughness * texture.at(x, y);
             const float dx = static_cast<float>(x) - centreX;
             const float vignetting = 1 - 0.18F * (dx * dx + dy * dy) / corner;
-            const float electrons =
+            electrons[index] =
                 light * vignetting * (static_cast<float>(pixel.light) / Canvas::fullLight) * sensor.fullWell;
+        }
+    }
+    return electrons;
+}
+
+/// Spreads the light of every pixel evenly over a disc, as a lens out of focus does. At the edges, over what
+/// of the disc lies in the picture.
+std::vector<float> spreadOverDiscs(const std::vector<float>& light, int width, int height, int radius) {
+    std::vector<double> sums(light.size());
+    std::vector<int> counts(light.size(), 0);
+    std::vector<double> before(static_cast<std::size_t>(width) + 1, 0.0); // of each pixel in its row
+    const auto rowOf = [width](int y) {
+        return static_cast<std::size_t>(y) * static_cast<std::size_t>(width);
+    };
+    for (int row = 0; row < height; ++row) {
+        std::partial_sum(light.begin() + static_cast<std::ptrdiff_t>(rowOf(row)),
+                         light.begin() + static_cast<std::ptrdiff_t>(rowOf(row)) + width, before.begin() + 1,
+                         std::plus<double>());
+        for (int dy = std::max(-radius, -row); dy <= std::min(radius, height - 1 - row); ++dy) {
+            const auto reach = static_cast<int>(std::sqrt(radius * radius - dy * dy));
+            for (int x = 0; x < width; ++x) {
+                const int first = std::max(0, x - reach);
+                const int end = std::min(width, x + reach + 1);
+                const std::size_t index = rowOf(row + dy) + static_cast<std::size_t>(x);
+                sums[index] +=
+                    before[static_cast<std::size_t>(end)] - before[static_cast<std::size_t>(first)];
+                counts[index] += end - first;
+            }
+        }
+    }
+    std::vector<float> spread(light.size());
+    std::transform(sums.begin(), sums.end(), counts.begin(), spread.begin(),
+                   [](double sum, int count) { return static_cast<float>(sum / count); });
+    return spread;
+}
+
+/// Turns light into samples: shot noise with the variance of the light, read noise, black level, saturation.
+template <class T>
+void expose(const std::vector<float>& light, const Sensor& sensor, std::uint64_t noiseSeed,
+            SzPicBuf& picture) {
+    const float highest = static_cast<float>((1U << picture.bitDepth) - 1);
+    const float black = static_cast<float>((1U << picture.bitDepth) / 64);
+    const float gain = (highest - black) / sensor.fullWell;
+    const float readVariance = sensor.readNoise * sensor.readNoise;
+
+    const PictureView<T> lines = view<T>(picture);
+    for (std::uint32_t y = 0; y < picture.height; ++y) {
+        T* line = lines.row(y);
+        for (std::uint32_t x = 0; x < picture.width; ++x) {
+            const std::size_t index = std::size_t{y} * picture.width + x;
+            const float electrons = light[index];
             const float deviation = std::sqrt(electrons + readVariance);
             const float noise = normalNoise(SplitMix64::at(noiseSeed, index));
             const float value = black + gain * (electrons + deviation * noise) + 0.5F;
@@ -757,8 +821,9 @@ CzImageMetadata metadataOf(const Sensor& sensor, const SzPicBufInfo& format) {
 } // namespace
 
 QStringList sceneNames() {
-    return {QStringLiteral("mono"),   QStringLiteral("bayer"),  QStringLiteral("hsi4x4"),
-            QStringLiteral("hsi5x5"), QStringLiteral("rgbnir"), QStringLiteral("sequence")};
+    return {QStringLiteral("mono"),    QStringLiteral("bayer"),  QStringLiteral("hsi4x4"),
+            QStringLiteral("hsi5x5"),  QStringLiteral("rgbnir"), QStringLiteral("sequence"),
+            QStringLiteral("stripes"), QStringLiteral("defocus")};
 }
 
 std::unique_ptr<CzImageData> renderScene(const QString& scene, const SzSceneSettings& settings) {
@@ -784,7 +849,10 @@ std::unique_ptr<CzImageData> renderScene(const QString& scene, const SzSceneSett
 
     Canvas canvas(format.width, format.height);
     ScenePainter painter(canvas, settings.seed);
-    painter.paintStill();
+    if (scene == QLatin1String("stripes"))
+        painter.paintStripes();
+    else
+        painter.paintStill();
     if (scene == QLatin1String("sequence"))
         painter.paintMoving(settings.frame);
 
@@ -792,11 +860,15 @@ std::unique_ptr<CzImageData> renderScene(const QString& scene, const SzSceneSett
     // A generator of its own for each frame, far away from the others'.
     const std::uint64_t noiseSeed = SplitMix64::at(SplitMix64::at(settings.seed, 0), settings.frame);
     const std::uint64_t sprinkleSeed = SplitMix64::at(SplitMix64::at(settings.seed, 1), settings.frame);
+    std::vector<float> light = lightOn(canvas, texture, sensor);
+    if (sensor.isDefocused)
+        light = spreadOverDiscs(light, canvas.width(), canvas.height(),
+                                std::min(canvas.width(), canvas.height()) / 100);
     if (format.dataType == EzImageDataType::UInt8) {
-        expose<std::uint8_t>(canvas, texture, sensor, noiseSeed, frame->picBuf());
+        expose<std::uint8_t>(light, sensor, noiseSeed, frame->picBuf());
         sprinkle<std::uint8_t>(settings.saltAndPepper, sprinkleSeed, frame->picBuf());
     } else {
-        expose<std::uint16_t>(canvas, texture, sensor, noiseSeed, frame->picBuf());
+        expose<std::uint16_t>(light, sensor, noiseSeed, frame->picBuf());
         sprinkle<std::uint16_t>(settings.saltAndPepper, sprinkleSeed, frame->picBuf());
     }
     return frame;

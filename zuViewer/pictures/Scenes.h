@@ -19,7 +19,8 @@ struct SzSceneSettings {
     std::uint32_t frame = 1; ///< place in a sequence, from 1 on: noise differs, and in "sequence" things move
 };
 
-/// The scenes that can be rendered: mono, bayer, hsi4x4, hsi5x5, rgbnir, sequence.
+/// The scenes that can be rendered: mono, bayer, hsi4x4, hsi5x5, rgbnir, sequence, stripes (upright, with a
+/// period of 20 pixels) and defocus (mono through a lens that makes a disc of every point).
 QStringList sceneNames();
 
 /// Renders a believable raw picture of a sensor (edges, gradients, fine texture, text, saturated spots, shot

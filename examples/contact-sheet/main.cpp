@@ -84,13 +84,21 @@ bool brighten(SzPicBuf& picture) {
 }
 
 /// Replaces the real part of a spectrum by the logarithm of its amplitudes: they differ by many powers of
-/// ten, and what is interesting is far below frequency 0.
+/// ten. Black is their median, which is noise in most pictures.
 void showAmplitudes(SzPicBuf& real, const SzPicBuf& imaginary) {
     const auto amplitudes = view<float>(real);
     const auto others = view<const float>(imaginary);
-    for (std::size_t y = 0; y < amplitudes.height; ++y)
+    std::vector<float> all;
+    for (std::size_t y = 0; y < amplitudes.height; ++y) {
         std::transform(amplitudes.row(y), amplitudes.row(y) + amplitudes.width, others.row(y),
                        amplitudes.row(y), [](float re, float im) { return std::log1p(std::hypot(re, im)); });
+        all.insert(all.end(), amplitudes.row(y), amplitudes.row(y) + amplitudes.width);
+    }
+    const auto median = all.begin() + std::ptrdiff_t(all.size() / 2);
+    std::nth_element(all.begin(), median, all.end());
+    for (std::size_t y = 0; y < amplitudes.height; ++y)
+        std::transform(amplitudes.row(y), amplitudes.row(y) + amplitudes.width, amplitudes.row(y),
+                       [black = *median](float amplitude) { return std::max(amplitude, black); });
 }
 
 QString describe(const SzPicBufInfo& format, bool brightened) {

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "FFTImageData.h"
+#include "PicBufAPI.h"
+#include "PictureFile.h"
 #include "RunnerFixture.h"
 
 #include <QImage>
@@ -39,6 +42,32 @@ TEST_F(ContactSheetTest, BrightensDarkDeepPictures) {
     writeFile("dark.pgm.json", R"({"bitDepth": 12})");
     ASSERT_EQ(contactSheet({"-o", "s.png", "Title", "dark.pgm", "dark.pgm"}).exitCode, 0);
     EXPECT_GE(pixelsOf(QImage(path("s.png")), qRgb(255, 255, 255)), 2 * 320 * 320);
+}
+
+TEST_F(ContactSheetTest, ShowsTheAmplitudesOfASpectrum) {
+    // A spectrum of which three frequencies are noise and one is not, though its real part is 0.
+    CzFFTImageData spectrum;
+    SzPicBufInfo format;
+    format.width = 4;
+    format.height = format.channels = 1;
+    format.bitDepth = 32;
+    format.dataType = EzImageDataType::SpectrumFloat32;
+    SzPicBuf real;
+    SzPicBuf imaginary;
+    ASSERT_TRUE(CzPicBufAPI::AllocPicBufFromHeap(real, format, false));
+    ASSERT_TRUE(CzPicBufAPI::AllocPicBufFromHeap(imaginary, format, false));
+    reinterpret_cast<float*>(real.data)[0] = 1.0F;
+    reinterpret_cast<float*>(real.data)[1] = -1.0F;
+    reinterpret_cast<float*>(imaginary.data)[2] = -1e6F;
+    reinterpret_cast<float*>(imaginary.data)[3] = 1.0F;
+    spectrum.setPicBuf(real);
+    ASSERT_TRUE(spectrum.setPicBufIm(imaginary));
+    QString error;
+    ASSERT_TRUE(writePicture(path("f.tif"), EzPictureFormat::Tiff, spectrum, &error)) << error.toStdString();
+    ASSERT_EQ(contactSheet({"-o", "s.png", "Title", "f.tif", "f.tif"}).exitCode, 0);
+    const QImage sheet(path("s.png"));
+    EXPECT_EQ(pixelsOf(sheet, qRgb(255, 255, 255)), 2 * 100 * 100);
+    EXPECT_GE(pixelsOf(sheet, qRgb(0, 0, 0)), 2 * 3 * 100 * 100);
 }
 
 TEST_F(ContactSheetTest, ShowsAllScenes) {

@@ -98,6 +98,31 @@ TEST_P(FFT1DProfile, hasTheBitsOfSumsThatAreMadeStrictlyInOrder) {
     compareWithThePlainSums<std::uint16_t>();
 }
 
+/// Rows and columns whose sums pass the last number up to which single precision is exact, and such that do
+/// not.
+TEST_P(FFT1DProfile, hasTheSameBitsWhereSumsAreExactAndWhereTheyAreNot) {
+    for (const auto& [width, height] : {std::pair{70001U, 9U}, {9U, 70001U}, {65793U, 3U}, {3U, 65793U}}) {
+        ExactPicture<std::uint8_t> picture(width, height, 0);
+        for (std::uint8_t& sample : picture.samples)
+            sample = static_cast<std::uint8_t>(255 - sample % 3);
+        Floats rows(height);
+        Floats columns(width);
+        rowMeans(picture.view, rows.data());
+        columnMeans(picture.view, columns.data());
+        EXPECT_TRUE(sameBits(rows, plainRowMeans(picture))) << width << " x " << height;
+        EXPECT_TRUE(sameBits(columns, plainColumnMeans(picture))) << width << " x " << height;
+    }
+    for (const std::uint32_t factor : {1U, 16U}) {
+        ExactPicture<std::uint16_t> picture(4100, 29, 0);
+        for (std::size_t i = 0; i < picture.samples.size(); ++i) // bright and dark rows in one group
+            picture.samples[i] =
+                static_cast<std::uint16_t>(picture.samples[i] % (i % 8200 < 4100 ? 4096 : 64) * factor);
+        Floats rows(29);
+        rowMeans(picture.view, rows.data());
+        EXPECT_TRUE(sameBits(rows, plainRowMeans(picture))) << factor;
+    }
+}
+
 TEST_P(FFT1DProfile, ofLongRowsLosesWhatSinglePrecisionLoses) {
     // 2^24 + 1 has no single-precision number: ones that are added to 2^24 are lost one by one.
     constexpr std::uint32_t width = 257 + 100;

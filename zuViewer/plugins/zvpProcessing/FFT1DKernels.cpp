@@ -7,13 +7,40 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <type_traits>
 
 namespace {
 
+/// Whole numbers up to here have a single-precision number each, so that sums of samples are exact in any
+/// order.
+constexpr std::uint32_t largestExact = 1U << 24;
+
 // ---- Means of rows ----
 
-// The samples of a row have to be added one by one. So the sums of eight rows are made side by side: blocks
-// of eight rows are transposed, and each column of a block is added to all eight.
+/// The sum of count samples in whichever order is fastest.
+template <class T>
+std::uint64_t exactSum(const T* samples, std::size_t count) {
+    using Partial = std::conditional_t<sizeof(T) == 1, std::uint16_t, std::uint32_t>;
+    constexpr std::size_t lanes = 64;
+    constexpr std::size_t steps = 256; // before a partial sum could overflow
+    std::uint64_t sum = 0;
+    std::size_t x = 0;
+    while (x + lanes <= count) {
+        Partial partials[lanes] = {};
+        const std::size_t end = x + std::min(steps, (count - x) / lanes) * lanes;
+        for (; x < end; x += lanes)
+            for (std::size_t i = 0; i < lanes; ++i)
+                partials[i] = static_cast<Partial>(partials[i] + samples[x + i]);
+        for (const Partial partial : partials)
+            sum += partial;
+    }
+    for (; x < count; ++x)
+        sum += samples[x];
+    return sum;
+}
+
+// Where sums are not exact, the samples of a row have to be added one by one. So the sums of eight rows are
+// made side by side: blocks of eight rows are transposed, and each column of a block is added to all eight.
 
 constexpr std::size_t rowsAtOnce = 8;
 constexpr std::size_t blockBytes = 16; ///< of each row
@@ -87,45 +114,83 @@ float addSamples(float sum, const T* samples, std::size_t count) {
     return sum;
 }
 
+/// The sums of eight rows, one sample after the other.
 template <class T>
-void sumRows(PictureView<const T> picture, float* sums) {
+void sumEightRows(PictureView<const T> picture, std::size_t first, float* sums) {
     constexpr std::size_t columnsAtOnce = blockBytes / sizeof(T);
     const std::size_t inBlocks = picture.width / columnsAtOnce * columnsAtOnce;
-    std::size_t y = 0;
-    for (; y + rowsAtOnce <= picture.height; y += rowsAtOnce) {
-        Sums ofRows{};
-        for (std::size_t x = 0; x < inBlocks; x += columnsAtOnce)
-            addBlock(ofRows, picture.row(y) + x, picture.pitch);
-        for (std::size_t i = 0; i < rowsAtOnce; ++i)
-            sums[y + i] = addSamples(ofRows[i], picture.row(y + i) + inBlocks, picture.width - inBlocks);
+    Sums ofRows{};
+    for (std::size_t x = 0; x < inBlocks; x += columnsAtOnce)
+        addBlock(ofRows, picture.row(first) + x, picture.pitch);
+    for (std::size_t i = 0; i < rowsAtOnce; ++i)
+        sums[i] = addSamples(ofRows[i], picture.row(first + i) + inBlocks, picture.width - inBlocks);
+}
+
+template <class T>
+void sumRows(PictureView<const T> picture, float* sums) {
+    for (std::size_t first = 0; first < picture.height; first += rowsAtOnce) {
+        const std::size_t rows = std::min<std::size_t>(rowsAtOnce, picture.height - first);
+        bool exact = true;
+        for (std::size_t i = 0; i < rows && exact; ++i) {
+            const std::uint64_t sum = exactSum(picture.row(first + i), picture.width);
+            exact = sum <= largestExact;
+            sums[first + i] = static_cast<float>(sum);
+        }
+        if (exact)
+            continue;
+        if (rows == rowsAtOnce)
+            sumEightRows(picture, first, sums + first);
+        else
+            for (std::size_t y = first; y < picture.height; ++y)
+                sums[y] = addSamples(0.0F, picture.row(y), picture.width);
     }
-    for (; y < picture.height; ++y)
-        sums[y] = addSamples(0.0F, picture.row(y), picture.width);
 }
 
 // ---- Means of columns ----
 
-template <class T>
-void sumColumns(PictureView<const T> picture, float* __restrict sums) {
+/// Adds the rows from y to end − 1 to the sums of their columns, one after the other. Four at a time: the
+/// sums are loaded and stored less often.
+template <class Sum, class T>
+void addRows(PictureView<const T> picture, std::size_t y, std::size_t end, Sum* __restrict sums) {
     const std::size_t width = picture.width;
-    std::fill_n(sums, width, 0.0F);
-    std::size_t y = 0;
-    // Four rows at a time, one after the other: the sums are loaded and stored less often.
-    for (; y + 4 <= picture.height; y += 4) {
+    for (; y + 4 <= end; y += 4) {
         const T* __restrict first = picture.row(y);
         const T* __restrict second = picture.row(y + 1);
         const T* __restrict third = picture.row(y + 2);
         const T* __restrict fourth = picture.row(y + 3);
         for (std::size_t x = 0; x < width; ++x) {
-            const float upper = sums[x] + static_cast<float>(first[x]) + static_cast<float>(second[x]);
-            sums[x] = upper + static_cast<float>(third[x]) + static_cast<float>(fourth[x]);
+            const auto upper = static_cast<Sum>(static_cast<Sum>(sums[x] + static_cast<Sum>(first[x])) +
+                                                static_cast<Sum>(second[x]));
+            sums[x] = static_cast<Sum>(static_cast<Sum>(upper + static_cast<Sum>(third[x])) +
+                                       static_cast<Sum>(fourth[x]));
         }
     }
-    for (; y < picture.height; ++y) {
+    for (; y < end; ++y) {
         const T* __restrict row = picture.row(y);
         for (std::size_t x = 0; x < width; ++x)
-            sums[x] += static_cast<float>(row[x]);
+            sums[x] = static_cast<Sum>(sums[x] + static_cast<Sum>(row[x]));
     }
+}
+
+/// partials holds as many as there are columns.
+template <class T>
+void sumColumns(PictureView<const T> picture, float* __restrict sums,
+                [[maybe_unused]] std::uint16_t* __restrict partials) {
+    const std::size_t width = picture.width;
+    std::fill_n(sums, width, 0.0F);
+    if constexpr (sizeof(T) == 1) {
+        constexpr std::size_t rowsOfPartials = 256; // before a partial sum could overflow
+        if (picture.height <= largestExact / 255) {
+            for (std::size_t y = 0; y < picture.height; y += rowsOfPartials) {
+                std::fill_n(partials, width, std::uint16_t{0});
+                addRows(picture, y, std::min<std::size_t>(y + rowsOfPartials, picture.height), partials);
+                for (std::size_t x = 0; x < width; ++x)
+                    sums[x] += static_cast<float>(partials[x]);
+            }
+            return;
+        }
+    }
+    addRows(picture, 0, picture.height, sums);
 }
 
 void divide(float* sums, std::size_t count, std::uint32_t divisor) {
@@ -155,7 +220,8 @@ void rowMeans(PictureView<const T> picture, float* means) {
 
 template <class T>
 void columnMeans(PictureView<const T> picture, float* means) {
-    forInstructionSet<&sumColumns<T>>(picture, means);
+    std::vector<std::uint16_t> partials(sizeof(T) == 1 ? picture.width : 0);
+    forInstructionSet<&sumColumns<T>>(picture, means, partials.data());
     divide(means, picture.width, picture.height);
 }
 

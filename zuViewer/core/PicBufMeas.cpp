@@ -118,17 +118,10 @@ void countBins(QVector<std::uint32_t>& bins, PictureView<const T> lines, std::si
     }
 }
 
-/// Whether each sample value has a count of its own, from which everything else can be told.
-template <class T>
-constexpr bool hasCounts = std::is_integral_v<T> && sizeof(T) <= 2;
-
-/// Counts the samples of each lane: those that lie so many samples apart in their line. Their number is
-/// known to the compiler or handed over.
-template <class T, std::size_t known = 0>
-void countSamples(PictureView<const T> lines, std::uint32_t* counts, std::size_t lanes = known) {
+/// Counts the samples of each lane: those that lie so many samples apart in their line.
+template <std::size_t lanes, class T>
+void countSamples(PictureView<const T> lines, std::uint32_t* counts) {
     constexpr std::size_t values = std::size_t{1} << std::numeric_limits<T>::digits;
-    if constexpr (known != 0)
-        lanes = known;
     const std::size_t samples = std::size_t{lines.width} * lines.channels;
     for (std::size_t y = 0; y < lines.height; ++y) {
         const T* const line = lines.row(y);
@@ -170,30 +163,29 @@ CzHistoData::SzChannel measuredByCounts(const std::vector<std::uint32_t>& counts
         measured.deviation = std::sqrt(squares / static_cast<double>(samples));
     }
     measured.bins.resize(static_cast<int>(bin.count()));
+    std::uint32_t* const bins = measured.bins.data();
     for (std::size_t value = 0; value < counts.size(); ++value)
-        measured.bins[static_cast<int>(bin(static_cast<std::uint32_t>(value)))] += counts[value];
+        bins[bin(static_cast<std::uint32_t>(value))] += counts[value];
     return measured;
 }
 
-/// Measures the channels of interleaved lines, in the order of the samples. The samples of one channel are
-/// counted in several lanes by turns: a count that follows one of the same value would have to wait for it.
+/// Measures up to 4 channels of interleaved lines, in the order of the samples, of 8 or 16 bits: so few
+/// values that their counts tell everything. The samples of one channel are counted in several lanes by
+/// turns: a count that follows one of the same value would have to wait for it.
 template <class T>
 void measureByCounts(QVector<CzHistoData::SzChannel>& result, PictureView<const T> lines, const Binning& bin,
                      QFlags<Flag> flags) {
     constexpr std::size_t values = std::size_t{1} << std::numeric_limits<T>::digits;
+    constexpr std::size_t turns = sizeof(T) == 1 ? 4 : 2; // more counts of 16-bit samples fit no fast cache
     const std::size_t channels = lines.channels;
-    constexpr std::size_t turns =
-        sizeof(T) == 1 ? 4 : 2; // the counts of larger samples fill the fastest cache
-    const std::size_t lanes = channels < turns ? turns / channels * channels : channels;
+    const std::size_t lanes = std::max(channels, turns / channels * channels);
     std::vector<std::uint32_t> counts(lanes * values);
     if (lanes == 2)
-        countSamples<T, 2>(lines, counts.data());
+        countSamples<2>(lines, counts.data());
     else if (lanes == 3)
-        countSamples<T, 3>(lines, counts.data());
-    else if (lanes == 4)
-        countSamples<T, 4>(lines, counts.data());
+        countSamples<3>(lines, counts.data());
     else
-        countSamples<T>(lines, counts.data(), lanes);
+        countSamples<4>(lines, counts.data());
     for (std::size_t channel = 0; channel < channels; ++channel) {
         std::vector<std::uint32_t> sums(values);
         for (std::size_t lane = channel; lane < lanes; lane += channels)
@@ -215,8 +207,8 @@ double sumOfLanes(const std::vector<double>& lanes, std::size_t channel, std::si
 template <class T>
 void measure(QVector<CzHistoData::SzChannel>& result, PictureView<const T> lines, const Binning& bin,
              QFlags<Flag> flags) {
-    if constexpr (hasCounts<T>)
-        if (flags.testFlag(Flag::Bins))
+    if constexpr (sizeof(T) <= 2)
+        if (flags.testFlag(Flag::Bins) && lines.channels <= 4)
             return measureByCounts(result, lines, bin, flags);
     const std::size_t channels = lines.channels;
     Lanes<T> lanes(laneCount(channels));

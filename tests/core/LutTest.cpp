@@ -353,8 +353,8 @@ void expectLinesOfTheirOwn(CzLut& lut, const SzPicBufInfo& format, const SzPicBu
 
 TEST_P(Lut, largePicturesAreMappedAsTheirLinesAre) {
     for (const SzPicBufInfo& format :
-         {pictureFormat(2003, 2001, 1, uint8), pictureFormat(1201, 901, 1, uint16),
-          pictureFormat(701, 501, 3, uint16)}) {
+         {pictureFormat(2003, 2001, 1, uint8), pictureFormat(2003, 2001, 1, uint16),
+          pictureFormat(1203, 1201, 3, uint16)}) {
         CzLut lut(format.bitDepth, format.channels, false);
         lut.outBitDepth = format.bitDepth;
         lut.outChannels = format.channels;

@@ -99,14 +99,12 @@ template <class In>
     }
 }
 
-/// Work that is shared out among all cores: less of it is done sooner than they have met again.
-constexpr std::uint64_t manySamples = 1000000;
-constexpr std::uint64_t manyBytes = 4000000; // mapped to bytes, which takes less time
-
-/// Calls line(y) for each line, on all cores or on this one.
+/// Calls line(y) for each line, on all cores where there are many samples. A millisecond of work and less is
+/// done sooner on one core, at least where others have to wait for theirs.
 template <class Line>
-void forEachLine(std::uint64_t lines, bool onAllCores, Line&& line) {
-#pragma omp parallel for schedule(static) if (onAllCores)
+void forEachLine(std::uint64_t lines, std::uint64_t samplesPerLine, Line&& line) {
+    constexpr std::uint64_t manySamples = 4000000;
+#pragma omp parallel for schedule(static) if (lines * samplesPerLine > manySamples)
     for (std::uint64_t y = 0; y < lines; ++y)
         line(y);
 }
@@ -119,10 +117,6 @@ T* lineOf(const SzPicBuf& picture, std::uint64_t line) {
 /// Samples in each of the lines of all planes.
 std::size_t samplesPerLine(const SzPicBuf& picture) {
     return static_cast<std::size_t>(packedLineBytes(picture) / bytesPerSample(picture.dataType));
-}
-
-std::uint64_t pixelCount(const SzPicBuf& picture) {
-    return std::uint64_t{picture.width} * picture.height;
 }
 
 /// Calls function with the sample type of an integer picture.
@@ -159,7 +153,7 @@ void lookUpSamples(SzPicBuf& destination, const SzPicBuf& source, const std::vec
         withIntegerType(destination.dataType, [&](auto out) {
             using In = decltype(in);
             using Out = decltype(out);
-            forEachLine(lineCount(source), lineCount(source) * count > manySamples, [&](std::uint64_t y) {
+            forEachLine(lineCount(source), count, [&](std::uint64_t y) {
                 lookUpLine(lineOf<const In>(source, y), lineOf<Out>(destination, y), samples.data(), count);
             });
         });
@@ -168,7 +162,7 @@ void lookUpSamples(SzPicBuf& destination, const SzPicBuf& source, const std::vec
 
 void lookUpBytes(SzPicBuf& destination, const SzPicBuf& source, const ByteTable& bytes) {
     const std::size_t count = samplesPerLine(source);
-    forEachLine(lineCount(source), lineCount(source) * count > manyBytes, [&](std::uint64_t y) {
+    forEachLine(lineCount(source), count, [&](std::uint64_t y) {
         bytes.map(lineOf<const std::uint8_t>(source, y), lineOf<std::uint8_t>(destination, y), count);
     });
 }
@@ -176,7 +170,7 @@ void lookUpBytes(SzPicBuf& destination, const SzPicBuf& source, const ByteTable&
 void lookUpPixels(SzPicBuf& destination, const SzPicBuf& source, const std::vector<Pixel>& pixels) {
     withIntegerType(source.dataType, [&](auto in) {
         using In = decltype(in);
-        forEachLine(source.height, pixelCount(source) > manySamples, [&](std::uint64_t y) {
+        forEachLine(source.height, source.width, [&](std::uint64_t y) {
             lookUpPixelLine(lineOf<const In>(source, y), lineOf<std::uint8_t>(destination, y), pixels.data(),
                             source.width);
         });
@@ -188,7 +182,7 @@ void lookUpColors(SzPicBuf& destination, const SzPicBuf& source, const std::vect
     const std::size_t step = planar ? 1 : source.channels;
     withIntegerType(source.dataType, [&](auto in) {
         using In = decltype(in);
-        forEachLine(source.height, 3 * pixelCount(source) > manySamples, [&](std::uint64_t y) {
+        forEachLine(source.height, std::uint64_t{source.width} * 3, [&](std::uint64_t y) {
             std::array<const In*, 3> colors;
             const auto shown = shownChannels(source);
             std::transform(shown.begin(), shown.end(), colors.begin(), [&](std::uint32_t channel) {

@@ -51,10 +51,12 @@ double sortedMedian(const SzPicBuf& picture, std::uint32_t x, std::uint32_t y, s
     return -1;
 }
 
-testing::AssertionResult isMedianOf(const SzPicBuf& actual, const SzPicBuf& source, int radius) {
+/// Looks at every pixel, or at every so many in a line.
+testing::AssertionResult isMedianOf(const SzPicBuf& actual, const SzPicBuf& source, int radius,
+                                    std::uint32_t every = 1) {
     for (std::uint32_t channel = 0; channel < source.channels; ++channel)
         for (std::uint32_t y = 0; y < source.height; ++y)
-            for (std::uint32_t x = 0; x < source.width; ++x)
+            for (std::uint32_t x = 0; x < source.width; x += every)
                 if (const double expected = sortedMedian(source, x, y, channel, radius);
                     sampleAt(actual, x, y, channel) != expected)
                     return testing::AssertionFailure()
@@ -131,6 +133,31 @@ TEST_P(Median, findsItAmongAnyNumberOfDifferentValues) {
         });
         for (const int radius : {1, 6})
             expectMedian(*picture, radius);
+    }
+}
+
+TEST_P(Median, equalsAPlainSortWhereTheFullRangeIsUsed) {
+    // The picture's 4209 values are spread over almost all 16 bits.
+    HeapPicture picture(pictureFormat(69, 61, 1, uint16));
+    fillSamples(*picture, [&](std::uint32_t x, std::uint32_t y, std::uint32_t) {
+        return (x + 69 * (y * 17 % 61)) * 15U + y % 15;
+    });
+    for (const int radius : {8, 9, 10, 11, 12, 13, 23, 24, 40, 127, 128}) {
+        HeapPicture result(*picture);
+        ASSERT_TRUE(CzPicBufAPI::Median(*picture, *result, radius, nullptr));
+        EXPECT_TRUE(isMedianOf(*result, *picture, radius, 17));
+    }
+}
+
+TEST_P(Median, equalsAPlainSortForLargeSquaresOf12Bits) {
+    HeapPicture picture(pictureFormat(69, 61, 1, uint16));
+    fillSamples(*picture, [&](std::uint32_t x, std::uint32_t y, std::uint32_t) {
+        return (x + 69 * (y * 17 % 61)) * 7919U % 4096;
+    });
+    for (const int radius : {8, 23, 24, 40, 128}) {
+        HeapPicture result(*picture);
+        ASSERT_TRUE(CzPicBufAPI::Median(*picture, *result, radius, nullptr));
+        EXPECT_TRUE(isMedianOf(*result, *picture, radius, 17));
     }
 }
 

@@ -78,6 +78,15 @@ const QString mosaicHelp =
     "input "
     "image.";
 
+/// The texts of all labels, in alphabetical order.
+QStringList labelsIn(const QWidget& widget) {
+    QStringList texts;
+    for (const QLabel* const label : widget.findChildren<QLabel*>())
+        texts.append(label->text());
+    texts.sort();
+    return texts;
+}
+
 TEST(Translation, toolsFindEveryTextInTheContextOfItsClass) {
     EXPECT_EQ(textsFoundIn("CzExtractChannelCnbl"),
               (QStringList{"Blue", "Channel", "Cyan", "Extract",
@@ -224,20 +233,15 @@ TEST_F(Translated, elementWidgetAndPluginSpeakTheLanguageOfTheUser) {
     EXPECT_EQ(lutWidget.windowTitle(), "Kontrast");
     EXPECT_EQ(lutWidget.findChild<QCheckBox*>("chkAutoMinMax")->text(), "Automatisch");
     EXPECT_EQ(lutWidget.findChild<QCheckBox*>("chkMapToRgb")->text(), "In Farbe");
-    QStringList labels;
-    for (const QLabel* label : lutWidget.findChildren<QLabel*>())
-        labels.append(label->text());
-    labels.sort();
-    EXPECT_EQ(labels, (QStringList{"Dunkel:", "Farben:", "Hell:", "Kurve:", "Promille", "Spielraum:"}));
+    EXPECT_EQ(labelsIn(lutWidget),
+              (QStringList{"Dunkel:", "Farben:", "Hell:", "Kurve:", "Promille", "Spielraum:"}));
     LooseElement<CzMosaicStatFilterChnbl> mosaic;
     EXPECT_EQ(mosaic.caption(), "Mosaik Mittel (interpoliert)");
     EXPECT_EQ(mosaic.help(topic), "Filtert ein Mosaik.");
     const CzMosaicStatFilterWidget mosaicWidget(&mosaic);
     EXPECT_EQ(mosaicWidget.windowTitle(), "Mosaikfilter");
-    QStringList words;
-    for (const QLabel* label : mosaicWidget.findChildren<QLabel*>())
-        words.append(label->text());
-    EXPECT_TRUE(words.contains("Verfahren") && words.contains("Interpolieren"));
+    EXPECT_TRUE(labelsIn(mosaicWidget).contains("Verfahren") &&
+                labelsIn(mosaicWidget).contains("Interpolieren"));
     const auto* const filters = mosaicWidget.findChild<QComboBox*>("cboFilter");
     EXPECT_EQ(filters->itemText(0), "Kleinstes");
     EXPECT_EQ(filters->itemText(1), "Größtes");
@@ -268,12 +272,8 @@ TEST_F(Translated, elementWidgetAndPluginSpeakTheLanguageOfTheUser) {
     EXPECT_EQ(fft1D.errorMessage(), "Solche Samples nicht.");
     const CzFFT1DWidget fft1DWidget(&fft1D);
     EXPECT_EQ(fft1DWidget.windowTitle(), "Fourier 1D");
-    QStringList labels;
-    for (const QLabel* const label : fft1DWidget.findChildren<QLabel*>())
-        labels.append(label->text());
-    labels.sort();
-    EXPECT_EQ(labels, (QStringList{"Art", "Gitter X", "Gitter Y", "Höchstens", "Logarithmisch", "Mindestens",
-                                   "Mit Mittelwert", "Y anpassen"}));
+    EXPECT_EQ(labelsIn(fft1DWidget), (QStringList{"Art", "Gitter X", "Gitter Y", "Höchstens", "Logarithmisch",
+                                                  "Mindestens", "Mit Mittelwert", "Y anpassen"}));
     EXPECT_EQ(fft1DWidget.findChild<QComboBox*>()->itemText(0), "Mittlere Zeile");
     EXPECT_EQ(fft1DWidget.findChild<QComboBox*>()->itemText(1), "Mittlere Spalte");
     SpectrumPlot plot;

@@ -4,7 +4,7 @@
 
 #include <benchmark/benchmark.h>
 
-// The plot is a widget, which needs an application.
+// The plot is a widget, and scenes have text: both need an application.
 int main(int argc, char** argv) {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");

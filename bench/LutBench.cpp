@@ -11,7 +11,6 @@
 #include "PictureView.h"
 #include "Scenes.h"
 
-#include <QGuiApplication>
 #include <QRect>
 
 #include <omp.h>
@@ -73,8 +72,6 @@ private:
         settings.width = buffer.width;
         settings.height = buffer.height;
         settings.bitDepth = buffer.bitDepth;
-        int noArguments = 0;
-        const QGuiApplication application(noArguments, nullptr); // draws the scene's text
         const auto scene = renderScene(QStringLiteral("mono"), settings);
         if (scene->picBuf().dataType != buffer.dataType)
             throw std::logic_error("the scene has other samples");

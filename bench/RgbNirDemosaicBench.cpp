@@ -10,8 +10,6 @@
 #include "RgbNirDemosaicKernels.h"
 #include "Scenes.h"
 
-#include <QGuiApplication>
-
 #include <omp.h>
 
 #include <cmath>
@@ -176,8 +174,6 @@ double psnr(const SzPicBuf& picture, std::uint32_t channel, const KnownScene& sc
 
 /// Samples a known scene through the cell, interpolates it and compares.
 void rgbNirQuality(benchmark::State& state) {
-    int noArguments = 0;
-    const QGuiApplication application(noArguments, nullptr); // draws the scene's text
     constexpr std::uint32_t width = 640;
     constexpr std::uint32_t height = 512;
     const KnownScene scene(width, height);

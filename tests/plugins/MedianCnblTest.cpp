@@ -280,6 +280,13 @@ TEST_F(Median, startAllocatesNothingForUnknownOrUnsupportedInput) {
     EXPECT_TRUE(element.planesIn().empty());
 }
 
+TEST_F(Median, startAllocatesNothingForASensorThatCannotBe) {
+    auto zone = filterZone(2, 2);
+    zone.cellWidth = zone.cellHeight = 100000; // ten thousand million planes
+    startFor(pictureFormat(8, 8, 1, uint8, mosaic), hyperspectral({zone}));
+    EXPECT_TRUE(element.planesIn().empty());
+}
+
 TEST_F(Median, planesThatCannotBeAllocatedLeaveNone) {
     startFor(pictureFormat(4000000000U, 4000000000U, 1, uint16, rggb));
     EXPECT_TRUE(element.planesIn().empty());

@@ -352,12 +352,15 @@ private:
         return std::clamp<Coordinate>(x, 0, m_width - 1) - m_firstColumn;
     }
 
-    static Bins<WindowCount> wide(const Bins<ColumnCount>& column) {
+    // Inlined, as a vector that is returned must not go from code for one instruction set to code for
+    // another.
+    [[gnu::always_inline]] static Bins<WindowCount> wide(const Bins<ColumnCount>& column) {
         return __builtin_convertvector(column, Bins<WindowCount>);
     }
 
     /// A node's counts around a pixel: from where they were taken last, or afresh if that is less work.
-    Bins<WindowCount> countsAround(Coordinate x, Coordinate y, Coordinate number) const {
+    [[gnu::always_inline]] Bins<WindowCount> countsAround(Coordinate x, Coordinate y,
+                                                          Coordinate number) const {
         const SzNode<WindowCount>& node = m_nodes[number];
         const Bins<ColumnCount>* const columns = columnsOf(number);
         const Coordinate left = std::max<Coordinate>(0, x - m_radius);

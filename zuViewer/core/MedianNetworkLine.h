@@ -18,8 +18,10 @@
 template <int k>
 struct MedianNetwork;
 
+// A vector that is returned must not go from code for one instruction set to code for another.
+
 template <class Vector, class Sample>
-inline Vector load(const Sample* samples) {
+[[gnu::always_inline]] inline Vector load(const Sample* samples) {
     Vector vector;
     std::memcpy(&vector, samples, sizeof vector);
     return vector;
@@ -37,12 +39,12 @@ inline void storeMedian(const Vector& vector, Sample* samples) {
 }
 
 template <class Vector>
-inline Vector least(const Vector& a, const Vector& b) {
+[[gnu::always_inline]] inline Vector least(const Vector& a, const Vector& b) {
     return a < b ? a : b;
 }
 
 template <class Vector>
-inline Vector most(const Vector& a, const Vector& b) {
+[[gnu::always_inline]] inline Vector most(const Vector& a, const Vector& b) {
     return a < b ? b : a;
 }
 

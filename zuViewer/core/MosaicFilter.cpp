@@ -143,7 +143,7 @@ inline const typename R::Value* valuesOf(const typename R::Sample* line,
 template <class R>
 inline void combineLine(const typename R::Value* values, const typename R::Sample* __restrict line,
                         typename R::Value* result, std::size_t count) {
-#pragma GCC ivdep
+#pragma omp simd
     for (std::size_t x = 0; x < count; ++x)
         result[x] = R::combine(values[x], R::load(line[x]));
 }
@@ -260,7 +260,7 @@ inline void slideBySuffixes(R reduction, PictureView<const typename R::Sample> s
             combineLine<R>(shortened, next, columns, width);
             prefix = valuesOf<R>(next, longestPrefix, width);
         } else {
-#pragma GCC ivdep
+#pragma omp simd
             for (std::size_t x = 0; x < width; ++x) {
                 const Value longer = R::combine(prefix[x], R::load(next[x]));
                 longestPrefix[x] = longer;

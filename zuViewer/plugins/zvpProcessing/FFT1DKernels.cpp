@@ -62,19 +62,19 @@ struct BlockRow<std::uint16_t> {
 };
 
 Bytes interleaveLow(Bytes a, Bytes b) {
-    return __builtin_shuffle(a, b, Bytes{0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23});
+    return __builtin_shufflevector(a, b, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
 }
 
 Bytes interleaveHigh(Bytes a, Bytes b) {
-    return __builtin_shuffle(a, b, Bytes{8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15, 31});
+    return __builtin_shufflevector(a, b, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15, 31);
 }
 
 Words interleaveLow(Words a, Words b) {
-    return __builtin_shuffle(a, b, Words{0, 8, 1, 9, 2, 10, 3, 11});
+    return __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
 }
 
 Words interleaveHigh(Words a, Words b) {
-    return __builtin_shuffle(a, b, Words{4, 12, 5, 13, 6, 14, 7, 15});
+    return __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
 }
 
 /// One column of eight samples.

@@ -212,17 +212,17 @@ void CzMedianCnbl::setupStart() {
     CzPicBufAPI::MedianAllocBuffer(plane, radius(), &m_medianBuffer); // without it filtering is slower
     if (!isMosaic(format))
         return;
+    if (isHyperspectral(format) && !metadata.hsiCameraParams.isValid())
+        return; // no picture of such a sensor is filtered, and its cell may have any size
     const std::size_t planeCount = patternOf(format, metadata).planeCount();
-    for (std::vector<HeapPicture>* planes : {&m_planesIn, &m_planesOut}) {
-        while (planes->size() < planeCount) {
-            planes->emplace_back();
-            if (!planes->back().allocate(plane)) {
-                m_planesIn.clear();
-                m_planesOut.clear();
+    std::vector<HeapPicture> planesIn(planeCount);
+    std::vector<HeapPicture> planesOut(planeCount);
+    for (std::vector<HeapPicture>* planes : {&planesIn, &planesOut})
+        for (HeapPicture& picture : *planes)
+            if (!picture.allocate(plane))
                 return;
-            }
-        }
-    }
+    m_planesIn = std::move(planesIn);
+    m_planesOut = std::move(planesOut);
 }
 
 void CzMedianCnbl::setupStop() {
@@ -268,7 +268,7 @@ bool CzMedianCnbl::filterPlanes(SzPicBuf& output, const SzPicBuf& input, const C
                                 int radius) {
     const SzPicBufInfo plane = planeFormat(input);
     const SzPattern pattern = patternOf(input, metadata);
-    if (!input.data)
+    if (!input.data || input.linePitch < packedLineBytes(input))
         return false;
     if (!coverPicture(plane, pattern, input))
         clearPicture(output);
@@ -279,11 +279,8 @@ bool CzMedianCnbl::filterPlanes(SzPicBuf& output, const SzPicBuf& input, const C
     for (std::size_t i = 0; i < m_planesIn.size(); ++i) {
         SzPicBuf& in = *m_planesIn[i];
         SzPicBuf& out = *m_planesOut[i];
-        if (!extractPlane(in, input, metadata, static_cast<int>(i))) {
-            // Part of the plane has no samples in the picture: no older frame may show there.
-            clearPicture(in);
-            extractPlane(in, input, metadata, static_cast<int>(i));
-        }
+        if (!extractPlane(in, input, metadata, static_cast<int>(i)))
+            clearPicture(in); // the picture has no sample of this band: no older frame may show
         if (!CzPicBufAPI::Median(in, out, radius, m_medianBuffer))
             return false;
         scatterPlane(output, out, pattern, i);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // For builds with the thread sanitizer. Qt is not built for it: the sanitizer does not see what QMutex does,
-// and has to be told. The linker sends this program's calls of QMutex::lock() and unlock() here.
+// and has to be told. The linker sends the calls of QMutex::lock() and unlock() here.
 #include <QMutex>
 
 #include <sanitizer/tsan_interface.h>

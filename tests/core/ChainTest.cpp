@@ -895,6 +895,75 @@ TEST_F(ChainTest, ThePoolHoldsTheRecommendedBuffersOnTopOfItsOwn) {
     EXPECT_EQ(0, element->queryImagesCountInMemoryPool(format(8, 4), nullptr));
 }
 
+TEST_F(ChainTest, TheLinkObserverSeesEveryOutputOfEveryLink) {
+    add()->process = [](ScriptedElement&, IzChainData* input) -> IzChainData* {
+        return input->frameNo() == 2 ? nullptr : input;
+    };
+    ScriptedElement* const bypassed = add();
+    bypassed->setState(EzChainableState::Bypassed);
+    std::vector<std::pair<int, int>> seen;
+    chain.setLinkObserver([&](int link, const IzChainData& output) {
+        seen.emplace_back(link, output.frameNo());
+        if (output.frameNo() == 3)
+            throw std::runtime_error("the log's business");
+    });
+    runFrames(3);
+    EXPECT_THAT(seen, ElementsAre(std::pair(0, 1), std::pair(1, 1), std::pair(2, 1), std::pair(0, 2), //
+                                  std::pair(0, 3), std::pair(1, 3), std::pair(2, 3)));
+    EXPECT_EQ(2U, chain.counters().framesOut);
+}
+
+TEST_F(ChainTest, TheElementThatDoesNotComeBackIsKnownWithItsFrame) {
+    add();
+    ScriptedElement* const gate = addGate();
+    EXPECT_EQ(-1, chain.workerState().element);
+    EXPECT_EQ(0, chain.workerState().poolBuffers);
+    ASSERT_TRUE(chain.start());
+    ASSERT_TRUE(chain.source().push(frame(7)));
+    atWork.acquire();
+    const SzWorkerState state = chain.workerState();
+    EXPECT_EQ(1, state.element);
+    EXPECT_EQ(gate, chain.elements().at(state.element));
+    EXPECT_EQ(7, state.frameNo);
+    EXPECT_EQ(16, state.poolBuffers);
+    EXPECT_EQ(16, state.freePoolBuffers);
+    QThread::msleep(2);
+    EXPECT_GE(chain.workerState().milliseconds, state.milliseconds + 2.0);
+    goOn.release();
+    ASSERT_TRUE(chain.waitUntilIdle());
+    EXPECT_EQ(-1, chain.workerState().element);
+    chain.stop();
+}
+
+TEST_F(ChainTest, AnElementThatIsSetUpIsAtWorkOnNoFrame) {
+    add()->onSetupStart = [this] {
+        atWork.release();
+        goOn.acquire();
+    };
+    ASSERT_TRUE(chain.start());
+    atWork.acquire();
+    EXPECT_EQ(0, chain.workerState().element);
+    EXPECT_EQ(0, chain.workerState().frameNo);
+    goOn.release();
+    chain.stop();
+}
+
+TEST_F(ChainTest, ARequestedStopDoesNotWaitForTheFrameAtHand) {
+    addGate();
+    ASSERT_TRUE(chain.start());
+    ASSERT_TRUE(chain.source().push(frame(1)));
+    atWork.acquire();
+    chain.requestStop();
+    EXPECT_FALSE(chain.stopped());
+    goOn.release();
+    while (!chain.stopped())
+        QThread::msleep(1);
+    chain.stop();
+    EXPECT_EQ(1U, chain.counters().framesOut);
+    EXPECT_TRUE(chain.start());
+    chain.requestStop();
+}
+
 TEST_F(ChainTest, ARunningChainCannotBeRecomposed) {
     add();
     ASSERT_TRUE(chain.start());

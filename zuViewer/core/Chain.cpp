@@ -29,6 +29,17 @@ void unlink(CzChainable& from, CzChainable& to) {
     to.removePrecedessor(&from);
 }
 
+/// What an observer throws goes to the log.
+void callObserver(int frameNo, const std::function<void()>& observer) {
+    try {
+        observer();
+    } catch (const std::exception& e) {
+        qCritical("The observer of frame %d failed: %s", frameNo, e.what());
+    } catch (...) {
+        qCritical("The observer of frame %d failed.", frameNo);
+    }
+}
+
 } // namespace
 
 // ---- Worker ----
@@ -82,7 +93,7 @@ void CzChain::Private::setUp() {
         element->d->stateOfRun = element->d->state;
         buffers += std::max(0, element->recommendedAdditionalBuffersInMemoryPool());
     }
-    pool = CzMemoryPool::create(buffers, largestPictureBytes());
+    setPool(CzMemoryPool::create(buffers, largestPictureBytes()));
     poolExhaustionsSeen = 0;
 
     for (CzChainable* element : elements) {
@@ -98,7 +109,12 @@ void CzChain::Private::tearDown() {
         element->memoryPool = nullptr;
     }
     poolWasExhausted();
-    pool.reset();
+    setPool(nullptr);
+}
+
+void CzChain::Private::setPool(std::shared_ptr<CzMemoryPool> fresh) {
+    const std::lock_guard lock(source.d->mutex);
+    pool.swap(fresh);
 }
 
 bool CzChain::Private::poolWasExhausted() {
@@ -120,6 +136,7 @@ void CzChain::Private::process(std::unique_ptr<CzImageData> frame) {
     }
 
     const int frameNo = frame->frameNo();
+    frameAtHand = frameNo;
     frameFailed = false;
     for (CzChainable* element : elements)
         element->d->milliseconds = 0.0;
@@ -143,6 +160,7 @@ void CzChain::Private::process(std::unique_ptr<CzImageData> frame) {
     }
 
     poolWasExhausted(); // by an element that helped itself: no reason to fail a later frame
+    frameAtHand = 0;
     const std::lock_guard lock(source.d->mutex);
     source.d->busy = false;
     source.d->idle.notify_all();
@@ -162,13 +180,14 @@ void CzChain::Private::deliver(SzFrameReport report) {
     report.elements.reserve(elements.size());
     for (const CzChainable* element : elements)
         report.elements.append({element->d->milliseconds, element->errorMessage()});
-    try {
-        observer(report);
-    } catch (const std::exception& e) {
-        qCritical("The observer of frame %d failed: %s", report.frameNo, e.what());
-    } catch (...) {
-        qCritical("The observer of frame %d failed.", report.frameNo);
-    }
+    callObserver(report.frameNo, [&] { observer(report); });
+}
+
+void CzChain::Private::observe(const CzChainable& element, const IzChainData& output) const {
+    if (!linkObserver)
+        return;
+    const int link = &element == &source ? 0 : 1 + elements.indexOf(const_cast<CzChainable*>(&element));
+    callObserver(output.frameNo(), [&] { linkObserver(link, output); });
 }
 
 bool CzChain::Private::stopRequested() {
@@ -224,14 +243,8 @@ bool CzChain::start() {
 }
 
 void CzChain::stop() {
-    if (!d->onWorker() && !d->worker.joinable())
-        return;
-    {
-        const std::lock_guard lock(d->source.d->mutex);
-        d->source.d->stopRequested = true;
-        d->source.d->frameArrived.notify_all();
-    }
-    if (d->onWorker())
+    requestStop();
+    if (d->onWorker() || !d->worker.joinable())
         return;
     d->worker.join();
 
@@ -249,6 +262,12 @@ void CzChain::stop() {
 
 QString CzChain::errorMessage() const {
     return d->errorMessage;
+}
+
+void CzChain::requestStop() {
+    const std::lock_guard lock(d->source.d->mutex);
+    d->source.d->stopRequested = true;
+    d->source.d->frameArrived.notify_all();
 }
 
 bool CzChain::waitUntilIdle(int timeoutMs) const {
@@ -329,4 +348,29 @@ void CzChain::setPoolSize(int buffers) {
 void CzChain::setFrameObserver(std::function<void(const SzFrameReport&)> observer) {
     if (stopped())
         d->observer = std::move(observer);
+}
+
+void CzChain::setLinkObserver(std::function<void(int, const IzChainData&)> observer) {
+    if (stopped())
+        d->linkObserver = std::move(observer);
+}
+
+SzWorkerState CzChain::workerState() const {
+    SzWorkerState state;
+    const auto since = d->atWorkSince.load();
+    if (const CzChainable* const element = d->atWork) {
+        state.element = d->elements.indexOf(const_cast<CzChainable*>(element));
+        state.frameNo = d->frameAtHand;
+        state.milliseconds = duration<double, std::milli>(steady_clock::now() - since).count();
+    }
+    std::shared_ptr<CzMemoryPool> pool;
+    {
+        const std::lock_guard lock(d->source.d->mutex);
+        pool = d->pool;
+    }
+    if (pool) {
+        state.poolBuffers = pool->size();
+        state.freePoolBuffers = pool->freeBuffers();
+    }
+    return state;
 }

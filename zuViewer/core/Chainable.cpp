@@ -167,6 +167,8 @@ bool CzChainable::clearPrecedessors() {
 bool CzChainable::addToOutputData(IzChainData* output) {
     if (!output)
         return false;
+    if (const CzChain* const running = chain())
+        running->d->observe(*this, *output);
     d->outputs.push_back(output);
     if (d->successor)
         d->successor->onDataAvailable(this, static_cast<int>(d->outputs.size()) - 1);
@@ -230,6 +232,7 @@ IzChainData* CzChainable::processGuarded(IzChainData* input) {
 }
 
 bool CzChainable::guarded(const std::function<void()>& function) {
+    const CzChain::Private::AtWork atWork(chain(), *this);
     try {
         function();
         return true;

@@ -48,6 +48,15 @@ struct SzChainCounters {
     std::uint64_t poolExhaustions = 0; ///< how often an element was refused a buffer
 };
 
+/// What the worker is at.
+struct SzWorkerState {
+    int element = -1;          ///< place of the element at work; -1: none is
+    int frameNo = 0;           ///< the frame that it works on; 0 while elements are set up
+    double milliseconds = 0.0; ///< for so long
+    int poolBuffers = 0;       ///< of the memory pool; 0 while there is none
+    int freePoolBuffers = 0;
+};
+
 /// A running chain: a source, elements in a line, one worker thread.
 ///
 /// Compose, start and stop it on one thread (in an application the GUI thread). Counters may be read from
@@ -66,6 +75,9 @@ public:
     /// the chain is not running. Never waits for the calling thread's event loop. Called on the worker itself
     /// it only asks for the stop.
     void stop();
+
+    /// Asks for the stop and returns at once: stopped() tells when the worker has ended. Any thread.
+    void requestStop();
 
     /// Clears the elements' error messages, makes the memory pool and starts the worker. True when the chain
     /// runs afterwards; false, with errorMessage() saying why, when an element cannot run. Returns at once
@@ -96,11 +108,18 @@ public:
     /// throws goes to the log. While stopped.
     void setFrameObserver(std::function<void(const SzFrameReport&)> observer);
 
+    /// Called on the worker with every output: link 0 is what comes from the source, link n what comes from
+    /// the nth element. The data are the chain's and valid during the call; else as above.
+    void setLinkObserver(std::function<void(int link, const IzChainData& output)> observer);
+
     /// Waits until every frame that the source held is through; false when that takes longer than the timeout
     /// (in milliseconds, negative: for ever) or the chain stops first.
     bool waitUntilIdle(int timeoutMs = -1) const;
 
     SzChainCounters counters() const;
+
+    /// What the worker is at, also when an element does not come back. On the thread that composes the chain.
+    SzWorkerState workerState() const;
 
 private:
     friend class CzChainable;

@@ -5,7 +5,7 @@
 
 /// Stands in a chain for an element whose class is not loaded: keeps its saved text word for word and refuses
 /// to run.
-class CzMissingElement : public CzImageProvider {
+class ZUCORE_EXPORT CzMissingElement : public CzImageProvider {
     Q_OBJECT
 public:
     /// xml: the element as it stood in the chain file.

@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "Chain.h"
+#include "ChainFile.h"
+
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <QTimer>
+#include <QUndoStack>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+class CzChainable;
+
+/// The chain that a window shows, and every change of it. Changes are undoable, move the elements themselves
+/// and so lose no setting, saved or not. They are made while the chain stands still: a running one is asked
+/// to stop, and goes on afterwards. Nothing here waits for the worker. GUI thread.
+class CzChainSession : public QObject {
+    Q_OBJECT
+public:
+    explicit CzChainSession(QObject* parent = nullptr);
+    /// Waits for the frame at hand: see isStuck().
+    ~CzChainSession() override;
+
+    CzChain& chain() { return m_chain; }
+    const CzChain& chain() const { return m_chain; }
+    const QVector<CzChainable*>& elements() const { return m_chain.elements(); }
+    QUndoStack& undoStack() { return m_undoStack; }
+
+    // ---- Running ----
+
+    enum class EzState {
+        Stopped,
+        Running,
+        Stopping, ///< the frame at hand is being finished
+    };
+    EzState state() const;
+    /// What the user asked for, whatever has come of it yet.
+    bool isWanted() const { return m_wanted; }
+
+    /// Starts or stops the chain, as soon as that can be. A start that is refused is told by failed().
+    void setRunning(bool wanted);
+
+    /// Calls the function once the chain stands still, at once when it does; a running chain is started again
+    /// behind it. Functions are called in order.
+    void whenStopped(std::function<void()> change);
+
+    /// Whether one element has been at work for longer than this, in milliseconds.
+    bool isStuck(double afterMilliseconds = 2000.0) const;
+
+    // ---- Changes, all undoable; indices count elements, the source being none ----
+
+    /// Puts a new element of a class there; unknown classes, and elements that do not fit their neighbours,
+    /// are told by failed().
+    void insert(int index, const QString& uniqueId);
+    /// Puts an element there, whose owner is now the session.
+    void insert(int index, std::unique_ptr<CzChainable> element);
+    void remove(int index);
+    void duplicate(int index);
+    /// to: the element's index afterwards.
+    void move(int from, int to);
+    void setBypassed(int index, bool bypassed);
+    /// Presses one of the element's quick-switch buttons; not undoable.
+    void pressButton(int index, int buttonId);
+    void undo();
+    void redo();
+
+    // ---- Files ----
+
+    /// Replaces the chain by that of a file, which clears the undo history. Warnings (missing classes,
+    /// settings that could not be read) are told by warned(), a file that cannot be read by failed(), and
+    /// then the chain stays.
+    void load(const QString& path);
+    /// The same with the text of a chain.
+    void loadText(const QByteArray& xml, const QString& path);
+    /// An empty chain without a file.
+    void clear();
+    /// Atomically. False, and told by failed(), when that cannot be done.
+    bool save(const QString& path);
+    QString path() const { return m_path; }
+    /// Whether the chain differs from what was last loaded or saved, settings included.
+    bool isModified() const;
+    QByteArray text() const;
+
+signals:
+    /// The elements are others or in another order; indices that somebody keeps are void.
+    void chainChanged();
+    /// Before the elements leave the chain, some of them for ever: let go of them and their widgets.
+    void aboutToChange();
+    void stateChanged();
+    /// The chain has just been started.
+    void started();
+    void pathChanged();
+    void warned(const QStringList& warnings);
+    void failed(const QString& message);
+
+private:
+    void poll();
+    void makePendingChanges();
+    void startIfWanted();
+    void place(const QString& text, std::unique_ptr<CzChainable> fresh, CzChainable* present, int to);
+    void replace(const CzChainFile& file, const QString& path);
+
+    CzChain m_chain;
+    QUndoStack m_undoStack; // before the chain goes: its commands own the elements outside
+    QTimer m_poll;
+    std::vector<std::function<void()>> m_pending;
+    bool m_changing = false; // the pending changes are being made
+    bool m_wanted = false;
+    QString m_path;
+    QByteArray m_savedText;
+    EzState m_toldState = EzState::Stopped;
+};

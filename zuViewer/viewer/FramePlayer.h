@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <QObject>
+#include <QString>
+
+#include <memory>
+
+class CzFrameSource;
+class CzFrameSupply;
+
+/// Plays the frames of a supply into a chain's source, on a thread of its own, at a chosen rate. Frames are
+/// numbered from 1 on, except still pictures. GUI thread; no call waits for a picture to be read or taken.
+class CzFramePlayer : public QObject {
+    Q_OBJECT
+public:
+    /// The source must outlive the player.
+    explicit CzFramePlayer(CzFrameSource& source, QObject* parent = nullptr);
+    ~CzFramePlayer() override;
+
+    /// Plays another supply from its first frame on; null: none.
+    void setSupply(std::shared_ptr<CzFrameSupply> supply);
+    std::shared_ptr<CzFrameSupply> supply() const;
+
+    /// Frames per second, more than 0; infinite: as fast as the chain takes them.
+    void setRate(double framesPerSecond);
+    double rate() const;
+    /// Whether the first frame follows the last.
+    void setLooped(bool looped);
+    bool isLooped() const;
+
+    void play();
+    void pause();
+    bool isPlaying() const;
+
+    /// Sends one frame and pauses: the next, the one before, any, or the one at hand once more.
+    void step(int frames = 1);
+    void seek(int index);
+    void repeat();
+
+    /// The frame that was sent last; -1 before the first.
+    int position() const;
+
+signals:
+    /// Another frame was sent.
+    void positionChanged(int index);
+    /// Playing, paused, or at the end, where it pauses.
+    void playingChanged(bool playing);
+    /// A frame that could not be made; playing goes on with the next.
+    void failed(const QString& message);
+
+private:
+    struct Private;
+    std::unique_ptr<Private> d;
+};

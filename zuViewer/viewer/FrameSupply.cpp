@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "FrameSupply.h"
+
+#include "ImageData.h"
+#include "PictureFile.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+namespace {
+
+QString tr(const char* text) {
+    return QCoreApplication::translate("CzFrameSupply", text);
+}
+
+struct File {
+    QString path;
+    SzSidecar sidecar;
+    int firstFrame = 0;
+};
+
+/// Frames of a scene that come round again: enough for noise that does not look like a pattern.
+constexpr int sceneFrames = 16;
+
+} // namespace
+
+// ---- Files ----
+
+struct CzFileSupply::Private {
+    std::vector<File> files; // with at least one frame each
+    int frames = 0;
+    // The file that was read last.
+    const File* opened = nullptr;
+    std::unique_ptr<CzPictureReader> reader;
+
+    const File& fileOf(int index) const {
+        const auto behind =
+            std::upper_bound(files.begin(), files.end(), index,
+                             [](int frame, const File& file) { return frame < file.firstFrame; });
+        return *std::prev(behind);
+    }
+};
+
+CzFileSupply::CzFileSupply() : d(std::make_unique<Private>()) {}
+
+CzFileSupply::~CzFileSupply() = default;
+
+std::unique_ptr<CzFileSupply> CzFileSupply::open(const QStringList& paths,
+                                                 const std::optional<SzSidecar>& described, QString* error,
+                                                 QStringList* warnings) {
+    QStringList files;
+    for (const QString& path : paths) {
+        if (!QFileInfo(path).isDir()) {
+            files.append(path);
+            continue;
+        }
+        QString reason;
+        const QStringList found = pictureFilesIn(path, &reason);
+        if (!reason.isEmpty() || found.isEmpty()) {
+            *error = reason.isEmpty()
+                         ? tr("There are no pictures in '%1'.").arg(QDir::toNativeSeparators(path))
+                         : reason;
+            return nullptr;
+        }
+        files += found;
+    }
+
+    std::unique_ptr<CzFileSupply> supply(new CzFileSupply);
+    for (const QString& path : qAsConst(files)) {
+        File file{path, described.value_or(SzSidecar()), supply->d->frames};
+        const QString sidecar = sidecarPath(path);
+        if (!described && QFileInfo::exists(sidecar) && !readSidecar(sidecar, file.sidecar, error, warnings))
+            return nullptr;
+        const auto reader = CzPictureReader::open(path, error);
+        if (!reader)
+            return nullptr;
+        supply->d->frames += reader->pageCount();
+        if (reader->pageCount() > 0)
+            supply->d->files.push_back(file);
+    }
+    if (supply->d->frames > 0)
+        return supply;
+    *error = tr("There are no pictures.");
+    return nullptr;
+}
+
+std::optional<int> CzFileSupply::count() const {
+    return d->frames;
+}
+
+std::unique_ptr<CzImageData> CzFileSupply::frame(int index, QString* error) {
+    const File& file = d->fileOf(index);
+    if (d->opened != &file) {
+        d->opened = nullptr;
+        d->reader = CzPictureReader::open(file.path, error);
+        if (!d->reader)
+            return nullptr;
+        d->opened = &file;
+    }
+    return d->reader->read(index - file.firstFrame, file.sidecar, error);
+}
+
+QString CzFileSupply::name(int index) const {
+    const File& file = d->fileOf(index);
+    const int behind = &file == &d->files.back() ? d->frames : (&file + 1)->firstFrame;
+    const QString fileName = QFileInfo(file.path).fileName();
+    return behind - file.firstFrame == 1 ? fileName
+                                         : tr("%1, page %2").arg(fileName).arg(index - file.firstFrame + 1);
+}
+
+bool CzFileSupply::isStill(int index) const {
+    return sidecar(index).still;
+}
+
+QString CzFileSupply::file(int index) const {
+    return d->fileOf(index).path;
+}
+
+const SzSidecar& CzFileSupply::sidecar(int index) const {
+    return d->fileOf(index).sidecar;
+}
+
+// ---- Scenes ----
+
+struct CzSceneSupply::Private {
+    QString scene;
+    SzSceneSettings settings;
+    std::array<std::unique_ptr<CzImageData>, sceneFrames> frames;
+};
+
+CzSceneSupply::CzSceneSupply(const QString& scene, const SzSceneSettings& settings)
+    : d(std::make_unique<Private>()) {
+    d->scene = scene;
+    d->settings = settings;
+}
+
+CzSceneSupply::~CzSceneSupply() = default;
+
+std::unique_ptr<CzImageData> CzSceneSupply::frame(int index, QString* error) {
+    auto& kept = d->frames.at(static_cast<std::size_t>(index % sceneFrames));
+    if (!kept) {
+        SzSceneSettings settings = d->settings;
+        settings.frame = static_cast<std::uint32_t>(index % sceneFrames) + 1;
+        kept = renderScene(d->scene, settings);
+    }
+    std::unique_ptr<CzImageData> frame(kept ? kept->clone(nullptr) : nullptr);
+    if (!frame)
+        *error = tr("The scene '%1' cannot be rendered.").arg(d->scene);
+    return frame;
+}
+
+QString CzSceneSupply::name(int) const {
+    return tr("scene %1").arg(d->scene);
+}

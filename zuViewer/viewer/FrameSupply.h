@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "Scenes.h"
+#include "Sidecar.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+#include <optional>
+
+class CzImageData;
+
+/// Makes the frames of a source, one after another. Used by one thread at a time.
+class CzFrameSupply {
+public:
+    virtual ~CzFrameSupply() = default;
+
+    /// How many frames there are; empty when they never end.
+    virtual std::optional<int> count() const = 0;
+
+    /// Whether frames that nobody has time for are to be dropped, as a camera's are.
+    virtual bool isLive() const = 0;
+
+    /// The frame at a place, from 0 on, with frame number 0; the caller numbers it. Null, with one sentence
+    /// in error, when there is none.
+    virtual std::unique_ptr<CzImageData> frame(int index, QString* error) = 0;
+
+    /// What the frame at a place is called: a file name and page, or the scene's name.
+    virtual QString name(int index) const = 0;
+
+    /// Whether the frame at a place is a still picture and keeps frame number 0.
+    virtual bool isStill(int index) const = 0;
+};
+
+/// Pictures out of files: all pages of all files in order, each described by its sidecar.
+class CzFileSupply : public CzFrameSupply {
+public:
+    /// Files and folders (of which all pictures are taken, in natural order). Null, with a sentence in error,
+    /// when there is no picture among them or one cannot be read; oddities of sidecars go to warnings.
+    /// described: takes the place of all sidecars.
+    static std::unique_ptr<CzFileSupply> open(const QStringList& paths,
+                                              const std::optional<SzSidecar>& described, QString* error,
+                                              QStringList* warnings);
+    ~CzFileSupply() override;
+
+    std::optional<int> count() const override;
+    bool isLive() const override { return false; }
+    std::unique_ptr<CzImageData> frame(int index, QString* error) override;
+    QString name(int index) const override;
+    bool isStill(int index) const override;
+
+    /// The file that holds a frame, and what is known about it beside its pixels.
+    QString file(int index) const;
+    const SzSidecar& sidecar(int index) const;
+
+private:
+    CzFileSupply();
+    struct Private;
+    std::unique_ptr<Private> d;
+};
+
+/// A synthetic camera: a rendered scene whose noise differs from frame to frame; in the scene "sequence"
+/// things move. A few frames are rendered, when they are first asked for, and come round again.
+class CzSceneSupply : public CzFrameSupply {
+public:
+    CzSceneSupply(const QString& scene, const SzSceneSettings& settings);
+    ~CzSceneSupply() override;
+
+    std::optional<int> count() const override { return std::nullopt; }
+    bool isLive() const override { return true; }
+    std::unique_ptr<CzImageData> frame(int index, QString* error) override;
+    QString name(int index) const override;
+    bool isStill(int) const override { return false; }
+
+private:
+    struct Private;
+    std::unique_ptr<Private> d;
+};

@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "LinkTap.h"
+
+#include "FFTImageData.h"
+#include "MemoryPool.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+// For two links: the newest picture, the one that is on the screen, and one in the making.
+constexpr int poolBuffers = 8;
+
+} // namespace
+
+CzLinkTap::CzLinkTap() : m_pool(CzMemoryPool::create(poolBuffers, 0)) {}
+
+CzLinkTap::~CzLinkTap() = default;
+
+CzLinkTap::Slot* CzLinkTap::slotOf(int link) {
+    const auto found =
+        std::find_if(m_slots.begin(), m_slots.end(), [link](const Slot& slot) { return slot.link == link; });
+    return found == m_slots.end() ? nullptr : &*found;
+}
+
+void CzLinkTap::watch(const QVector<int>& links) {
+    QVector<Slot> watched;
+    const std::lock_guard lock(m_mutex);
+    for (const int link : links) {
+        const Slot* const present = slotOf(link);
+        watched.append(present ? *present : Slot{link, true, {}});
+    }
+    m_slots.swap(watched);
+}
+
+void CzLinkTap::offer(int link, const IzChainData& output, bool isLast) {
+    const auto* const image = qobject_cast<const CzImageData*>(&output);
+    if (!image)
+        return;
+    {
+        const std::lock_guard lock(m_mutex);
+        const Slot* const slot = slotOf(link);
+        if (!slot)
+            return;
+        if (!slot->taken && !isLast) {
+            ++m_skipped;
+            return;
+        }
+    }
+    CzImageData* copy = image->clone(m_pool->handle(), nullptr);
+    if (!copy) // the GUI thread holds more pictures than usual
+        copy = image->clone(nullptr);
+    Picture picture(copy);
+    const std::lock_guard lock(m_mutex);
+    Slot* const slot = slotOf(link); // may be watched no more
+    if (!slot || !picture)
+        return;
+    m_skipped += slot->taken ? 0 : 1;
+    slot->newest.swap(picture);
+    slot->taken = false;
+}
+
+CzLinkTap::Picture CzLinkTap::take(int link) {
+    const std::lock_guard lock(m_mutex);
+    Slot* const slot = slotOf(link);
+    if (!slot)
+        return nullptr;
+    slot->taken = true;
+    return slot->newest;
+}
+
+void CzLinkTap::clear() {
+    const std::lock_guard lock(m_mutex);
+    for (Slot& slot : m_slots)
+        slot = Slot{slot.link, true, {}};
+}
+
+std::uint64_t CzLinkTap::skipped() const {
+    const std::lock_guard lock(m_mutex);
+    return m_skipped;
+}

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <QVector>
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+class CzImageData;
+class CzMemoryPool;
+class IzChainData;
+
+/// Hands the newest pictures of the links that are looked at from the chain's worker to the GUI thread. Link
+/// 0 is what comes from the source, link n what the nth element makes.
+///
+/// The worker copies a picture when the one before it was taken, or when no other frame waits behind it;
+/// else it only counts it: looking on does not slow a chain down that has no time to lose, and the last
+/// picture is never missed.
+class CzLinkTap {
+public:
+    using Picture = std::shared_ptr<const CzImageData>; ///< may be a CzFFTImageData
+
+    CzLinkTap();
+    ~CzLinkTap();
+
+    /// Looks at these links from now on; pictures of other links are forgotten. GUI thread.
+    void watch(const QVector<int>& links);
+
+    /// A link has an output. isLast: no other frame waits. Copies the picture, into memory that is used again
+    /// and again. Never waits for the GUI thread. Worker.
+    void offer(int link, const IzChainData& output, bool isLast);
+
+    /// The newest picture of a link, also when it was taken before; null while there is none. GUI thread.
+    Picture take(int link);
+
+    /// Forgets all pictures, of a chain that has been composed anew, say. GUI thread.
+    void clear();
+
+    /// How many outputs of watched links were never to be taken. Any thread.
+    std::uint64_t skipped() const;
+
+private:
+    struct Slot {
+        int link = 0;
+        bool taken = true;
+        Picture newest;
+    };
+    Slot* slotOf(int link);
+
+    mutable std::mutex m_mutex; // held for moments only, never while a picture is copied
+    QVector<Slot> m_slots;
+    std::uint64_t m_skipped = 0;
+    std::shared_ptr<CzMemoryPool> m_pool; // the worker's
+};

@@ -1,0 +1,226 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "SourcePanel.h"
+
+#include "ImageData.h"
+#include "SensorPanel.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDir>
+#include <QDoubleSpinBox>
+#include <QFileInfo>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QSaveFile>
+#include <QSignalBlocker>
+#include <QSlider>
+#include <QSpinBox>
+#include <QStyle>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+#include <limits>
+
+namespace {
+
+constexpr double usualRate = 25.0;
+constexpr double largestRate = 10000.0;
+
+} // namespace
+
+CzSourcePanel::CzSourcePanel(CzFramePlayer& player, CzSensorPanel& sensor, QWidget* parent)
+    : QWidget(parent), m_player(player), m_sensor(&sensor), m_caption(tr("No source")) {
+    auto* const open = new QPushButton(tr("&Open Pictures…"));
+    open->setObjectName(QStringLiteral("open"));
+    connect(open, &QPushButton::clicked, this, &CzSourcePanel::openRequested);
+
+    m_scenes = new QComboBox;
+    m_scenes->setObjectName(QStringLiteral("scenes"));
+    m_scenes->addItem(tr("Synthetic camera…"), QString());
+    for (const QString& scene : sceneNames())
+        m_scenes->addItem(scene, scene);
+    m_width = new QSpinBox;
+    m_height = new QSpinBox;
+    for (QSpinBox* const spin : {m_width, m_height}) {
+        spin->setRange(1, 8192);
+        spin->setKeyboardTracking(false);
+    }
+    m_width->setValue(static_cast<int>(SzSceneSettings().width));
+    m_height->setValue(static_cast<int>(SzSceneSettings().height));
+    auto* const sceneLine = new QHBoxLayout;
+    sceneLine->addWidget(m_scenes, 1);
+    sceneLine->addWidget(m_width);
+    sceneLine->addWidget(new QLabel(QStringLiteral("×")));
+    sceneLine->addWidget(m_height);
+
+    m_name = new QLabel;
+    m_name->setObjectName(QStringLiteral("name"));
+    m_name->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_position = new QSlider(Qt::Horizontal);
+    m_position->setObjectName(QStringLiteral("position"));
+    m_playButton = new QToolButton;
+    m_playButton->setObjectName(QStringLiteral("play"));
+    auto* const back = new QToolButton;
+    back->setObjectName(QStringLiteral("back"));
+    back->setIcon(style()->standardIcon(QStyle::SP_MediaSkipBackward));
+    back->setToolTip(tr("One frame back"));
+    auto* const forward = new QToolButton;
+    forward->setObjectName(QStringLiteral("forward"));
+    forward->setIcon(style()->standardIcon(QStyle::SP_MediaSkipForward));
+    forward->setToolTip(tr("One frame on"));
+    auto* const transport = new QHBoxLayout;
+    transport->addWidget(back);
+    transport->addWidget(m_playButton);
+    transport->addWidget(forward);
+    transport->addWidget(m_position, 1);
+
+    m_rate = new QDoubleSpinBox;
+    m_rate->setObjectName(QStringLiteral("rate"));
+    m_rate->setRange(0.0, largestRate);
+    m_rate->setDecimals(1);
+    m_rate->setValue(usualRate);
+    m_rate->setSuffix(tr(" frames/s"));
+    m_rate->setSpecialValueText(tr("as fast as possible"));
+    m_loop = new QCheckBox(tr("&Loop"));
+    m_loop->setObjectName(QStringLiteral("loop"));
+    m_loop->setChecked(true);
+    auto* const rateLine = new QHBoxLayout;
+    rateLine->addWidget(m_rate, 1);
+    rateLine->addWidget(m_loop);
+
+    auto* const layout = new QVBoxLayout(this);
+    layout->addWidget(open);
+    layout->addLayout(sceneLine);
+    layout->addWidget(m_name);
+    layout->addLayout(transport);
+    layout->addLayout(rateLine);
+    layout->addStretch();
+
+    const auto openChosenScene = [this] {
+        if (const QString scene = m_scenes->currentData().toString(); !scene.isEmpty())
+            openScene(scene);
+    };
+    connect(m_scenes, QOverload<int>::of(&QComboBox::activated), this, openChosenScene);
+    for (QSpinBox* const spin : {m_width, m_height})
+        connect(spin, QOverload<int>::of(&QSpinBox::valueChanged), this, openChosenScene);
+    connect(back, &QToolButton::clicked, this, [this] { m_player.step(-1); });
+    connect(forward, &QToolButton::clicked, this, [this] { m_player.step(1); });
+    connect(m_playButton, &QToolButton::clicked, this,
+            [this] { m_player.isPlaying() ? m_player.pause() : m_player.play(); });
+    connect(m_position, &QSlider::sliderMoved, this, [this](int index) {
+        m_player.pause();
+        m_player.seek(index);
+    });
+    connect(m_rate, QOverload<double>::of(&QDoubleSpinBox::valueChanged), this, [this](double rate) {
+        m_player.setRate(rate > 0.0 ? rate : std::numeric_limits<double>::infinity());
+    });
+    connect(m_loop, &QCheckBox::toggled, this, [this](bool looped) { m_player.setLooped(looped); });
+    connect(&player, &CzFramePlayer::positionChanged, this, &CzSourcePanel::showPosition);
+    connect(&player, &CzFramePlayer::playingChanged, this, &CzSourcePanel::showPlaying);
+    connect(&player, &CzFramePlayer::failed, this, &CzSourcePanel::failed);
+    connect(m_sensor, &CzSensorPanel::changed, this, &CzSourcePanel::reopen);
+    connect(m_sensor, &CzSensorPanel::saveRequested, this, &CzSourcePanel::saveSensorRequested);
+    player.setRate(usualRate);
+    showPlaying(player.isPlaying());
+    m_sensor->setEnabled(false);
+}
+
+void CzSourcePanel::openPaths(const QStringList& paths) {
+    QString error;
+    QStringList warnings;
+    std::shared_ptr<CzFileSupply> files = CzFileSupply::open(paths, std::nullopt, &error, &warnings);
+    if (!files) {
+        emit failed(error);
+        return;
+    }
+    m_paths = paths;
+    m_scene.clear();
+    m_files = files;
+    m_sensor->setSidecar(files->sidecar(0));
+    m_sensor->setEnabled(true);
+    m_scenes->setCurrentIndex(0);
+    const QString first = QFileInfo(paths.first()).fileName();
+    play(files, paths.size() == 1 ? first : tr("%1 and %n more", nullptr, paths.size() - 1).arg(first));
+    if (!warnings.isEmpty())
+        emit warned(warnings);
+}
+
+void CzSourcePanel::openScene(const QString& scene) {
+    SzSceneSettings settings;
+    settings.width = static_cast<std::uint32_t>(m_width->value());
+    settings.height = static_cast<std::uint32_t>(m_height->value());
+    m_paths.clear();
+    m_files.reset();
+    m_scene = scene;
+    m_sensor->setEnabled(false);
+    m_scenes->setCurrentIndex(std::max(0, m_scenes->findData(scene)));
+    play(std::make_shared<CzSceneSupply>(scene, settings), tr("Camera: %1").arg(scene));
+}
+
+void CzSourcePanel::reopen() {
+    if (!m_files)
+        return;
+    QString error;
+    QStringList warnings;
+    std::shared_ptr<CzFileSupply> files = CzFileSupply::open(m_paths, m_sensor->sidecar(), &error, &warnings);
+    if (!files) {
+        emit failed(error);
+        return;
+    }
+    m_files = files;
+    const int position = std::max(0, m_player.position());
+    const bool playing = m_player.isPlaying();
+    m_player.setSupply(files);
+    if (!playing)
+        m_player.seek(position);
+}
+
+void CzSourcePanel::play(std::shared_ptr<CzFrameSupply> supply, const QString& caption) {
+    m_caption = caption;
+    const std::optional<int> count = supply->count();
+    {
+        const QSignalBlocker quiet(m_position);
+        m_position->setRange(0, count.value_or(1) - 1);
+        m_position->setEnabled(count.value_or(0) > 1);
+    }
+    m_player.setSupply(std::move(supply));
+    m_player.play();
+    emit sourceChanged();
+}
+
+void CzSourcePanel::showPosition(int index) {
+    const std::shared_ptr<CzFrameSupply> supply = m_player.supply();
+    const std::optional<int> count = supply ? supply->count() : std::nullopt;
+    if (!supply || (count && index >= *count))
+        return; // of a source that has been replaced
+    m_name->setText(count ? tr("%1 (%2 of %3)").arg(supply->name(index)).arg(index + 1).arg(*count)
+                          : supply->name(index));
+    if (!m_position->isSliderDown())
+        m_position->setValue(index);
+}
+
+void CzSourcePanel::showPlaying(bool playing) {
+    m_playButton->setIcon(style()->standardIcon(playing ? QStyle::SP_MediaPause : QStyle::SP_MediaPlay));
+    m_playButton->setToolTip(playing ? tr("Pause") : tr("Play"));
+}
+
+bool CzSourcePanel::saveSidecars(const CzImageData& picture) {
+    if (!m_files)
+        return false;
+    const QByteArray text = sidecarText(picture.picBuf(), picture.imageMetadata());
+    QStringList done;
+    for (int i = 0; i < *m_files->count(); ++i) {
+        const QString path = sidecarPath(m_files->file(i));
+        if (done.contains(path))
+            continue;
+        QSaveFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit()) {
+            emit failed(QStringLiteral("%1: %2").arg(QDir::toNativeSeparators(path), file.errorString()));
+            return false;
+        }
+        done.append(path);
+    }
+    return true;
+}

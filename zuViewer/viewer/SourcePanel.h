@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "FramePlayer.h"
+#include "FrameSupply.h"
+#include "LinkTap.h"
+
+#include <QStringList>
+#include <QWidget>
+
+#include <memory>
+
+class CzSensorPanel;
+class QCheckBox;
+class QComboBox;
+class QDoubleSpinBox;
+class QLabel;
+class QSlider;
+class QSpinBox;
+class QToolButton;
+
+/// Chooses where the frames come from, and plays them: picture files and folders, or a synthetic camera.
+class CzSourcePanel : public QWidget {
+    Q_OBJECT
+public:
+    /// Player and sensor panel, which describes the files that play, must outlive the panel.
+    CzSourcePanel(CzFramePlayer& player, CzSensorPanel& sensor, QWidget* parent = nullptr);
+
+    /// Plays files and folders. What cannot be read is told by failed(), and the source stays.
+    void openPaths(const QStringList& paths);
+    /// Plays a synthetic camera with the settings of the panel.
+    void openScene(const QString& scene);
+
+    /// What plays, for the chain's first row.
+    QString caption() const { return m_caption; }
+    /// Paths of the pictures that play; empty for a synthetic camera.
+    const QStringList& paths() const { return m_paths; }
+    QString scene() const { return m_scene; }
+
+    /// Writes the description of a picture beside each file of the source.
+    bool saveSidecars(const CzImageData& picture);
+
+signals:
+    void sourceChanged();
+    void openRequested();
+    void saveSensorRequested();
+    void failed(const QString& message);
+    void warned(const QStringList& warnings);
+
+private:
+    void reopen();
+    void showPosition(int index);
+    void showPlaying(bool playing);
+    void play(std::shared_ptr<CzFrameSupply> supply, const QString& caption);
+
+    CzFramePlayer& m_player;
+    CzSensorPanel* m_sensor;
+    QStringList m_paths;
+    QString m_scene;
+    QString m_caption;
+    std::shared_ptr<CzFileSupply> m_files;
+
+    QComboBox* m_scenes;
+    QSpinBox* m_width;
+    QSpinBox* m_height;
+    QLabel* m_name;
+    QSlider* m_position;
+    QToolButton* m_playButton;
+    QDoubleSpinBox* m_rate;
+    QCheckBox* m_loop;
+};

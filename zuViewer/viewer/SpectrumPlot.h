@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "PictureRenderer.h"
+
+#include <QWidget>
+
+class QCustomPlot;
+
+/// What the bands of a hyperspectral mosaic measured at one pixel, over their wavelengths, or over their
+/// places in the list where a sensor does not tell any.
+class CzSpectrumPlot : public QWidget {
+    Q_OBJECT
+public:
+    explicit CzSpectrumPlot(QWidget* parent = nullptr);
+
+    void setSpectrum(const QVector<SzSpectrumPoint>& spectrum, const QString& title);
+    const QVector<SzSpectrumPoint>& spectrum() const { return m_spectrum; }
+
+private:
+    QCustomPlot* m_plot;
+    QVector<SzSpectrumPoint> m_spectrum;
+};

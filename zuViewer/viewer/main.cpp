@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// zuviewer: build a chain of processing elements, and watch what each does to pictures.
+#include "CoreVersion.h"
+#include "MainWindow.h"
+#include "PluginLoader.h"
+#include "Tour.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QDir>
+#include <QLibraryInfo>
+#include <QMessageBox>
+#include <QSettings>
+#include <QTranslator>
+
+namespace {
+
+const QString uncleanKey = QStringLiteral("run/unclean");
+
+QString versionText() {
+    int major = 0;
+    int minor = 0;
+    int build = 0;
+    zuCoreVersion(major, minor, build);
+    return QStringLiteral("%1.%2.%3").arg(major).arg(minor).arg(build);
+}
+
+/// Sentences about what was refused.
+QStringList loadPlugins(CzPluginLoader& loader) {
+    QStringList folders =
+        qEnvironmentVariable("ZUVIEWER_PLUGIN_PATH").split(QDir::listSeparator(), Qt::SkipEmptyParts);
+    if (folders.isEmpty())
+        folders.append(CzPluginLoader::defaultFolder());
+    for (const QString& folder : qAsConst(folders))
+        loader.loadFolder(folder);
+    return loader.errors();
+}
+
+/// Whether the last chain is to come back: not when the program ended with it and the user is wary of it.
+bool mayRestoreChain(const QSettings& settings) {
+    if (!settings.value(uncleanKey).toBool())
+        return true;
+    return QMessageBox::question(nullptr, QCoreApplication::translate("main", "zuViewer Ended Unexpectedly"),
+                                 QCoreApplication::translate(
+                                     "main", "Last time the program did not come to its proper end. Start "
+                                             "with the last chain and source all the same?")) ==
+           QMessageBox::Yes;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
+    QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    QApplication application(argc, argv);
+    QApplication::setOrganizationName(QStringLiteral("zuViewer Project"));
+    QApplication::setApplicationName(QStringLiteral("zuviewer"));
+    QApplication::setApplicationVersion(versionText());
+
+    QTranslator qtTexts;
+    if (qtTexts.load(QLocale(), QStringLiteral("qtbase"), QStringLiteral("_"),
+                     QLibraryInfo::location(QLibraryInfo::TranslationsPath)))
+        QApplication::installTranslator(&qtTexts);
+    QTranslator texts;
+    if (texts.load(QLocale(), QStringLiteral("zuviewer"), QStringLiteral("_"),
+                   QCoreApplication::applicationDirPath() +
+                       QStringLiteral("/../share/zuviewer/translations")))
+        QApplication::installTranslator(&texts);
+
+    QCommandLineParser line;
+    line.setApplicationDescription(
+        QCoreApplication::translate("main", "Shows what chains of processing elements do to pictures."));
+    line.addPositionalArgument(QStringLiteral("files"),
+                               QCoreApplication::translate("main", "Pictures, folders of pictures, a chain."),
+                               QStringLiteral("[files...]"));
+    const QCommandLineOption screenshots(
+        QStringLiteral("screenshots"),
+        QCoreApplication::translate("main",
+                                    "Goes through <tour> by itself and leaves a picture of each stop in "
+                                    "this folder."),
+        QStringLiteral("folder"));
+    const QCommandLineOption tour(QStringLiteral("tour"),
+                                  QCoreApplication::translate("main", "The stops of --screenshots, as JSON."),
+                                  QStringLiteral("tour"));
+    line.addOptions({screenshots, tour});
+    line.addHelpOption();
+    line.addVersionOption();
+    line.process(application);
+
+    CzPluginLoader plugins;
+    const QStringList refused = loadPlugins(plugins);
+
+    CzMainWindow window;
+    if (line.isSet(screenshots)) {
+        window.show();
+        return goOnTour(window, line.value(tour), line.value(screenshots)) ? EXIT_SUCCESS : EXIT_FAILURE;
+    }
+
+    QSettings settings;
+    const bool withChain = line.positionalArguments().isEmpty() && mayRestoreChain(settings);
+    settings.setValue(uncleanKey, true);
+    settings.sync();
+    window.restore(withChain);
+    window.show();
+    window.openPaths(line.positionalArguments());
+    if (!refused.isEmpty())
+        window.showProblem(refused.join(QLatin1Char('\n')));
+    const int code = QApplication::exec();
+    settings.setValue(uncleanKey, false);
+    return code;
+}

@@ -357,8 +357,9 @@ void CzChain::setLinkObserver(std::function<void(int, const IzChainData&)> obser
 
 SzWorkerState CzChain::workerState() const {
     SzWorkerState state;
-    const auto since = d->atWorkSince.load();
+    // In this order: an element that has just begun must not seem to be at it since the one before it was.
     if (const CzChainable* const element = d->atWork) {
+        const auto since = d->atWorkSince.load();
         state.element = d->elements.indexOf(const_cast<CzChainable*>(element));
         state.frameNo = d->frameAtHand;
         state.milliseconds = duration<double, std::milli>(steady_clock::now() - since).count();

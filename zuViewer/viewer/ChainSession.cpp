@@ -4,6 +4,8 @@
 #include "Chainable.h"
 #include "RTTI.h"
 
+#include <QApplication>
+#include <QDir>
 #include <QUndoCommand>
 
 #include <algorithm>
@@ -84,6 +86,30 @@ private:
     EzChainableState m_state;
 };
 
+/// All elements out of a stopped chain; they now belong to the caller.
+QVector<CzChainable*> takeAll(CzChain& chain) {
+    QVector<CzChainable*> elements;
+    while (!chain.elements().isEmpty())
+        elements.prepend(chain.take(chain.elements().size() - 1));
+    return elements;
+}
+
+bool appendAll(CzChain& chain, const QVector<CzChainable*>& elements) {
+    return std::all_of(elements.begin(), elements.end(),
+                       [&chain](CzChainable* element) { return chain.append(element); });
+}
+
+QString inFile(const QString& path, const QString& sentence) {
+    return path.isEmpty() ? sentence : QStringLiteral("%1: %2").arg(QDir::toNativeSeparators(path), sentence);
+}
+
+/// The text of a chain that was made of a file, whatever the file's own way of putting it.
+QByteArray textOf(const CzChainFile& file) {
+    CzChain chain;
+    file.appendTo(chain, nullptr, nullptr);
+    return CzChainFile::describe(chain).toXml();
+}
+
 } // namespace
 
 CzChainSession::CzChainSession(QObject* parent) : QObject(parent) {
@@ -92,7 +118,9 @@ CzChainSession::CzChainSession(QObject* parent) : QObject(parent) {
     m_poll.start(usualPollMs);
 }
 
-CzChainSession::~CzChainSession() = default;
+CzChainSession::~CzChainSession() {
+    emit aboutToChange();
+}
 
 // ---- Running ----
 
@@ -108,9 +136,12 @@ void CzChainSession::setRunning(bool wanted) {
 }
 
 void CzChainSession::whenStopped(std::function<void()> change) {
+    if (m_changing) {
+        change();
+        return;
+    }
     m_pending.push_back(std::move(change));
-    if (!m_changing)
-        poll();
+    poll();
 }
 
 bool CzChainSession::isStuck(double afterMilliseconds) const {
@@ -119,6 +150,8 @@ bool CzChainSession::isStuck(double afterMilliseconds) const {
 }
 
 void CzChainSession::poll() {
+    if (m_changing)
+        return; // goes on behind the changes
     const bool mustStop = !m_wanted || !m_pending.empty();
     if (mustStop && !m_chain.stopped())
         m_chain.requestStop(); // again, when an element's widget has started the chain meanwhile
@@ -127,21 +160,25 @@ void CzChainSession::poll() {
         makePendingChanges();
         startIfWanted();
     }
-    m_poll.setInterval(state() == EzState::Stopping ? impatientPollMs : usualPollMs);
-    if (std::exchange(m_toldState, state()) != m_toldState)
+    const EzState now = state();
+    m_poll.setInterval(now == EzState::Stopping ? impatientPollMs : usualPollMs);
+    if (now != m_toldState) {
+        m_toldState = now;
         emit stateChanged();
+    }
 }
 
 void CzChainSession::makePendingChanges() {
+    if (QApplication::activeModalWidget())
+        return;
     m_changing = true;
-    for (std::size_t i = 0; i < m_pending.size(); ++i) // a change may ask for another one
-        std::exchange(m_pending[i], nullptr)();
-    m_pending.clear();
+    for (const std::function<void()>& change : std::exchange(m_pending, {}))
+        change();
     m_changing = false;
 }
 
 void CzChainSession::startIfWanted() {
-    if (!m_wanted)
+    if (!m_wanted || !m_pending.empty())
         return;
     if (m_chain.start()) {
         emit started();
@@ -162,7 +199,8 @@ void CzChainSession::insert(int index, const QString& uniqueId) {
 }
 
 void CzChainSession::insert(int index, std::unique_ptr<CzChainable> element) {
-    place(tr("Add %1").arg(element->caption()), std::move(element), nullptr, index);
+    const QString text = tr("Add %1").arg(element->caption());
+    place(text, std::move(element), nullptr, index);
 }
 
 void CzChainSession::remove(int index) {
@@ -171,27 +209,31 @@ void CzChainSession::remove(int index) {
 }
 
 void CzChainSession::duplicate(int index) {
-    if (CzChainable* const element = elements().value(index))
-        place(tr("Duplicate %1").arg(element->caption()), std::unique_ptr<CzChainable>(element->duplicate()),
-              nullptr, index + 1);
+    CzChainable* const element = elements().value(index);
+    std::unique_ptr<CzChainable> copy(element ? element->duplicate() : nullptr);
+    if (!copy)
+        return;
+    copy->setState(element->state());
+    place(tr("Duplicate %1").arg(element->caption()), std::move(copy), nullptr, index + 1);
 }
 
 void CzChainSession::move(int from, int to) {
-    if (CzChainable* const element = elements().value(from); element && from != to)
-        place(tr("Move %1").arg(element->caption()), nullptr, element, to);
+    if (CzChainable* const element = elements().value(from))
+        place(tr("Move %1").arg(element->caption()), nullptr, element, std::max(to, 0));
 }
 
-void CzChainSession::place(const QString& text, std::unique_ptr<CzChainable> fresh, CzChainable* present,
-                           int to) {
+void CzChainSession::place(const QString& text, std::unique_ptr<CzChainable> fresh,
+                           QPointer<CzChainable> present, int to) {
     // A function that can be copied: nobody copies it.
     auto shared = std::make_shared<std::unique_ptr<CzChainable>>(std::move(fresh));
     whenStopped([this, text, shared, present, to] {
-        const int from = present ? elements().indexOf(present) : outside;
-        if (present && from < 0)
-            return; // a change before this one has removed it
-        const int last = elements().size() - (present ? 1 : 0);
-        auto command =
-            std::make_unique<PlaceElement>(text, m_chain, std::move(*shared), from, std::min(to, last));
+        const int from = *shared ? outside : elements().indexOf(present);
+        const int last = elements().size() - (*shared ? 0 : 1);
+        const int place = std::min(to, last);
+        const bool isGone = from == outside && !*shared; // by a change before this one
+        if (isGone || from == place)
+            return;
+        auto command = std::make_unique<PlaceElement>(text, m_chain, std::move(*shared), from, place);
         emit aboutToChange();
         if (command->tryNow())
             m_undoStack.push(command.release());
@@ -202,42 +244,48 @@ void CzChainSession::place(const QString& text, std::unique_ptr<CzChainable> fre
 }
 
 void CzChainSession::setBypassed(int index, bool bypassed) {
-    CzChainable* const element = elements().value(index);
     const EzChainableState state = bypassed ? EzChainableState::Bypassed : EzChainableState::Processing;
-    if (!element || element->state() == state)
-        return;
-    // In its turn: a change that waits may move the elements.
-    whenStopped([this, element, state, bypassed] {
-        if (const int place = elements().indexOf(element); place >= 0)
-            m_undoStack.push(new BypassElement(
-                (bypassed ? tr("Switch off %1") : tr("Switch on %1")).arg(element->caption()), m_chain, place,
-                state));
+    // In its turn: a change that waits may move or switch the elements.
+    whenStopped([this, element = QPointer<CzChainable>(elements().value(index)), state] {
+        const int place = elements().indexOf(element);
+        if (place < 0 || element->state() == state)
+            return;
+        const QString text = state == EzChainableState::Bypassed ? tr("Switch off %1") : tr("Switch on %1");
+        m_undoStack.push(new BypassElement(text.arg(element->caption()), m_chain, place, state));
     });
 }
 
 void CzChainSession::pressButton(int index, int buttonId) {
     // The element stops a running chain itself, and waits for it.
-    if (CzChainable* const element = elements().value(index))
-        whenStopped([this, element, buttonId] {
-            if (elements().contains(element))
-                element->simpleStateConfigButtonPressed(buttonId);
-        });
+    whenStopped([this, element = QPointer<CzChainable>(elements().value(index)), buttonId] {
+        if (elements().contains(element))
+            element->simpleStateConfigButtonPressed(buttonId);
+    });
 }
 
 void CzChainSession::undo() {
     whenStopped([this] {
-        emit aboutToChange();
-        m_undoStack.undo();
-        emit chainChanged();
+        if (m_undoStack.canUndo())
+            retrace(m_undoStack.undoText(), &QUndoStack::undo);
     });
 }
 
 void CzChainSession::redo() {
     whenStopped([this] {
-        emit aboutToChange();
-        m_undoStack.redo();
-        emit chainChanged();
+        if (m_undoStack.canRedo())
+            retrace(m_undoStack.redoText(), &QUndoStack::redo);
     });
+}
+
+void CzChainSession::retrace(const QString& text, void (QUndoStack::*step)()) {
+    const int commands = m_undoStack.count();
+    emit aboutToChange();
+    (m_undoStack.*step)();
+    if (m_undoStack.count() < commands) {
+        m_undoStack.clear(); // nothing in it fits the chain any more
+        emit failed(tr("%1 cannot be undone or redone: the elements beside it do not fit.").arg(text));
+    }
+    emit chainChanged();
 }
 
 // ---- Files ----
@@ -254,37 +302,46 @@ void CzChainSession::load(const QString& path) {
 void CzChainSession::loadText(const QByteArray& xml, const QString& path) {
     CzChainFile file;
     QString error;
-    if (file.parse(xml, &error))
-        replace(file, path);
-    else
+    if (file.parse(xml, &error)) {
+        CzChainFile saved; // an empty chain when there is no file (any more)
+        if (!path.isEmpty())
+            saved.read(path, nullptr);
+        replace(file, path, textOf(saved));
+    } else {
         emit failed(error);
+    }
 }
 
 void CzChainSession::clear() {
     replace(CzChainFile(), QString());
 }
 
-void CzChainSession::replace(const CzChainFile& file, const QString& path) {
+void CzChainSession::replace(const CzChainFile& file, const QString& path,
+                             const std::optional<QByteArray>& savedText) {
     // Made beside the present chain, which stays when this one is refused.
     auto made = std::make_shared<CzChain>();
     QStringList warnings;
     QString error;
     if (!file.appendTo(*made, &warnings, &error)) {
-        emit failed(path.isEmpty() ? error : tr("%1: %2").arg(path, error));
+        emit failed(inFile(path, error));
         return;
     }
-    whenStopped([this, made, warnings, path] {
+    whenStopped([this, made, warnings, path, savedText] {
         emit aboutToChange();
+        const QVector<CzChainable*> old = takeAll(m_chain);
+        const QVector<CzChainable*> fresh = takeAll(*made);
+        if (!appendAll(m_chain, fresh)) { // behind this source
+            takeAll(m_chain);
+            qDeleteAll(fresh);
+            appendAll(m_chain, old);
+            emit failed(inFile(path, tr("The chain does not fit its source.")));
+            emit chainChanged();
+            return;
+        }
         m_undoStack.clear();
-        while (!elements().isEmpty())
-            delete m_chain.take(elements().size() - 1);
-        QVector<CzChainable*> fresh;
-        while (!made->elements().isEmpty())
-            fresh.prepend(made->take(made->elements().size() - 1));
-        for (CzChainable* const element : qAsConst(fresh))
-            m_chain.append(element);
+        qDeleteAll(old);
         m_path = path;
-        m_savedText = text();
+        m_savedText = savedText.value_or(text());
         emit chainChanged();
         emit pathChanged();
         if (!warnings.isEmpty())

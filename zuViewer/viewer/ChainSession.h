@@ -5,6 +5,7 @@
 #include "ChainFile.h"
 
 #include <QObject>
+#include <QPointer>
 #include <QString>
 #include <QStringList>
 #include <QTimer>
@@ -12,6 +13,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 class CzChainable;
@@ -29,7 +31,7 @@ public:
     CzChain& chain() { return m_chain; }
     const CzChain& chain() const { return m_chain; }
     const QVector<CzChainable*>& elements() const { return m_chain.elements(); }
-    QUndoStack& undoStack() { return m_undoStack; }
+    const QUndoStack& undoStack() const { return m_undoStack; }
 
     // ---- Running ----
 
@@ -45,8 +47,9 @@ public:
     /// Starts or stops the chain, as soon as that can be. A start that is refused is told by failed().
     void setRunning(bool wanted);
 
-    /// Calls the function once the chain stands still, at once when it does; a running chain is started again
-    /// behind it. Functions are called in order.
+    /// Calls the function once the chain stands still, at once when it does, also within another such
+    /// function; a running chain is started again behind it. Functions are called in order. Those that wait
+    /// go on waiting while a dialog is open: it may be an element's own.
     void whenStopped(std::function<void()> change);
 
     /// Whether one element has been at work for longer than this, in milliseconds.
@@ -75,7 +78,7 @@ public:
     /// settings that could not be read) are told by warned(), a file that cannot be read by failed(), and
     /// then the chain stays.
     void load(const QString& path);
-    /// The same with the text of a chain.
+    /// The same with the text of a chain, which counts as modified when the file says something else.
     void loadText(const QByteArray& xml, const QString& path);
     /// An empty chain without a file.
     void clear();
@@ -102,8 +105,14 @@ private:
     void poll();
     void makePendingChanges();
     void startIfWanted();
-    void place(const QString& text, std::unique_ptr<CzChainable> fresh, CzChainable* present, int to);
-    void replace(const CzChainFile& file, const QString& path);
+    /// Undoably puts an element, a fresh one or one of the chain, to another place, or takes it out.
+    void place(const QString& text, std::unique_ptr<CzChainable> fresh, QPointer<CzChainable> present,
+               int to);
+    /// Undoes or redoes what is called so.
+    void retrace(const QString& text, void (QUndoStack::*step)());
+    /// savedText: what the file at the path says; none: what the chain will say.
+    void replace(const CzChainFile& file, const QString& path,
+                 const std::optional<QByteArray>& savedText = std::nullopt);
 
     CzChain m_chain;
     QUndoStack m_undoStack; // before the chain goes: its commands own the elements outside

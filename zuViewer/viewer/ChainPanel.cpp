@@ -36,7 +36,7 @@ void CzChainList::dropEvent(QDropEvent* event) {
     const int to = std::max(before > from ? before - 1 : before, sourceRow + 1);
     event->setDropAction(Qt::IgnoreAction);
     event->accept();
-    if (event->source() == this && from > sourceRow && to != from)
+    if (from > sourceRow && to != from) // only drags of the list's own are let in
         emit dropped(from, to);
 }
 
@@ -52,6 +52,7 @@ CzChainPanel::CzChainPanel(CzChainSession& session, QWidget* parent)
     addAction(QStringLiteral("add"), tr("&Add…"), QKeySequence(Qt::CTRL | Qt::Key_Plus),
               &CzChainPanel::chooseAndAdd);
     addAction(QStringLiteral("remove"), tr("&Remove"), QKeySequence::Delete, &CzChainPanel::removeSelected);
+    m_actions.last()->setShortcutContext(Qt::WidgetWithChildrenShortcut); // not while a picture is looked at
     addAction(QStringLiteral("duplicate"), tr("&Duplicate"), QKeySequence(Qt::CTRL | Qt::Key_D),
               &CzChainPanel::duplicateSelected);
     addAction(QStringLiteral("up"), tr("Move &Up"), QKeySequence(Qt::ALT | Qt::Key_Up),
@@ -73,10 +74,8 @@ CzChainPanel::CzChainPanel(CzChainSession& session, QWidget* parent)
         enableActions();
         emit selectionChanged(selectedElement());
     });
-    connect(m_list, &CzChainList::dropped, this, [this](int from, int to) {
-        m_session.move(from - 1, to - 1);
-        selectElement(to - 1);
-    });
+    connect(m_list, &CzChainList::dropped, this,
+            [this](int from, int to) { m_session.move(from - 1, to - 1); });
     connect(&session, &CzChainSession::chainChanged, this, &CzChainPanel::rebuild);
     rebuild();
 }
@@ -134,7 +133,7 @@ void CzChainPanel::rebuild() {
             });
         }
         for (int i = 0; i < m_list->count(); ++i)
-            m_list->item(i)->setSizeHint(row(i)->sizeHint());
+            fitRow(i);
         const int there = m_shown.indexOf(selected);
         selectElement(selected && there >= 0 ? there : std::min(before, m_shown.size() - 1));
     }
@@ -150,8 +149,15 @@ void CzChainPanel::refresh(const SzChainFigures& figures) {
         // Messages of an element outlast the frame that they were made for, and come up before the first.
         shown->showFigures(i < figures.elements.size() ? figures.elements.at(i).milliseconds : -1.0,
                            element.errorMessage());
-        m_list->item(i + 1)->setSizeHint(shown->sizeHint());
+        fitRow(i + 1);
     }
+}
+
+void CzChainPanel::fitRow(int index) {
+    // As wide as the list, in which messages are broken into lines.
+    const CzChainRow* const shown = row(index);
+    const int height = shown->heightForWidth(m_list->viewport()->width());
+    m_list->item(index)->setSizeHint({0, std::max(shown->sizeHint().height(), height)});
 }
 
 void CzChainPanel::enableActions() {
@@ -175,10 +181,20 @@ void CzChainPanel::chooseAndAdd() {
         add(catalogue.chosenId());
 }
 
+// Where to is found out when the chain stands still: a change that waits may move the selected element.
+
+void CzChainPanel::putBehindSelected(const std::function<void(int place)>& put) {
+    m_session.whenStopped([this, put] {
+        const int place = selectedElement() + 1;
+        const int before = m_session.elements().size();
+        put(place);
+        if (m_session.elements().size() > before)
+            selectElement(place);
+    });
+}
+
 void CzChainPanel::add(const QString& uniqueId) {
-    const int place = selectedElement() + 1;
-    m_session.insert(place, uniqueId);
-    m_session.whenStopped([this, place] { selectElement(place); });
+    putBehindSelected([this, uniqueId](int place) { m_session.insert(place, uniqueId); });
 }
 
 void CzChainPanel::removeSelected() {
@@ -186,17 +202,15 @@ void CzChainPanel::removeSelected() {
 }
 
 void CzChainPanel::duplicateSelected() {
-    const int place = selectedElement() + 1;
-    m_session.duplicate(place - 1);
-    m_session.whenStopped([this, place] { selectElement(place); });
+    putBehindSelected([this](int place) { m_session.duplicate(place - 1); });
 }
 
 void CzChainPanel::moveSelectedUp() {
-    m_session.move(selectedElement(), selectedElement() - 1);
+    m_session.whenStopped([this] { m_session.move(selectedElement(), selectedElement() - 1); });
 }
 
 void CzChainPanel::moveSelectedDown() {
-    m_session.move(selectedElement(), selectedElement() + 1);
+    m_session.whenStopped([this] { m_session.move(selectedElement(), selectedElement() + 1); });
 }
 
 void CzChainPanel::switchSelected() {

@@ -7,6 +7,8 @@
 #include <QVector>
 #include <QWidget>
 
+#include <functional>
+
 class CzChainSession;
 class CzChainRow;
 class QAction;
@@ -59,12 +61,15 @@ private:
     QAction* addAction(const QString& name, const QString& text, const QKeySequence& key,
                        void (CzChainPanel::*slot)());
     void chooseAndAdd();
+    /// Something is put at the place behind the selected row, and selected.
+    void putBehindSelected(const std::function<void(int place)>& put);
     void removeSelected();
     void duplicateSelected();
     void moveSelectedUp();
     void moveSelectedDown();
     void switchSelected();
     void rebuild();
+    void fitRow(int index);
     void enableActions();
     CzChainRow* row(int index) const;
 

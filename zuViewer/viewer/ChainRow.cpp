@@ -17,6 +17,7 @@ CzChainRow::CzChainRow(QWidget* parent) : QWidget(parent) {
     m_switch->setToolTip(tr("Switches the element on and off: pictures pass it untouched."));
     m_caption = new QLabel;
     m_caption->setObjectName(QStringLiteral("caption"));
+    m_caption->setTextFormat(Qt::PlainText);
     m_caption->setMinimumWidth(1); // gives way before the list would need a scroll bar
     m_time = new QLabel;
     m_time->setObjectName(QStringLiteral("time"));
@@ -24,6 +25,7 @@ CzChainRow::CzChainRow(QWidget* parent) : QWidget(parent) {
     m_time->setEnabled(false); // in the colour of what matters less
     m_message = new QLabel;
     m_message->setObjectName(QStringLiteral("message"));
+    m_message->setTextFormat(Qt::PlainText);
     m_message->setWordWrap(true);
     m_message->setStyleSheet(QStringLiteral("color: #c00000"));
     m_message->hide();
@@ -52,9 +54,12 @@ void CzChainRow::showSource(const QString& caption) {
 
 void CzChainRow::showElement(CzChainable& element) {
     m_caption->setText(element.caption());
+    m_caption->setToolTip(m_caption->text()); // there may be no room for all of it
+    const bool isMissing = qobject_cast<CzMissingElement*>(&element);
     QFont font = m_caption->font();
-    font.setItalic(qobject_cast<CzMissingElement*>(&element));
+    font.setItalic(isMissing);
     m_caption->setFont(font);
+    m_switch->setEnabled(!isMissing); // would not be saved with it
     const bool on = element.state() == EzChainableState::Processing;
     m_switch->setChecked(on);
     m_caption->setEnabled(on);
@@ -66,13 +71,18 @@ void CzChainRow::showButtons(CzChainable& element) {
     bool exclusive = false;
     element.simpleStateConfigButtons(buttons, exclusive);
 
-    while (m_toolButtons.size() > buttons.size())
-        delete m_toolButtons.takeLast();
+    while (m_toolButtons.size() > buttons.size()) {
+        QToolButton* const button = m_toolButtons.takeLast();
+        m_group->removeButton(button);
+        button->hide();
+        button->deleteLater(); // it may be the one that is being clicked
+    }
     while (m_toolButtons.size() < buttons.size()) {
         auto* const button = new QToolButton;
         button->setCheckable(true);
         button->setFocusPolicy(Qt::NoFocus);
         m_buttons->insertWidget(m_buttons->count() - 1, button);
+        button->show(); // now: the height of the row is asked for next
         m_group->addButton(button);
         m_toolButtons.append(button);
         connect(button, &QToolButton::clicked, this,

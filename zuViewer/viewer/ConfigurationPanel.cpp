@@ -4,6 +4,7 @@
 #include "ChainSession.h"
 #include "ImageProvider.h"
 
+#include <QApplication>
 #include <QEvent>
 #include <QLabel>
 #include <QScrollArea>
@@ -19,6 +20,7 @@ CzConfigurationPanel::CzConfigurationPanel(CzChainSession& session, QWidget* par
     : QWidget(parent), m_session(session) {
     m_caption = new QLabel;
     m_caption->setObjectName(QStringLiteral("caption"));
+    m_caption->setTextFormat(Qt::PlainText);
     m_caption->setWordWrap(true);
     QFont bold = m_caption->font();
     bold.setBold(true);
@@ -38,10 +40,12 @@ CzConfigurationPanel::CzConfigurationPanel(CzChainSession& session, QWidget* par
     // An element that leaves may be deleted, and its widget knows it by its address.
     connect(&session, &CzChainSession::aboutToChange, this, &CzConfigurationPanel::release);
     connect(&session, &CzChainSession::chainChanged, this, [this] {
-        if (m_element && !m_session.elements().contains(m_element))
+        if (!m_session.elements().contains(m_element))
             m_element = nullptr;
-        build();
+        if (!elementWidget()) // nobody has selected another element meanwhile
+            build();
     });
+    qApp->installEventFilter(this);
     build();
 }
 
@@ -86,17 +90,24 @@ void CzConfigurationPanel::build() {
         return;
     widget->setEnabled(m_offer.configurable);
     m_area->setWidget(widget);
-    widget->installEventFilter(this);
-    for (QWidget* const child : widget->findChildren<QWidget*>())
-        child->installEventFilter(this);
 }
 
 void CzConfigurationPanel::refresh() {
     if (!m_element)
         return;
-    if (!(offerOf(*m_element) == m_offer))
+    // The widget may be behind an open dialog or list, which it wants to come back to.
+    const bool isInUse = QApplication::activeModalWidget() || QApplication::activePopupWidget();
+    if (!isInUse && !(offerOf(*m_element) == m_offer))
         build();
     m_caption->setText(m_element->caption());
+    // It would stop the chain and wait for the frame that hangs, and the window with it.
+    m_area->setEnabled(!m_session.isStuck());
+}
+
+bool CzConfigurationPanel::isInElementWidget(const QObject* object) const {
+    while (object && object != elementWidget()) // up from lists that pop up and dialogs, too
+        object = object->parent();
+    return object;
 }
 
 bool CzConfigurationPanel::eventFilter(QObject* watched, QEvent* event) {
@@ -104,7 +115,8 @@ bool CzConfigurationPanel::eventFilter(QObject* watched, QEvent* event) {
     case QEvent::MouseButtonRelease:
     case QEvent::KeyRelease:
     case QEvent::Wheel:
-        emit touched();
+        if (isInElementWidget(watched)) // told when the widget has done what it does
+            QMetaObject::invokeMethod(this, &CzConfigurationPanel::touched, Qt::QueuedConnection);
         break;
     default:
         break;

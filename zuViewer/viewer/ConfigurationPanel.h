@@ -14,7 +14,8 @@ class QScrollArea;
 class QTextBrowser;
 
 /// The selected element's own configuration widget, with the element's help below. The widget is made anew
-/// when another format arrives at the element, as it then may offer something else.
+/// when another format arrives at the element, as it then may offer something else. While a frame hangs it
+/// is disabled.
 class CzConfigurationPanel : public QWidget {
     Q_OBJECT
 public:
@@ -31,7 +32,7 @@ public:
     QWidget* elementWidget() const;
 
 signals:
-    /// The user may have changed a parameter.
+    /// The user may just have changed a parameter.
     void touched();
 
 protected:
@@ -50,6 +51,7 @@ private:
     static SzOffer offerOf(CzChainable& element);
     void release();
     void build();
+    bool isInElementWidget(const QObject* object) const;
 
     CzChainSession& m_session;
     QPointer<CzChainable> m_element;

@@ -14,11 +14,17 @@
 #include <QTextBrowser>
 #include <QTextDocumentFragment>
 
+#include <algorithm>
 #include <memory>
 
 namespace {
 
-enum ItemRole { IdRole = Qt::UserRole, HelpRole };
+enum ItemRole { IdRole = Qt::UserRole, HelpRole, SearchRole };
+
+bool containsAll(const QString& text, const QStringList& words) {
+    return std::all_of(words.begin(), words.end(),
+                       [&text](const QString& word) { return text.contains(word, Qt::CaseInsensitive); });
+}
 
 } // namespace
 
@@ -34,7 +40,6 @@ CzElementCatalogue::CzElementCatalogue(QWidget* parent) : QDialog(parent) {
     m_help->setObjectName(QStringLiteral("help"));
     auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Cancel);
     m_add = buttons->addButton(tr("Add"), QDialogButtonBox::AcceptRole);
-    m_add->setDefault(true);
 
     auto* const layout = new QGridLayout(this);
     layout->addWidget(m_search, 0, 0, 1, 2);
@@ -43,6 +48,7 @@ CzElementCatalogue::CzElementCatalogue(QWidget* parent) : QDialog(parent) {
     layout->addWidget(buttons, 2, 0, 1, 2);
     layout->setColumnStretch(0, 2);
     layout->setColumnStretch(1, 3);
+    m_add->setDefault(true); // now that it stands in the dialog, or Return would mean another one
     resize(640, 400);
 
     m_search->installEventFilter(this);
@@ -71,29 +77,38 @@ void CzElementCatalogue::fill() {
         const QByteArray name = CzRTTI::customName(*metaObject).toUtf8();
         auto* const item = new QListWidgetItem(
             QCoreApplication::translate(metaObject->className(), name.constData()), m_list);
+        const QString help = element->hasHelp() ? element->help(topic) : QString();
         item->setData(IdRole, id);
-        item->setData(HelpRole, element->hasHelp() ? element->help(topic) : QString());
+        item->setData(HelpRole, help);
+        item->setData(SearchRole, QString(item->text() + QLatin1Char('\n') +
+                                          QTextDocumentFragment::fromHtml(help).toPlainText()));
     }
 }
 
 void CzElementCatalogue::filter(const QString& text) {
+    const QStringList words = text.split(QLatin1Char(' '), Qt::SkipEmptyParts);
     QListWidgetItem* first = nullptr;
     for (int i = 0; i < m_list->count(); ++i) {
         QListWidgetItem* const item = m_list->item(i);
-        const QString help = QTextDocumentFragment::fromHtml(item->data(HelpRole).toString()).toPlainText();
-        item->setHidden(!item->text().contains(text, Qt::CaseInsensitive) &&
-                        !help.contains(text, Qt::CaseInsensitive));
+        item->setHidden(!containsAll(item->data(SearchRole).toString(), words));
         if (!item->isHidden() && !first)
             first = item;
     }
-    if (chosenId().isEmpty())
+    if (chosenId().isEmpty()) {
         m_list->setCurrentItem(first);
-    m_add->setEnabled(!chosenId().isEmpty());
+        showHelp(first);
+    }
 }
 
 void CzElementCatalogue::showHelp(const QListWidgetItem* item) {
-    m_add->setEnabled(!chosenId().isEmpty());
-    const QString help = item ? item->data(HelpRole).toString() : QString();
+    m_add->setEnabled(item);
+    QString help;
+    if (m_list->count() == 0)
+        help = tr("No plug-in with elements was loaded.");
+    else if (!item)
+        help = tr("No element has these words in its name or help.");
+    else
+        help = item->data(HelpRole).toString();
     m_help->setHtml(help.isEmpty() ? tr("There is no description.") : help);
 }
 

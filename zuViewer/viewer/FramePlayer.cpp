@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "FramePlayer.h"
 
+#include "Chain.h"
 #include "FrameSource.h"
 #include "FrameSupply.h"
 #include "ImageData.h"
 
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <condition_variable>
+#include <limits>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -23,70 +24,80 @@ constexpr double longestPeriod = 3600; // in seconds
 // How many frames wait in front of the chain.
 constexpr int waitingFrames = 2;
 
+// How often people are told what the worker does: it may send thousands of frames per second.
+constexpr int tellPeriodMs = 20;
+
+/// The next number from the start on, also after very many.
+int countOn(int number, int start) {
+    return number == std::numeric_limits<int>::max() ? start : number + 1;
+}
+
 } // namespace
 
 struct CzFramePlayer::Private {
-    Private(CzFramePlayer& owner, CzFrameSource& destination) : player(owner), source(destination) {}
+    explicit Private(CzFrameSource& destination) : source(destination) {}
 
     void work();
     /// Waits until a frame is due; its index, or none when the player ends.
     std::optional<int> nextDue(std::unique_lock<std::mutex>& lock);
     /// The index behind the present one; none at the end.
     std::optional<int> following() const;
-    void send(int index, CzFrameSupply& supply);
+    bool send(std::unique_ptr<CzImageData> frame);
 
-    CzFramePlayer& player;
     CzFrameSource& source;
 
-    mutable std::mutex mutex;
+    mutable std::mutex mutex; // guards what follows; never held while a frame is made or sent
     std::condition_variable changed;
     std::shared_ptr<CzFrameSupply> supply;
     std::uint64_t supplyNo = 0;
     double rate = 25.0;
     bool looped = true;
     bool playing = false;
+    bool sending = false;
     bool ends = false;
-    int position = -1;
     std::optional<int> wanted; ///< a single frame, out of turn
+    int current = -1;          ///< the frame that is being sent, or was last
+    int sent = -1;
+    int failures = 0; ///< frames in a row that could not be made
+    QString error;    ///< of the last of them, until it is told
 
     // The worker's.
     int frameNo = 0;
     steady_clock::time_point due;
-
     std::thread worker;
+
+    // The GUI thread's.
+    bool toldPlaying = false;
+    int toldPosition = -1;
 };
 
 // ---- Worker ----
 
 std::optional<int> CzFramePlayer::Private::following() const {
     const std::optional<int> count = supply->count();
-    const int next = position + 1;
     if (!count)
-        return next < 0 ? 0 : next;
-    if (next < *count)
-        return next;
+        return countOn(current, 0);
+    if (current + 1 < *count)
+        return current + 1;
     return looped && *count > 0 ? std::optional<int>(0) : std::nullopt;
 }
 
 std::optional<int> CzFramePlayer::Private::nextDue(std::unique_lock<std::mutex>& lock) {
     while (!ends) {
+        const auto now = steady_clock::now();
         if (supply && wanted)
             return std::exchange(wanted, std::nullopt);
         if (!supply || !playing) {
             changed.wait(lock);
             due = steady_clock::now();
-            continue;
-        }
-        const std::optional<int> next = following();
-        if (!next) {
-            playing = false;
-            lock.unlock();
-            emit player.playingChanged(false);
-            lock.lock();
-        } else if (steady_clock::now() >= due || changed.wait_until(lock, due) == std::cv_status::timeout) {
+        } else if (now < due) {
+            changed.wait_until(lock, due);
+        } else if (const std::optional<int> next = following()) {
             const auto period = duration<double>(std::min(1.0 / rate, longestPeriod));
-            due = std::max(due + duration_cast<steady_clock::duration>(period), steady_clock::now());
+            due = std::max(due + duration_cast<steady_clock::duration>(period), now);
             return next;
+        } else {
+            playing = false;
         }
     }
     return std::nullopt;
@@ -95,38 +106,54 @@ std::optional<int> CzFramePlayer::Private::nextDue(std::unique_lock<std::mutex>&
 void CzFramePlayer::Private::work() {
     std::unique_lock<std::mutex> lock(mutex);
     while (const std::optional<int> index = nextDue(lock)) {
-        const std::shared_ptr<CzFrameSupply> current = supply;
-        const std::uint64_t currentNo = supplyNo;
+        const std::shared_ptr<CzFrameSupply> from = supply;
+        const std::uint64_t fromNo = supplyNo;
+        current = *index;
         lock.unlock();
-        send(*index, *current);
+        QString reason;
+        std::unique_ptr<CzImageData> frame = from->frame(*index, &reason);
         lock.lock();
-        if (currentNo != supplyNo)
-            continue;
-        position = *index;
-        lock.unlock();
-        emit player.positionChanged(*index);
-        lock.lock();
+        if (fromNo != supplyNo)
+            continue; // nobody wants it any more
+        if (frame) {
+            failures = 0;
+            sending = true;
+            lock.unlock();
+            if (!from->isStill(*index))
+                frame->picBuf().frameNo = frameNo = countOn(frameNo, 1);
+            const bool taken = send(std::move(frame));
+            lock.lock();
+            sending = false;
+            changed.notify_all();
+            if (!taken) { // the source is closed, until another supply is there
+                changed.wait(lock, [&] { return ends || fromNo != supplyNo; });
+                continue;
+            }
+        } else {
+            error = reason;
+            if (++failures >= from->count().value_or(1))
+                playing = false; // none can be made
+        }
+        sent = *index;
     }
 }
 
-void CzFramePlayer::Private::send(int index, CzFrameSupply& current) {
-    QString error;
-    std::unique_ptr<CzImageData> frame = current.frame(index, &error);
-    if (!frame) {
-        emit player.failed(error);
-        return;
-    }
-    frame->picBuf().frameNo = current.isStill(index) ? 0 : ++frameNo;
-    // Announced, so that a chain that has not started yet knows what it will get.
-    source.setFormat(frame->picBuf(), frame->imageMetadata());
-    source.push(std::move(frame));
+bool CzFramePlayer::Private::send(std::unique_ptr<CzImageData> frame) {
+    // A chain that stands still learns here what it will get, for its elements' settings. While it runs each
+    // frame tells it in its turn: elements must not be set up for another frame than the one they are given.
+    const CzChain* const chain = source.chain();
+    if ((!chain || chain->stopped()) && source.waitingFrames() == 0)
+        source.setFormat(frame->picBuf(), frame->imageMetadata());
+    return source.push(std::move(frame));
 }
 
 // ---- GUI thread ----
 
 CzFramePlayer::CzFramePlayer(CzFrameSource& source, QObject* parent)
-    : QObject(parent), d(std::make_unique<Private>(*this, source)) {
+    : QObject(parent), d(std::make_unique<Private>(source)) {
     d->worker = std::thread([this] { d->work(); });
+    connect(&m_tellTimer, &QTimer::timeout, this, &CzFramePlayer::tell);
+    m_tellTimer.start(tellPeriodMs);
 }
 
 CzFramePlayer::~CzFramePlayer() {
@@ -140,19 +167,20 @@ CzFramePlayer::~CzFramePlayer() {
 }
 
 void CzFramePlayer::setSupply(std::shared_ptr<CzFrameSupply> supply) {
-    d->source.close(); // whoever waits for room with a frame of the old supply
-    {
-        const std::lock_guard lock(d->mutex);
-        d->supply = std::move(supply);
-        ++d->supplyNo;
-        d->position = -1;
-        d->wanted.reset();
-        const bool live = d->supply && d->supply->isLive();
-        d->source.setQueue(live ? CzFrameSource::EzOverflow::DropOldest : CzFrameSource::EzOverflow::Wait,
-                           waitingFrames);
-        d->changed.notify_all();
-    }
+    const bool live = supply && supply->isLive();
+    d->source.close(); // for a worker that waits for room with a frame of the supply before
+    std::unique_lock lock(d->mutex);
+    d->changed.wait(lock, [this] { return !d->sending; });
+    d->supply.swap(supply); // the one before goes after the lock
+    ++d->supplyNo;
+    d->current = d->sent = d->toldPosition = -1;
+    d->failures = 0;
+    d->wanted.reset();
+    d->error.clear();
+    d->source.setQueue(live ? CzFrameSource::EzOverflow::DropOldest : CzFrameSource::EzOverflow::Wait,
+                       waitingFrames);
     d->source.open();
+    d->changed.notify_all();
 }
 
 std::shared_ptr<CzFrameSupply> CzFramePlayer::supply() const {
@@ -188,20 +216,20 @@ void CzFramePlayer::play() {
         if (d->playing || !d->supply)
             return;
         if (!d->following())
-            d->position = -1; // once more from the start
+            d->current = -1; // once more from the start
+        d->failures = 0;
         d->playing = true;
         d->changed.notify_all();
     }
-    emit playingChanged(true);
+    tell();
 }
 
 void CzFramePlayer::pause() {
     {
         const std::lock_guard lock(d->mutex);
-        if (!std::exchange(d->playing, false))
-            return;
+        d->playing = false;
     }
-    emit playingChanged(false);
+    tell();
 }
 
 bool CzFramePlayer::isPlaying() const {
@@ -211,26 +239,52 @@ bool CzFramePlayer::isPlaying() const {
 
 void CzFramePlayer::step(int frames) {
     pause();
-    seek(position() + frames);
+    int from = 0;
+    {
+        const std::lock_guard lock(d->mutex);
+        from = d->wanted.value_or(d->current);
+    }
+    seek(from < 0 && frames < 0 ? frames : from + frames);
 }
 
 void CzFramePlayer::seek(int index) {
     const std::lock_guard lock(d->mutex);
-    if (!d->supply)
-        return;
-    if (const std::optional<int> count = d->supply->count())
+    const std::optional<int> count = d->supply ? d->supply->count() : 0;
+    if (count && *count > 0)
         d->wanted = (index % *count + *count) % *count;
-    else
+    else if (!count)
         d->wanted = std::max(index, 0);
     d->changed.notify_all();
 }
 
 void CzFramePlayer::repeat() {
-    if (const int index = position(); index >= 0)
-        seek(index);
+    const std::lock_guard lock(d->mutex);
+    if (!d->wanted && d->current >= 0)
+        d->wanted = d->current;
+    d->changed.notify_all();
 }
 
 int CzFramePlayer::position() const {
     const std::lock_guard lock(d->mutex);
-    return d->position;
+    return d->sent;
+}
+
+void CzFramePlayer::tell() {
+    bool playing = false;
+    int position = -1;
+    QString error;
+    {
+        const std::lock_guard lock(d->mutex);
+        playing = d->playing;
+        position = d->sent;
+        error.swap(d->error);
+    }
+    const bool isPlayingNews = playing != std::exchange(d->toldPlaying, playing);
+    const bool isPositionNews = position != std::exchange(d->toldPosition, position);
+    if (isPositionNews)
+        emit positionChanged(position);
+    if (isPlayingNews)
+        emit playingChanged(playing);
+    if (!error.isEmpty())
+        emit failed(error);
 }

@@ -3,6 +3,7 @@
 
 #include <QObject>
 #include <QString>
+#include <QTimer>
 
 #include <memory>
 
@@ -10,7 +11,8 @@ class CzFrameSource;
 class CzFrameSupply;
 
 /// Plays the frames of a supply into a chain's source, on a thread of its own, at a chosen rate. Frames are
-/// numbered from 1 on, except still pictures. GUI thread; no call waits for a picture to be read or taken.
+/// numbered from 1 on, over all supplies, except still pictures. GUI thread; no call waits for a picture to
+/// be read or taken.
 class CzFramePlayer : public QObject {
     Q_OBJECT
 public:
@@ -33,23 +35,28 @@ public:
     void pause();
     bool isPlaying() const;
 
-    /// Sends one frame and pauses: the next, the one before, any, or the one at hand once more.
+    /// Pauses and sends one frame: the next, or the one before (-1). The last is before the first.
     void step(int frames = 1);
+    /// Sends any frame out of turn; playing goes on behind it.
     void seek(int index);
+    /// Sends the frame at hand once more.
     void repeat();
 
     /// The frame that was sent last; -1 before the first.
     int position() const;
 
 signals:
-    /// Another frame was sent.
+    /// Another frame was sent. Of many in a short time only the last one is told.
     void positionChanged(int index);
-    /// Playing, paused, or at the end, where it pauses.
+    /// Playing, paused, or at the end, where it pauses. What is over before it could be told is not told.
     void playingChanged(bool playing);
-    /// A frame that could not be made; playing goes on with the next.
+    /// A frame could not be made; playing goes on with the next, unless none at all can be made.
     void failed(const QString& message);
 
 private:
+    void tell();
+
     struct Private;
     std::unique_ptr<Private> d;
+    QTimer m_tellTimer;
 };

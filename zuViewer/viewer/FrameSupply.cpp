@@ -9,7 +9,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
-#include <array>
+#include <cstdint>
 #include <vector>
 
 namespace {
@@ -24,8 +24,18 @@ struct File {
     int firstFrame = 0;
 };
 
-/// Frames of a scene that come round again: enough for noise that does not look like a pattern.
-constexpr int sceneFrames = 16;
+// Frames of a scene that come round again: enough for noise that does not look like a pattern, fewer of a
+// sensor so large that they would fill the memory.
+constexpr int mostSceneFrames = 16;
+constexpr int fewestSceneFrames = 2;
+constexpr std::uint64_t sceneMemory = 256 * 1024 * 1024;
+constexpr std::uint64_t sceneSampleBytes = 2;
+
+int sceneFrames(const SzSceneSettings& settings) {
+    const std::uint64_t frameBytes = sceneSampleBytes * settings.width * settings.height;
+    const std::uint64_t frames = sceneMemory / std::max<std::uint64_t>(frameBytes, 1);
+    return static_cast<int>(std::clamp<std::uint64_t>(frames, fewestSceneFrames, mostSceneFrames));
+}
 
 } // namespace
 
@@ -130,26 +140,30 @@ const SzSidecar& CzFileSupply::sidecar(int index) const {
 struct CzSceneSupply::Private {
     QString scene;
     SzSceneSettings settings;
-    std::array<std::unique_ptr<CzImageData>, sceneFrames> frames;
+    std::vector<std::unique_ptr<CzImageData>> frames; ///< null until they are asked for
 };
 
 CzSceneSupply::CzSceneSupply(const QString& scene, const SzSceneSettings& settings)
     : d(std::make_unique<Private>()) {
     d->scene = scene;
     d->settings = settings;
+    d->frames.resize(static_cast<std::size_t>(sceneFrames(settings)));
 }
 
 CzSceneSupply::~CzSceneSupply() = default;
 
 std::unique_ptr<CzImageData> CzSceneSupply::frame(int index, QString* error) {
-    auto& kept = d->frames.at(static_cast<std::size_t>(index % sceneFrames));
+    const std::size_t place = static_cast<std::size_t>(index) % d->frames.size();
+    auto& kept = d->frames[place];
     if (!kept) {
         SzSceneSettings settings = d->settings;
-        settings.frame = static_cast<std::uint32_t>(index % sceneFrames) + 1;
+        settings.frame = static_cast<std::uint32_t>(place) + 1;
         kept = renderScene(d->scene, settings);
     }
     std::unique_ptr<CzImageData> frame(kept ? kept->clone(nullptr) : nullptr);
-    if (!frame)
+    if (frame)
+        frame->picBuf().frameNo = 0;
+    else
         *error = tr("The scene '%1' cannot be rendered.").arg(d->scene);
     return frame;
 }

@@ -12,7 +12,7 @@
 
 class CzImageData;
 
-/// Makes the frames of a source, one after another. Used by one thread at a time.
+/// Makes the frames of a source. frame() is called by one thread at a time, all others by any.
 class CzFrameSupply {
 public:
     virtual ~CzFrameSupply() = default;
@@ -23,8 +23,8 @@ public:
     /// Whether frames that nobody has time for are to be dropped, as a camera's are.
     virtual bool isLive() const = 0;
 
-    /// The frame at a place, from 0 on, with frame number 0; the caller numbers it. Null, with one sentence
-    /// in error, when there is none.
+    /// The frame at a place (0 ... count − 1), with frame number 0; the caller numbers it. Null, with one
+    /// sentence in error, when there is none.
     virtual std::unique_ptr<CzImageData> frame(int index, QString* error) = 0;
 
     /// What the frame at a place is called: a file name and page, or the scene's name.
@@ -39,7 +39,8 @@ class CzFileSupply : public CzFrameSupply {
 public:
     /// Files and folders (of which all pictures are taken, in natural order). Null, with a sentence in error,
     /// when there is no picture among them or one cannot be read; oddities of sidecars go to warnings.
-    /// described: takes the place of all sidecars.
+    /// described: takes the place of all sidecars. Looks into every file: some 30 µs each where they lie on
+    /// a disk of the machine's own. Any thread.
     static std::unique_ptr<CzFileSupply> open(const QStringList& paths,
                                               const std::optional<SzSidecar>& described, QString* error,
                                               QStringList* warnings);

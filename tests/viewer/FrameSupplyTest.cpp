@@ -1,0 +1,164 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "FrameSupply.h"
+
+#include "ModelTestSupport.h"
+#include "PictureFile.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+using testing::ElementsAre;
+
+namespace {
+
+class FileSupplyTest : public testing::Test {
+protected:
+    QString path(const QString& name) const { return m_folder.filePath(name); }
+
+    /// A file with one page per value.
+    QString write(const QString& name, const std::vector<int>& values) const {
+        std::vector<std::unique_ptr<CzImageData>> frames;
+        QVector<const CzImageData*> pages;
+        for (const int value : values) {
+            frames.push_back(makeFrame(0, value));
+            pages.append(frames.back().get());
+        }
+        QString error;
+        EXPECT_TRUE(writePictures(path(name), pages, &error)) << error.toStdString();
+        return path(name);
+    }
+    void describe(const QString& picture, const QByteArray& json) const {
+        QFile file(sidecarPath(picture));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(json);
+    }
+
+    bool open(const QStringList& paths, const std::optional<SzSidecar>& described = std::nullopt) {
+        m_error.clear();
+        m_supply = CzFileSupply::open(paths, described, &m_error, &m_warnings);
+        EXPECT_EQ(m_supply == nullptr, !m_error.isEmpty());
+        return m_supply != nullptr;
+    }
+
+    std::vector<int> values() {
+        std::vector<int> found;
+        for (int i = 0; i < *m_supply->count(); ++i) {
+            const std::unique_ptr<CzImageData> frame = m_supply->frame(i, &m_error);
+            found.push_back(frame ? valueOf(*frame) : -1);
+        }
+        return found;
+    }
+
+    QTemporaryDir m_folder;
+    QString m_error;
+    QStringList m_warnings;
+    std::unique_ptr<CzFileSupply> m_supply;
+};
+
+} // namespace
+
+TEST_F(FileSupplyTest, AllPagesOfAllFilesComeInOrder) {
+    const QString first = write(QStringLiteral("b.tif"), {1, 2, 3});
+    const QString second = write(QStringLiteral("a.tif"), {4});
+    ASSERT_TRUE(open({first, second}));
+    EXPECT_EQ(4, m_supply->count());
+    EXPECT_FALSE(m_supply->isLive());
+    EXPECT_THAT(values(), ElementsAre(1, 2, 3, 4));
+    EXPECT_EQ(2, valueOf(*m_supply->frame(1, &m_error))) << "also back again";
+    EXPECT_EQ(0, m_supply->frame(1, &m_error)->frameNo());
+    EXPECT_EQ(QStringLiteral("b.tif, page 3"), m_supply->name(2));
+    EXPECT_EQ(QStringLiteral("a.tif"), m_supply->name(3));
+    EXPECT_EQ(first, m_supply->file(2));
+    EXPECT_EQ(second, m_supply->file(3));
+    EXPECT_FALSE(m_supply->frame(4, &m_error));
+    EXPECT_FALSE(m_error.isEmpty());
+}
+
+TEST_F(FileSupplyTest, AFolderGivesItsPicturesInNaturalOrder) {
+    write(QStringLiteral("10.tif"), {10});
+    write(QStringLiteral("9.tif"), {9});
+    ASSERT_TRUE(QDir(m_folder.path()).mkdir(QStringLiteral("empty")));
+    ASSERT_TRUE(open({m_folder.path()}));
+    EXPECT_THAT(values(), ElementsAre(9, 10));
+    EXPECT_FALSE(open({path(QStringLiteral("empty"))}));
+    EXPECT_TRUE(m_error.contains(QStringLiteral("empty")));
+}
+
+TEST_F(FileSupplyTest, EachFileIsDescribedByItsSidecar) {
+    const QString first = write(QStringLiteral("a.tif"), {1});
+    const QString second = write(QStringLiteral("b.tif"), {2});
+    describe(first, R"({"bitDepth": 6, "still": true})");
+    describe(second, R"({"colorFilterArray": 1})");
+    ASSERT_TRUE(open({first, second}));
+    EXPECT_TRUE(m_supply->isStill(0));
+    EXPECT_FALSE(m_supply->isStill(1));
+    EXPECT_EQ(6U, m_supply->frame(0, &m_error)->picBuf().bitDepth);
+    EXPECT_EQ(EzColorFilterArray::BayerRGGB, m_supply->frame(1, &m_error)->picBuf().colorFilterArray);
+    EXPECT_EQ(6U, m_supply->sidecar(0).bitDepth);
+
+    SzSidecar described;
+    described.bitDepth = 5;
+    ASSERT_TRUE(open({first, second}, described));
+    EXPECT_FALSE(m_supply->isStill(0));
+    EXPECT_EQ(5U, m_supply->frame(0, &m_error)->picBuf().bitDepth);
+    EXPECT_EQ(5U, m_supply->frame(1, &m_error)->picBuf().bitDepth);
+}
+
+TEST_F(FileSupplyTest, WhatCannotBeReadIsNamed) {
+    const QString good = write(QStringLiteral("a.tif"), {1});
+    QFile bad(path(QStringLiteral("bad.tif")));
+    ASSERT_TRUE(bad.open(QIODevice::WriteOnly));
+    bad.write("no picture");
+    bad.close();
+    EXPECT_FALSE(open({good, bad.fileName()}));
+    EXPECT_TRUE(m_error.contains(QStringLiteral("bad.tif"))) << m_error.toStdString();
+    EXPECT_FALSE(open({path(QStringLiteral("absent.tif"))}));
+    EXPECT_TRUE(m_error.contains(QStringLiteral("absent.tif"))) << m_error.toStdString();
+    EXPECT_FALSE(open({}));
+    describe(good, "[1, 2]");
+    EXPECT_FALSE(open({good}));
+    EXPECT_TRUE(m_error.contains(QStringLiteral("a.tif.json"))) << m_error.toStdString();
+}
+
+TEST_F(FileSupplyTest, AFileThatGoesAfterwardsIsToldWhenItsTurnComes) {
+    const QString first = write(QStringLiteral("a.tif"), {1});
+    const QString second = write(QStringLiteral("b.tif"), {2});
+    ASSERT_TRUE(open({first, second}));
+    ASSERT_TRUE(QFile::remove(first));
+    EXPECT_THAT(values(), ElementsAre(-1, 2));
+    EXPECT_TRUE(m_error.contains(QStringLiteral("a.tif")));
+}
+
+TEST(SceneSupplyTest, FramesDifferAndComeRoundAgain) {
+    SzSceneSettings settings;
+    settings.width = 64;
+    settings.height = 48;
+    CzSceneSupply supply(QStringLiteral("mono"), settings);
+    EXPECT_EQ(std::nullopt, supply.count());
+    EXPECT_TRUE(supply.isLive());
+    EXPECT_FALSE(supply.isStill(0));
+    EXPECT_EQ(QStringLiteral("scene mono"), supply.name(3));
+    QString error;
+    const auto pixels = [&](int index) {
+        const std::unique_ptr<CzImageData> frame = supply.frame(index, &error);
+        EXPECT_EQ(0, frame->frameNo());
+        const SzPicBuf& picture = frame->picBuf();
+        return QByteArray(reinterpret_cast<const char*>(picture.data), static_cast<int>(picture.dataSize()));
+    };
+    EXPECT_NE(pixels(0), pixels(1));
+    EXPECT_EQ(pixels(0), pixels(16));
+    EXPECT_EQ(pixels(2147483647 % 16), pixels(2147483647));
+}
+
+TEST(SceneSupplyTest, AnUnknownSceneIsNamed) {
+    CzSceneSupply supply(QStringLiteral("moon"), SzSceneSettings());
+    QString error;
+    EXPECT_FALSE(supply.frame(0, &error));
+    EXPECT_EQ(QStringLiteral("The scene 'moon' cannot be rendered."), error);
+}

@@ -6,11 +6,13 @@
 
 #include <algorithm>
 #include <utility>
+#include <vector>
 
 namespace {
 
-// For two links: the newest picture, the one that is on the screen, and one in the making.
-constexpr int poolBuffers = 8;
+// For two links: the newest picture, the one that is on the screen, and one in the making. Spectra have two
+// parts.
+constexpr int poolBuffers = 12;
 
 } // namespace
 
@@ -29,21 +31,21 @@ void CzLinkTap::watch(const QVector<int>& links) {
     const std::lock_guard lock(m_mutex);
     for (const int link : links) {
         const Slot* const present = slotOf(link);
-        watched.append(present ? *present : Slot{link, true, {}});
+        watched.append(present ? *present : Slot{link, true, {}, 0});
     }
     m_slots.swap(watched);
 }
 
 void CzLinkTap::offer(int link, const IzChainData& output, bool isLast) {
     const auto* const image = qobject_cast<const CzImageData*>(&output);
-    if (!image)
-        return;
     {
         const std::lock_guard lock(m_mutex);
-        const Slot* const slot = slotOf(link);
-        if (!slot)
+        m_frames += link == 0 ? 1 : 0;
+        Slot* const slot = slotOf(link);
+        if (!slot || !image)
             return;
-        if (!slot->taken && !isLast) {
+        const bool isRare = m_frames - std::exchange(slot->frame, m_frames) > 1;
+        if (!slot->taken && !isLast && !isRare) {
             ++m_skipped;
             return;
         }
@@ -54,8 +56,12 @@ void CzLinkTap::offer(int link, const IzChainData& output, bool isLast) {
     Picture picture(copy);
     const std::lock_guard lock(m_mutex);
     Slot* const slot = slotOf(link); // may be watched no more
-    if (!slot || !picture)
+    if (!slot)
         return;
+    if (!picture) {
+        ++m_skipped;
+        return;
+    }
     m_skipped += slot->taken ? 0 : 1;
     slot->newest.swap(picture);
     slot->taken = false;
@@ -71,9 +77,12 @@ CzLinkTap::Picture CzLinkTap::take(int link) {
 }
 
 void CzLinkTap::clear() {
+    std::vector<Picture> forgotten; // freed after the lock is gone
     const std::lock_guard lock(m_mutex);
-    for (Slot& slot : m_slots)
-        slot = Slot{slot.link, true, {}};
+    for (Slot& slot : m_slots) {
+        slot.taken = true;
+        forgotten.push_back(std::move(slot.newest));
+    }
 }
 
 std::uint64_t CzLinkTap::skipped() const {

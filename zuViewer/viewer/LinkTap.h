@@ -16,7 +16,8 @@ class IzChainData;
 ///
 /// The worker copies a picture when the one before it was taken, or when no other frame waits behind it;
 /// else it only counts it: looking on does not slow a chain down that has no time to lose, and the last
-/// picture is never missed.
+/// picture is not missed. Of a link that does not give a picture for every frame (behind an average, say)
+/// each is copied: the frames that wait may come to nothing.
 class CzLinkTap {
 public:
     using Picture = std::shared_ptr<const CzImageData>; ///< may be a CzFFTImageData
@@ -37,7 +38,7 @@ public:
     /// Forgets all pictures, of a chain that has been composed anew, say. GUI thread.
     void clear();
 
-    /// How many outputs of watched links were never to be taken. Any thread.
+    /// How many outputs of watched links could never be taken. Any thread.
     std::uint64_t skipped() const;
 
 private:
@@ -45,11 +46,13 @@ private:
         int link = 0;
         bool taken = true;
         Picture newest;
+        std::uint64_t frame = 0; ///< that the last output was made of, counted as m_frames is
     };
     Slot* slotOf(int link);
 
     mutable std::mutex m_mutex; // held for moments only, never while a picture is copied
     QVector<Slot> m_slots;
+    std::uint64_t m_frames = 0; ///< that have come from the source
     std::uint64_t m_skipped = 0;
     std::shared_ptr<CzMemoryPool> m_pool; // the worker's
 };

@@ -9,7 +9,7 @@
 class IzChainData;
 
 /// Writes pictures to files on a thread of its own: one, or the results of a running chain as a sequence of
-/// files 00001.tif, 00002.tif, … with their sidecars.
+/// files 00001.tif, 00002.tif, … with their sidecars, behind those that the folder holds already.
 class CzPictureRecorder : public QObject {
     Q_OBJECT
 public:
@@ -21,8 +21,9 @@ public:
     void save(std::shared_ptr<const IzChainData> picture, const QString& path);
 
     /// From now on results are written into a folder, which is made. False, and told by failed(), when it
-    /// cannot be. GUI thread.
+    /// cannot be. Ends by itself when a picture cannot be written. GUI thread.
     bool start(const QString& folder);
+    /// What waits is still written.
     void stop();
     bool isRecording() const;
 
@@ -30,12 +31,14 @@ public:
     /// and counts it. The chain's worker; never waits.
     void offer(const IzChainData& result);
 
-    /// Pictures of the sequence that have been written, and dropped, since start().
+    /// Pictures of the sequence that have been written, and lost, since start().
     int recorded() const;
     int dropped() const;
 
 signals:
+    /// By save(). From the recorder's thread, as is the next.
     void saved(const QString& path);
+    /// A picture that could not be written, or a folder; told once for a sequence.
     void failed(const QString& message);
 
 private:

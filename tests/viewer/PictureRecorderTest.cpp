@@ -1,0 +1,201 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "PictureRecorder.h"
+
+#include "ModelTestSupport.h"
+#include "PicBufAPI.h"
+#include "PictureFile.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using testing::ElementsAre;
+
+namespace {
+
+/// A picture that holds up whoever writes it.
+class GatedPicture : public CzImageData {
+public:
+    explicit GatedPicture(Gate& gate) : m_gate(gate) { setPicBuf(pixels()); }
+    using CzImageData::picBuf;
+    const SzPicBuf& picBuf() const override {
+        m_gate.pass();
+        return CzImageData::picBuf();
+    }
+
+private:
+    static SzPicBuf pixels() {
+        SzPicBuf picture;
+        EXPECT_TRUE(CzPicBufAPI::AllocPicBufFromHeap(picture, makeFrame(0)->picBuf(), false));
+        return picture;
+    }
+    Gate& m_gate;
+};
+
+class PictureRecorderTest : public testing::Test {
+protected:
+    void SetUp() override {
+        m_recorder = std::make_unique<CzPictureRecorder>();
+        QObject::connect(m_recorder.get(), &CzPictureRecorder::failed, &m_listener,
+                         [this](const QString& message) { m_failures.append(message); });
+        QObject::connect(m_recorder.get(), &CzPictureRecorder::saved, &m_listener,
+                         [this](const QString& path) { m_saved.append(path); });
+    }
+    ~PictureRecorderTest() override { m_gate.open(); }
+
+    /// From now on the disk is slow.
+    void holdUpTheDisk() {
+        m_recorder->save(std::make_shared<GatedPicture>(m_gate), path(QStringLiteral("held.tif")));
+        m_gate.awaitArrival();
+    }
+    void offer(int value) { m_recorder->offer(*makeFrame(value, value)); }
+
+    QString path(const QString& name) const { return m_folder.filePath(name); }
+    /// What a sequence consists of, as file name and picture.
+    static std::vector<std::pair<QString, int>> sequence(const QString& folder) {
+        std::vector<std::pair<QString, int>> found;
+        for (const QString& name :
+             QDir(folder).entryList({QStringLiteral("*.tif")}, QDir::Files, QDir::Name)) {
+            QString error;
+            const QString file = QDir(folder).filePath(name);
+            const auto reader = CzPictureReader::open(file, &error);
+            const auto picture = reader ? reader->read(0, SzSidecar(), &error) : nullptr;
+            found.emplace_back(name, picture ? valueOf(*picture) : -1);
+            EXPECT_TRUE(QFileInfo::exists(sidecarPath(file)));
+        }
+        return found;
+    }
+
+    Gate m_gate;
+    QTemporaryDir m_folder;
+    QStringList m_failures;
+    QStringList m_saved;
+    QObject m_listener; // takes no message any more before the lists go
+    std::unique_ptr<CzPictureRecorder> m_recorder;
+};
+
+} // namespace
+
+TEST_F(PictureRecorderTest, SavesOnePictureInTheFormatOfItsName) {
+    for (const QString& name : {QStringLiteral("a.tif"), QStringLiteral("b.PNG")})
+        m_recorder->save(makeFrame(1, 7), path(name));
+    ASSERT_TRUE(waitFor([this] { return m_saved.size() == 2; }));
+    EXPECT_THAT(m_saved, ElementsAre(path(QStringLiteral("a.tif")), path(QStringLiteral("b.PNG"))));
+    const auto magic = [this](const QString& name) {
+        QFile file(path(name));
+        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+        return file.read(4);
+    };
+    EXPECT_EQ(QByteArray("II*\0", 4), magic(QStringLiteral("a.tif")));
+    EXPECT_EQ(QByteArray("\x89PNG"), magic(QStringLiteral("b.PNG")));
+    EXPECT_TRUE(QFileInfo::exists(sidecarPath(path(QStringLiteral("a.tif")))));
+}
+
+TEST_F(PictureRecorderTest, APictureThatCannotBeSavedIsTold) {
+    m_recorder->save(makeFrame(1), path(QStringLiteral("no/such/folder.tif")));
+    ASSERT_TRUE(waitFor([this] { return !m_failures.isEmpty(); }));
+    EXPECT_TRUE(m_failures.first().contains(QStringLiteral("folder.tif")));
+    EXPECT_TRUE(m_saved.isEmpty());
+}
+
+TEST_F(PictureRecorderTest, RecordsAWholeSequence) {
+    offer(1); // before the start
+    const QString folder = path(QStringLiteral("new/folder"));
+    ASSERT_TRUE(m_recorder->start(folder));
+    EXPECT_TRUE(m_recorder->isRecording());
+    for (int value = 2; value <= 4; ++value)
+        offer(value);
+    m_recorder->stop();
+    EXPECT_FALSE(m_recorder->isRecording());
+    offer(5);
+    m_recorder.reset(); // writes what waits
+    EXPECT_THAT(sequence(folder), ElementsAre(std::pair(QStringLiteral("00001.tif"), 2),
+                                              std::pair(QStringLiteral("00002.tif"), 3),
+                                              std::pair(QStringLiteral("00003.tif"), 4)));
+    EXPECT_TRUE(m_failures.isEmpty());
+    EXPECT_TRUE(m_saved.isEmpty()) << "is told of single pictures";
+}
+
+TEST_F(PictureRecorderTest, PicturesAreRecordedBehindThoseThatAreThere) {
+    for (const int value : {1, 2}) {
+        ASSERT_TRUE(m_recorder->start(m_folder.path()));
+        offer(value);
+        ASSERT_TRUE(waitFor([this] { return m_recorder->recorded() == 1; }));
+    }
+    EXPECT_THAT(sequence(m_folder.path()), ElementsAre(std::pair(QStringLiteral("00001.tif"), 1),
+                                                       std::pair(QStringLiteral("00002.tif"), 2)));
+}
+
+TEST_F(PictureRecorderTest, NobodyWaitsForASlowDiskAndWhatItCannotTakeIsCounted) {
+    constexpr int room = 31; // besides the picture at work
+    ASSERT_TRUE(m_recorder->start(path(QStringLiteral("slow"))));
+    holdUpTheDisk();
+    for (int i = 0; i < room + 9; ++i)
+        offer(i);
+    EXPECT_EQ(9, m_recorder->dropped());
+    EXPECT_EQ(0, m_recorder->recorded());
+    m_gate.open();
+    ASSERT_TRUE(waitFor([this] { return m_recorder->recorded() == room; }));
+    offer(77);
+    ASSERT_TRUE(waitFor([this] { return m_recorder->recorded() == room + 1; }));
+    const auto written = sequence(path(QStringLiteral("slow")));
+    ASSERT_EQ(std::size_t{room + 1}, written.size());
+    EXPECT_EQ(std::pair(QStringLiteral("00032.tif"), 77), written.back())
+        << "files are numbered without gaps";
+    EXPECT_EQ(9, m_recorder->dropped());
+}
+
+TEST_F(PictureRecorderTest, AFolderThatCannotBeWrittenIsToldOnceAndEndsTheRecording) {
+    const QString folder = path(QStringLiteral("gone"));
+    ASSERT_TRUE(m_recorder->start(folder));
+    holdUpTheDisk();
+    for (int i = 0; i < 5; ++i)
+        offer(i);
+    ASSERT_TRUE(QDir(folder).removeRecursively());
+    m_gate.open();
+    ASSERT_TRUE(waitFor([this] { return !m_recorder->isRecording(); }));
+    EXPECT_EQ(5, m_recorder->dropped());
+    offer(6);
+    // What is saved now comes behind all that could still fail.
+    m_recorder->save(makeFrame(1), path(QStringLiteral("last.tif")));
+    ASSERT_TRUE(waitFor([this] { return m_saved.contains(path(QStringLiteral("last.tif"))); }));
+    EXPECT_EQ(1, m_failures.size());
+    EXPECT_TRUE(m_failures.first().contains(QStringLiteral("00001.tif")));
+    EXPECT_EQ(0, m_recorder->recorded());
+
+    ASSERT_TRUE(m_recorder->start(folder)) << "another try";
+    offer(7);
+    ASSERT_TRUE(waitFor([this] { return m_recorder->recorded() == 1; }));
+    EXPECT_EQ(0, m_recorder->dropped());
+}
+
+TEST_F(PictureRecorderTest, AFolderThatCannotBeMadeIsTold) {
+    QFile file(path(QStringLiteral("file")));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    EXPECT_FALSE(m_recorder->start(path(QStringLiteral("file/folder"))));
+    EXPECT_EQ(1, m_failures.size());
+    EXPECT_FALSE(m_recorder->isRecording());
+}
+
+TEST_F(PictureRecorderTest, TheFailureOfAnEarlierSequenceIsNoneOfTheNextOne) {
+    const QString first = path(QStringLiteral("first"));
+    const QString second = path(QStringLiteral("second"));
+    ASSERT_TRUE(m_recorder->start(first));
+    holdUpTheDisk();
+    offer(1);
+    offer(2);
+    m_recorder->stop();
+    ASSERT_TRUE(m_recorder->start(second));
+    offer(3);
+    ASSERT_TRUE(QDir(first).removeRecursively());
+    m_gate.open();
+    ASSERT_TRUE(waitFor([this] { return m_recorder->recorded() == 1; }));
+    EXPECT_TRUE(m_recorder->isRecording());
+    EXPECT_EQ(0, m_recorder->dropped());
+    EXPECT_TRUE(waitFor([this] { return m_failures.size() == 1; }));
+    EXPECT_THAT(sequence(second), ElementsAre(std::pair(QStringLiteral("00001.tif"), 3)));
+}

@@ -231,4 +231,35 @@ TEST(Sidecar, TextGivesTheSensorBack) {
     EXPECT_EQ(parsed(sidecarText(picture, metadata)).hsi.zones.at(0).bands.at(0).wavelength(), 0.0);
 }
 
+TEST(SidecarText, SaysWhatASidecarSaysAndNothingElse) {
+    EXPECT_TRUE(QJsonDocument::fromJson(sidecarText(SzSidecar())).object().isEmpty());
+
+    SzSidecar sidecar;
+    sidecar.bitDepth = 12;
+    sidecar.dataType = EzImageDataType::SpectrumFloat32;
+    sidecar.colorFilterArray = EzColorFilterArray::None;
+    sidecar.sensorColorFilterArray = EzColorFilterArray::Hyperspectral;
+    sidecar.isColor = false;
+    sidecar.storageFormat = EzDataStorageFormat::Planar;
+    sidecar.linePitch = 0;
+    sidecar.still = true;
+    sidecar.mosaicName = QStringLiteral("mosaic");
+    sidecar.hsi.zones.resize(1);
+    sidecar.hsi.zones[0].cellWidth = 1;
+    sidecar.hsi.zones[0].cellHeight = 1;
+    sidecar.hsi.zones[0].bands.append(CzHsiCameraParams::CzBand(QStringLiteral("a"), 1.0 / 3));
+    const SzSidecar read = parsed(sidecarText(sidecar));
+    EXPECT_EQ(read.bitDepth, sidecar.bitDepth);
+    EXPECT_EQ(read.dataType, sidecar.dataType);
+    EXPECT_EQ(read.colorFilterArray, sidecar.colorFilterArray);
+    EXPECT_EQ(read.sensorColorFilterArray, sidecar.sensorColorFilterArray);
+    EXPECT_EQ(read.isColor, sidecar.isColor);
+    EXPECT_EQ(read.storageFormat, sidecar.storageFormat);
+    EXPECT_EQ(read.linePitch, sidecar.linePitch);
+    EXPECT_TRUE(read.still);
+    EXPECT_EQ(read.mosaicName, sidecar.mosaicName);
+    EXPECT_EQ(read.hsi, sidecar.hsi);
+    EXPECT_EQ(QJsonDocument::fromJson(sidecarText(sidecar)).object().size(), 10);
+}
+
 } // namespace

@@ -315,6 +315,29 @@ bool readSidecar(const QString& path, SzSidecar& sidecar, QString* error, QStrin
     return true;
 }
 
+QByteArray sidecarText(const SzSidecar& sidecar) {
+    QJsonObject json;
+    const auto number = [&](const char* key, auto value) {
+        if (value)
+            json[QLatin1String(key)] = double(static_cast<std::uint32_t>(*value));
+    };
+    number("bitDepth", sidecar.bitDepth);
+    number("dataType", sidecar.dataType);
+    number("colorFilterArray", sidecar.colorFilterArray);
+    number("sensorColorFilterArray", sidecar.sensorColorFilterArray);
+    number("storageFormat", sidecar.storageFormat);
+    number("linePitch", sidecar.linePitch);
+    if (sidecar.isColor)
+        json[QStringLiteral("isColor")] = *sidecar.isColor;
+    if (sidecar.still)
+        json[QStringLiteral("still")] = true;
+    if (sidecar.hsi != CzHsiCameraParams())
+        json[QStringLiteral("hsi")] = sensorJson(sidecar.hsi);
+    if (!sidecar.mosaicName.isEmpty())
+        json[QStringLiteral("mosaicName")] = sidecar.mosaicName;
+    return QJsonDocument(json).toJson();
+}
+
 QByteArray sidecarText(const SzPicBuf& picture, const CzImageMetadata& metadata) {
     QJsonObject json;
     const auto number = [&](const char* key, auto value) { json[QLatin1String(key)] = double(value); };

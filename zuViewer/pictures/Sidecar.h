@@ -43,5 +43,8 @@ QStringList regionWarnings(const CzHsiCameraParams& sensor, const SzPicBufInfo& 
 /// Reads a sidecar file; the sentences name it.
 bool readSidecar(const QString& path, SzSidecar& sidecar, QString* error, QStringList* warnings);
 
+/// What a sidecar says, as JSON text; what it leaves open is missing.
+QByteArray sidecarText(const SzSidecar& sidecar);
+
 /// The sidecar that describes a picture completely, as JSON text.
 QByteArray sidecarText(const SzPicBuf& picture, const CzImageMetadata& metadata);

@@ -5,22 +5,28 @@
 
 #include <QWidget>
 
+#include <functional>
+
 class QCheckBox;
 class QComboBox;
+class QFormLayout;
 class QGroupBox;
-class QPlainTextEdit;
+class QLineEdit;
 class QSpinBox;
+class QTableWidget;
+class QTableWidgetItem;
+class QToolButton;
 
 /// What picture files do not say of the sensor that took them: bit depth, colour filter array and, for
-/// mosaics, the filter cell with its bands. Of a sensor with several zones the first one can be edited.
+/// mosaics, the filter zones with their bands.
 class CzSensorPanel : public QWidget {
     Q_OBJECT
 public:
     explicit CzSensorPanel(QWidget* parent = nullptr);
 
     void setSidecar(const SzSidecar& sidecar);
-    /// What was set, with the user's changes.
-    SzSidecar sidecar() const;
+    /// What was set, with the user's changes; what they left alone is as it was.
+    const SzSidecar& sidecar() const { return m_sidecar; }
 
 signals:
     /// The user changed something.
@@ -28,14 +34,33 @@ signals:
     void saveRequested();
 
 private:
-    QSpinBox* addSpin(class QFormLayout* form, const QString& label, const QString& name, int minimum,
-                      int maximum);
-    void enableMosaic();
+    using Zone = CzHsiCameraParams::CzFilterZone;
 
-    SzSidecar m_given;
+    QSpinBox* addSpin(const char* name, int minimum, int maximum, std::function<void(int)> set);
+    QGroupBox* makeMosaic();
+    void setFilters(int index);
+    void setBand(const QTableWidgetItem& item);
+    void addZone();
+    void removeZone();
+    void fitBands(Zone& zone);
+    Zone& zone();
+    /// Changes the sidecar, and tells so, unless it is the sidecar that changes the widgets.
+    void change(const std::function<void()>& set);
+    void showAll();
+    void showZone();
+
+    SzSidecar m_sidecar;
+    CzHsiCameraParams m_putAside; ///< the mosaic, while other filters are chosen
+    int m_zone = 0;               ///< that is shown
+    bool m_showing = false;
+
     QSpinBox* m_bitDepth;
-    QComboBox* m_colorFilterArray;
+    QComboBox* m_filters;
     QGroupBox* m_mosaic;
+    QLineEdit* m_name;
+    QCheckBox* m_rgbNir;
+    QComboBox* m_zones;
+    QToolButton* m_removeZone;
     QSpinBox* m_cellWidth;
     QSpinBox* m_cellHeight;
     QSpinBox* m_blockWidth;
@@ -44,7 +69,5 @@ private:
     QSpinBox* m_top;
     QSpinBox* m_right;
     QSpinBox* m_bottom;
-    QCheckBox* m_rgbNir;
-    QPlainTextEdit* m_bands;
-    bool m_setting = false;
+    QTableWidget* m_bands;
 };

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "DisplayPanel.h"
 
-#include "ImageData.h"
+#include "PictureSampling.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -14,14 +14,17 @@
 
 namespace {
 
-constexpr double largestSample = 4294967295.0;
+using EzRange = SzDisplaySettings::EzRange;
+
+constexpr double farthestLimit = 4294967295.0;
+constexpr int floatDecimals = 4;
 
 /// The bands of a mosaic in the order of their numbers; empty for other pictures.
-QStringList bandsOf(const CzLinkTap::Picture& picture) {
+QStringList bandsOf(const CzImageData& picture) {
     QStringList names;
-    if (!picture || !isRaw(picture->picBuf()) || !picture->imageMetadata().hsiCameraParams.isValid())
+    if (!hasZones(picture))
         return names;
-    for (const CzHsiCameraParams::CzFilterZone& zone : picture->imageMetadata().hsiCameraParams.zones)
+    for (const CzHsiCameraParams::CzFilterZone& zone : picture.imageMetadata().hsiCameraParams.zones)
         for (const CzHsiCameraParams::CzBand& band : zone.bands)
             names.append(band.name());
     return names;
@@ -30,66 +33,63 @@ QStringList bandsOf(const CzLinkTap::Picture& picture) {
 } // namespace
 
 CzDisplayPanel::CzDisplayPanel(QWidget* parent) : QWidget(parent) {
-    m_mode = new QComboBox;
-    m_mode->setObjectName(QStringLiteral("mode"));
-    m_mode->addItem(tr("Result"), int(CzPictureWidget::EzMode::Single));
-    m_mode->addItem(tr("Before | After"), int(CzPictureWidget::EzMode::SideBySide));
-    m_mode->addItem(tr("Split"), int(CzPictureWidget::EzMode::Split));
-    m_range = new QComboBox;
-    m_range->setObjectName(QStringLiteral("range"));
-    m_range->addItem(tr("Full range"), int(SzDisplaySettings::EzRange::Full));
-    m_range->addItem(tr("Automatic range"), int(SzDisplaySettings::EzRange::Automatic));
-    m_range->addItem(tr("Manual range"), int(SzDisplaySettings::EzRange::Manual));
-    m_black = new QDoubleSpinBox;
-    m_black->setObjectName(QStringLiteral("black"));
-    m_white = new QDoubleSpinBox;
-    m_white->setObjectName(QStringLiteral("white"));
-    for (QDoubleSpinBox* const spin : {m_black, m_white}) {
-        spin->setRange(-largestSample, largestSample);
-        spin->setDecimals(1);
-        spin->setKeyboardTracking(false);
-        spin->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
-        spin->setMaximumWidth(110);
-    }
-    m_white->setValue(255.0);
-    m_demosaic = new QCheckBox(tr("&Colours of mosaics"));
-    m_demosaic->setObjectName(QStringLiteral("demosaic"));
-    m_demosaic->setChecked(true);
-    m_band = new QComboBox;
-    m_band->setObjectName(QStringLiteral("band"));
-    m_saturated = new QCheckBox(tr("&Mark saturated"));
-    m_saturated->setObjectName(QStringLiteral("saturated"));
+    const auto addList = [this](const char* name, const QString& toolTip) {
+        auto* const list = new QComboBox;
+        list->setObjectName(QLatin1String(name));
+        list->setToolTip(toolTip);
+        connect(list, QOverload<int>::of(&QComboBox::currentIndexChanged), this, &CzDisplayPanel::tell);
+        return list;
+    };
+    const auto addLimit = [this](const char* name, const QString& toolTip) {
+        auto* const limit = new QDoubleSpinBox;
+        limit->setObjectName(QLatin1String(name));
+        limit->setToolTip(toolTip);
+        limit->setRange(-farthestLimit, farthestLimit);
+        limit->setDecimals(0);
+        limit->setKeyboardTracking(false);
+        limit->setMaximumWidth(110);
+        connect(limit, QOverload<double>::of(&QDoubleSpinBox::valueChanged), this, &CzDisplayPanel::tell);
+        return limit;
+    };
+    const auto addBox = [this](const char* name, const QString& text, const QString& toolTip) {
+        auto* const box = new QCheckBox(text);
+        box->setObjectName(QLatin1String(name));
+        box->setToolTip(toolTip);
+        connect(box, &QCheckBox::toggled, this, &CzDisplayPanel::tell);
+        return box;
+    };
+    m_mode = addList("mode", tr("What the selected element makes, alone or beside what it gets"));
+    m_range = addList("range", tr("Which samples are black and white"));
+    m_black = addLimit("black", tr("This sample and less is black"));
+    m_white = addLimit("white", tr("This sample and more is white"));
+    m_demosaic = addBox("demosaic", tr("&Colours of mosaics"), tr("Or the raw samples in grey"));
+    m_band = addList("band", tr("One band of the mosaic, or all as they lie on the sensor"));
+    m_saturated =
+        addBox("saturated", tr("&Mark saturated"), tr("Shows in red what the sensor could not hold"));
 
     auto* const layout = new QHBoxLayout(this);
     layout->setContentsMargins(4, 2, 4, 2);
-    layout->addWidget(m_mode);
-    layout->addWidget(m_range);
-    layout->addWidget(m_black);
-    layout->addWidget(m_white);
-    layout->addWidget(m_demosaic);
-    layout->addWidget(m_band);
-    layout->addWidget(m_saturated);
+    for (QWidget* const widget :
+         std::initializer_list<QWidget*>{m_mode, m_range, m_black, m_white, m_demosaic, m_band, m_saturated})
+        layout->addWidget(widget);
     layout->addStretch();
 
-    const auto tell = [this] {
-        const bool manual = settings().range == SzDisplaySettings::EzRange::Manual;
-        m_black->setVisible(manual);
-        m_white->setVisible(manual);
-        emit changed();
-    };
-    for (QComboBox* const combo : {m_mode, m_range, m_band})
-        connect(combo, QOverload<int>::of(&QComboBox::currentIndexChanged), this, tell);
-    for (QDoubleSpinBox* const spin : {m_black, m_white})
-        connect(spin, QOverload<double>::of(&QDoubleSpinBox::valueChanged), this, tell);
-    connect(m_demosaic, &QCheckBox::toggled, this, tell);
-    connect(m_saturated, &QCheckBox::toggled, this, tell);
-    setPicture(nullptr);
-    tell();
+    const QSignalBlocker quiet(this);
+    m_mode->addItem(tr("Result"), int(CzPictureWidget::EzMode::Single));
+    m_mode->addItem(tr("Before | After"), int(CzPictureWidget::EzMode::SideBySide));
+    m_mode->addItem(tr("Split"), int(CzPictureWidget::EzMode::Split));
+    m_range->addItem(tr("Full range"), int(EzRange::Full));
+    m_range->addItem(tr("Automatic range"), int(EzRange::Automatic));
+    m_range->addItem(tr("Manual range"), int(EzRange::Manual));
+    m_band->addItem(tr("All bands"));
+    m_demosaic->setChecked(true);
+    m_demosaic->hide();
+    m_band->hide();
 }
 
 SzDisplaySettings CzDisplayPanel::settings() const {
     SzDisplaySettings settings;
-    settings.range = SzDisplaySettings::EzRange(m_range->currentData().toInt());
+    settings.range = EzRange(m_range->currentData().toInt());
     settings.manual = {m_black->value(), m_white->value()};
     settings.demosaic = m_demosaic->isChecked();
     settings.band = m_band->currentIndex() - 1;
@@ -102,25 +102,57 @@ CzPictureWidget::EzMode CzDisplayPanel::mode() const {
 }
 
 void CzDisplayPanel::setPicture(const CzLinkTap::Picture& picture) {
-    const QStringList names = bandsOf(picture);
-    m_demosaic->setVisible(picture && isRaw(picture->picBuf()));
-    m_band->setVisible(!names.isEmpty());
-    if (names == m_bandNames && m_band->count() > 0)
+    if (!picture)
         return;
-    m_bandNames = names;
+    m_picture = picture;
+    m_demosaic->setVisible(hasMosaicColours(*picture));
+    const int decimals = largestSample(picture->picBuf()) > 0.0 ? 0 : floatDecimals;
+    for (QDoubleSpinBox* const limit : {m_black, m_white})
+        limit->setDecimals(decimals);
+    const QStringList names = bandsOf(*picture);
+    m_band->setVisible(!names.isEmpty());
+    if (!names.isEmpty() && names != m_bandNames)
+        offerBands(names);
+}
+
+void CzDisplayPanel::offerBands(const QStringList& names) {
+    const QString chosen = m_bandNames.value(m_band->currentIndex() - 1);
     const int before = m_band->currentIndex();
+    m_bandNames = names;
     {
         const QSignalBlocker quiet(m_band);
         m_band->clear();
         m_band->addItem(tr("All bands"));
         m_band->addItems(names);
-        m_band->setCurrentIndex(before >= 0 && before < m_band->count() ? before : 0);
+        m_band->setCurrentIndex(before > 0 ? names.indexOf(chosen) + 1 : 0);
     }
     if (m_band->currentIndex() != before)
-        emit changed();
+        tell();
 }
 
 void CzDisplayPanel::stepBand(int bands) {
-    if (!m_bandNames.isEmpty())
+    if (!m_band->isHidden())
         m_band->setCurrentIndex(std::clamp(m_band->currentIndex() + bands, 0, m_band->count() - 1));
+}
+
+void CzDisplayPanel::beginManualRange() {
+    if (!m_picture)
+        return;
+    SzDisplaySettings before = settings();
+    before.range = m_toldRange;
+    const SzDisplayRange shown = displayRange(*m_picture, before);
+    const QSignalBlocker quietBlack(m_black);
+    const QSignalBlocker quietWhite(m_white);
+    m_black->setValue(shown.black);
+    m_white->setValue(shown.white);
+}
+
+void CzDisplayPanel::tell() {
+    const EzRange range = settings().range;
+    if (range == EzRange::Manual && m_toldRange != EzRange::Manual)
+        beginManualRange();
+    m_toldRange = range;
+    m_black->setVisible(range == EzRange::Manual);
+    m_white->setVisible(range == EzRange::Manual);
+    emit changed();
 }

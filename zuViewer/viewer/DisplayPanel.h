@@ -21,22 +21,30 @@ public:
     SzDisplaySettings settings() const;
     CzPictureWidget::EzMode mode() const;
 
-    /// Offers what there is for this picture: its bands, its range.
+    /// Offers what there is for this picture: its bands, its colours, the numbers of its range. What was
+    /// chosen stays chosen as far as the picture has it. Null: nothing changes.
     void setPicture(const CzLinkTap::Picture& picture);
 
-    /// To the band before or behind.
+    /// To the band before (-1) or behind (1).
     void stepBand(int bands);
 
 signals:
     void changed();
 
 private:
+    void offerBands(const QStringList& names);
+    /// A manual range begins as the one that is shown.
+    void beginManualRange();
+    void tell();
+
+    CzLinkTap::Picture m_picture;
+    SzDisplaySettings::EzRange m_toldRange = SzDisplaySettings::EzRange::Full;
     QComboBox* m_mode;
     QComboBox* m_range;
     QDoubleSpinBox* m_black;
     QDoubleSpinBox* m_white;
     QCheckBox* m_demosaic;
     QComboBox* m_band;
-    QCheckBox* m_saturated;
     QStringList m_bandNames;
+    QCheckBox* m_saturated;
 };

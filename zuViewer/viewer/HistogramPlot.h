@@ -3,14 +3,13 @@
 
 #include "HistoData.h"
 #include "LinkTap.h"
+#include "PlotPanel.h"
 
 #include <QFutureWatcher>
-#include <QWidget>
+#include <QTimer>
 
-class QCustomPlot;
-
-/// Histogram of a picture, counted in the background: of many pictures the newest that there is time for.
-class CzHistogramPlot : public QWidget {
+/// Histogram of a picture, counted in the background some times a second: of many pictures the newest.
+class CzHistogramPlot : public CzPlotPanel {
     Q_OBJECT
 public:
     explicit CzHistogramPlot(QWidget* parent = nullptr);
@@ -28,10 +27,11 @@ signals:
 
 private:
     void measureNext();
-    void show();
+    void draw();
 
-    QCustomPlot* m_plot;
-    CzLinkTap::Picture m_next; ///< waits to be counted
+    CzLinkTap::Picture m_picture; ///< the newest
+    bool m_isMeasured = true;
+    QTimer m_pause; ///< after a measurement
     QFutureWatcher<CzHistoData> m_watcher;
     CzHistoData m_histogram;
 };

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "HsiCameraParams.h"
+
 #include <QImage>
 #include <QPointF>
 #include <QSize>
-#include <QString>
-#include <QVector>
 
 class CzImageData;
 
@@ -26,7 +26,7 @@ struct SzDisplaySettings {
     SzDisplayRange manual;
     bool demosaic = true;       ///< raw Bayer and RGB-NIR pictures in colour, not as they are
     int band = -1;              ///< of a hyperspectral mosaic: this band alone; -1: the mosaic as it is
-    bool markSaturated = false; ///< pixels with a sample at the end of the bit depth in red
+    bool markSaturated = false; ///< in red what is at the end of the bit depth in a colour that is shown
 };
 
 /// The part of a picture that is to be seen.
@@ -36,28 +36,16 @@ struct SzViewport {
     QSize size;         ///< of the view in screen pixels
 };
 
-/// The range that the settings ask for. Looks at some 50000 samples at most, whatever the size of the
-/// picture. Spectra: of the logarithm of the magnitude.
+/// Whether the picture is a raw one that can be shown in colour.
+bool hasMosaicColours(const CzImageData& picture);
+
+/// The range that the settings ask for. Looks at some 50000 pixels at most, whatever the size of the picture.
+/// Spectra: of the logarithm of the magnitude. Without any sample that is a number: 0 to 1.
 SzDisplayRange displayRange(const CzImageData& picture, const SzDisplaySettings& settings);
 
-/// What the view shows: takes time in proportion to the pixels of the view, not of the picture. Pixels beside
-/// the picture are transparent. Spectra are shown as the logarithm of their magnitude; unknown sample types
-/// as nothing. Each screen pixel shows one pixel of the picture. Any thread.
+/// What the view shows: takes time in proportion to the pixels of the view, not of the picture. Each screen
+/// pixel shows the one pixel of the picture that is under its middle. Spectra are shown as the logarithm of
+/// their magnitude, unknown sample types as nothing. Transparent: what lies beside the picture or the shown
+/// band's zone, and what is not a number. A range without extent makes a step. Any thread.
 QImage renderPicture(const CzImageData& picture, const SzDisplaySettings& settings,
                      const SzDisplayRange& range, const SzViewport& viewport);
-
-/// One sample as it is in memory. Integers and floats alike; nan outside the picture.
-double sampleAt(const CzImageData& picture, int x, int y, int channel);
-
-/// "x 12, y 7: 1023" with the samples of all channels (colour pictures: red, green, blue), the place in the
-/// mosaic's cell with the name of its band or colour, and for spectra magnitude and phase. Empty outside.
-QString describePixel(const CzImageData& picture, int x, int y);
-
-/// The spectrum of a pixel of a hyperspectral mosaic: what the bands of its cell (the zone's, where there are
-/// several) measured, in the order of their wavelengths. Empty for other pictures.
-struct SzSpectrumPoint {
-    QString band;
-    double wavelength = 0.0; ///< nanometres; 0 when unknown
-    double value = 0.0;
-};
-QVector<SzSpectrumPoint> spectrumAt(const CzImageData& picture, int x, int y);

@@ -8,6 +8,7 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QStyle>
+#include <QStyleOptionFocusRect>
 
 #include <algorithm>
 #include <cmath>
@@ -17,11 +18,21 @@ namespace {
 constexpr double largestScale = 64.0;
 constexpr double smallestScale = 1.0 / 256.0;
 constexpr double zoomStep = 1.25;
-constexpr int splitterReach = 4; // screen pixels
+constexpr double keyStep = 40.0;   // widget pixels
+constexpr double leastShown = 1.0; // of the picture, in widget pixels: it cannot be moved away
+constexpr int splitterReach = 4;   // widget pixels
 
-/// The ground that shows where no picture is.
-QBrush ground(const QPalette& palette) {
-    return palette.brush(QPalette::Dark);
+QSizeF sizeOf(const CzImageData& picture) {
+    return QSizeF(picture.picBuf().width, picture.picBuf().height);
+}
+
+/// Null for a picture without pixels, too.
+const CzImageData* withPixels(const CzLinkTap::Picture& picture) {
+    return picture && picture->picBuf().data ? picture.get() : nullptr;
+}
+
+QPointF middleOf(const QSizeF& size) {
+    return {size.width() / 2, size.height() / 2};
 }
 
 } // namespace
@@ -41,15 +52,15 @@ QSize CzPictureWidget::sizeHint() const {
 // ---- What is shown ----
 
 void CzPictureWidget::setPictures(const CzLinkTap::Picture& after, const CzLinkTap::Picture& before) {
-    const QSizeF formerSize = pictureSize();
     m_after = after;
     m_before = before;
-    if (pictureSize() != formerSize) {
-        m_centre = QPointF(pictureSize().width() / 2, pictureSize().height() / 2);
+    if (!pictureSize().isEmpty() && pictureSize() != m_lastSize) {
+        m_lastSize = pictureSize();
+        m_centre = middleOf(pictureSize());
         updateFit();
+        if (underMouse())
+            tellCursor(mapFromGlobal(QCursor::pos()));
     }
-    if (underMouse())
-        tellCursor(mapFromGlobal(QCursor::pos()));
     update();
 }
 
@@ -65,64 +76,74 @@ void CzPictureWidget::setDisplay(const SzDisplaySettings& settings) {
 }
 
 QSizeF CzPictureWidget::pictureSize() const {
-    const CzImageData* const picture = m_after ? m_after.get() : m_before.get();
-    return picture ? QSizeF(picture->picBuf().width, picture->picBuf().height) : QSizeF();
+    const CzImageData* const picture = withPixels(m_after) ? m_after.get() : withPixels(m_before);
+    return picture ? sizeOf(*picture) : QSizeF(0.0, 0.0);
 }
 
-QVector<CzPictureWidget::Pane> CzPictureWidget::panes() const {
-    const int half = width() / 2;
-    const int line = static_cast<int>(std::lround(m_split * width()));
+QVector<CzPictureWidget::SzPane> CzPictureWidget::panes() const {
+    const CzImageData* const before = withPixels(m_before);
+    const CzImageData* const after = withPixels(m_after);
+    const auto halves = [this](int line) {
+        return std::pair{QRect(0, 0, line, height()), QRect(line, 0, width() - line, height())};
+    };
     switch (m_mode) {
-    case EzMode::SideBySide:
-        return {{QRect(0, 0, half, height()), m_before.get(), true},
-                {QRect(half, 0, width() - half, height()), m_after.get(), false}};
-    case EzMode::Split:
-        return {{QRect(0, 0, line, height()), m_before.get(), true},
-                {QRect(line, 0, width() - line, height()), m_after.get(), false}};
+    case EzMode::SideBySide: {
+        const auto [left, right] = halves(width() / 2);
+        return {{left, QRectF(left).center(), before, true}, {right, QRectF(right).center(), after, false}};
+    }
+    case EzMode::Split: {
+        const auto [left, right] = halves(static_cast<int>(std::lround(m_split * width())));
+        const QPointF middle = QRectF(rect()).center();
+        return {{left, middle, before, true}, {right, middle, after, false}};
+    }
     default:
-        return {{rect(), m_after.get(), false}};
+        return {{rect(), QRectF(rect()).center(), after, false}};
     }
 }
 
-SzViewport CzPictureWidget::viewportOf(const Pane& pane) const {
-    // Before and after show the same place: side by side each in the middle of its half, split in the middle
-    // of the widget. Pictures of another size than the one behind them are shown with the same scale.
-    const QPointF middle =
-        m_mode == EzMode::SideBySide ? QRectF(pane.area).center() : QRectF(rect()).center();
-    const QPointF topLeft = m_centre - (middle - pane.area.topLeft()) / m_scale;
-    const double ratio = devicePixelRatioF();
-    return {topLeft, m_scale * ratio, pane.area.size() * ratio};
-}
-
-QPointF CzPictureWidget::toPicture(const QPointF& position, const Pane& pane) const {
-    return viewportOf(pane).topLeft + (position - pane.area.topLeft()) / m_scale;
-}
-
-const CzPictureWidget::Pane* CzPictureWidget::paneAt(const QVector<Pane>& shown,
-                                                     const QPoint& position) const {
+CzPictureWidget::SzPane CzPictureWidget::paneAt(const QPointF& position) const {
+    const QVector<SzPane> shown = panes();
     const auto found = std::find_if(shown.begin(), shown.end(),
-                                    [&](const Pane& pane) { return pane.area.contains(position); });
-    return found == shown.end() ? nullptr : &*found;
+                                    [&](const SzPane& pane) { return QRectF(pane.area).contains(position); });
+    return found == shown.end() ? shown.last() : *found;
 }
 
-QImage CzPictureWidget::image() {
-    QImage shown(size() * devicePixelRatioF(), QImage::Format_ARGB32_Premultiplied);
-    shown.setDevicePixelRatio(devicePixelRatioF());
-    render(&shown);
-    return shown;
+SzViewport CzPictureWidget::viewportOf(const SzPane& pane) const {
+    const QSizeF reference = pictureSize();
+    const QSizeF size = sizeOf(*pane.picture);
+    const double relative = std::min(reference.width() / size.width(), reference.height() / size.height());
+    const QPointF centre = middleOf(size) + (m_centre - middleOf(reference)) / relative;
+    const QPointF topLeft = centre - (pane.middle - pane.area.topLeft()) / (widgetScale() * relative);
+    return {topLeft, m_scale * relative, pane.area.size() * devicePixelRatioF()};
 }
 
-void CzPictureWidget::paintEvent(QPaintEvent*) {
-    QPainter painter(this);
-    painter.fillRect(rect(), ground(palette()));
-    const QVector<Pane> shown = panes();
-    if (!m_after && !m_before) {
-        painter.setPen(palette().color(QPalette::BrightText));
+QPointF CzPictureWidget::screenPixel(const QPointF& position) const {
+    const double half = 0.5 / devicePixelRatioF();
+    return position + QPointF(half, half);
+}
+
+std::optional<QPoint> CzPictureWidget::pixelAt(const SzPane& pane, const QPoint& position) const {
+    if (!pane.picture || !pane.area.contains(position))
+        return std::nullopt;
+    const SzViewport viewport = viewportOf(pane);
+    const QPointF inPane = screenPixel(position) - pane.area.topLeft();
+    const QPointF at = viewport.topLeft + inPane * (devicePixelRatioF() / viewport.scale);
+    if (!QRectF(QPointF(0.0, 0.0), sizeOf(*pane.picture)).contains(at))
+        return std::nullopt;
+    return QPoint(static_cast<int>(at.x()), static_cast<int>(at.y()));
+}
+
+void CzPictureWidget::paint(QPainter& painter) const {
+    const QColor ground = palette().color(QPalette::Dark);
+    painter.fillRect(rect(), ground);
+    if (pictureSize().isEmpty()) {
+        painter.setPen(ground.lightness() > 127 ? Qt::black : Qt::white);
         painter.drawText(rect(), Qt::AlignCenter | Qt::TextWordWrap,
                          tr("No picture yet.\nOpen or drop pictures, or choose a scene."));
         return;
     }
-    for (const Pane& pane : shown) {
+    const QVector<SzPane> shown = panes();
+    for (const SzPane& pane : shown) {
         if (!pane.picture || pane.area.isEmpty())
             continue;
         QImage rendered =
@@ -134,49 +155,62 @@ void CzPictureWidget::paintEvent(QPaintEvent*) {
         painter.setPen(QPen(palette().color(QPalette::Highlight), 2));
         painter.drawLine(shown.at(1).area.topLeft(), shown.at(1).area.bottomLeft());
     }
-    if (hasFocus() && style()->styleHint(QStyle::SH_UnderlineShortcut)) {
-        painter.setPen(palette().color(QPalette::Highlight));
-        painter.drawRect(rect().adjusted(0, 0, -1, -1));
+}
+
+QImage CzPictureWidget::image() const {
+    QImage shown(size() * devicePixelRatioF(), QImage::Format_ARGB32_Premultiplied);
+    shown.setDevicePixelRatio(devicePixelRatioF());
+    QPainter painter(&shown);
+    paint(painter);
+    return shown;
+}
+
+void CzPictureWidget::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    paint(painter);
+    if (hasFocus()) {
+        QStyleOptionFocusRect option;
+        option.initFrom(this);
+        style()->drawPrimitive(QStyle::PE_FrameFocusRect, &option, &painter, this);
     }
 }
 
 // ---- Zoom and place ----
 
-double CzPictureWidget::scale() const {
-    return m_scale;
-}
-
 void CzPictureWidget::updateFit() {
     if (!m_fitted || pictureSize().isEmpty())
         return;
-    const double width = m_mode == EzMode::SideBySide ? this->width() / 2.0 : this->width();
-    m_scale = std::min(width / pictureSize().width(), height() / pictureSize().height());
-    m_centre = QPointF(pictureSize().width() / 2, pictureSize().height() / 2);
+    const double paneWidth = m_mode == EzMode::SideBySide ? width() / 2.0 : width();
+    const double fitting = std::min(paneWidth / pictureSize().width(), height() / pictureSize().height());
+    m_scale = std::clamp(fitting * devicePixelRatioF(), smallestScale, largestScale);
+    m_centre = middleOf(pictureSize());
     emit scaleChanged(m_scale);
 }
 
 void CzPictureWidget::clampCentre() {
-    m_centre = {std::clamp(m_centre.x(), 0.0, std::max(0.0, pictureSize().width())),
-                std::clamp(m_centre.y(), 0.0, std::max(0.0, pictureSize().height()))};
+    const double paneWidth = m_mode == EzMode::SideBySide ? width() / 2.0 : width();
+    const double reachX = std::max(0.0, paneWidth / 2 - leastShown) / widgetScale();
+    const double reachY = std::max(0.0, height() / 2.0 - leastShown) / widgetScale();
+    m_centre = {std::clamp(m_centre.x(), -reachX, pictureSize().width() + reachX),
+                std::clamp(m_centre.y(), -reachY, pictureSize().height() + reachY)};
 }
 
-void CzPictureWidget::setScale(double scale, const QPointF& keepPicture, const QPointF& atWidget) {
-    const QVector<Pane> shown = panes();
-    const Pane* const pane = paneAt(shown, atWidget.toPoint());
+void CzPictureWidget::moveBy(const QPointF& widgetPixels) {
     m_fitted = false;
-    m_scale = std::clamp(scale, smallestScale, largestScale);
-    // The same pixel stays below the cursor.
-    if (pane)
-        m_centre += keepPicture - toPicture(atWidget, *pane);
+    m_centre += widgetPixels / widgetScale();
     clampCentre();
-    emit scaleChanged(m_scale);
     update();
 }
 
 void CzPictureWidget::zoomTo(double scale, const QPointF& around) {
-    const QVector<Pane> shown = panes();
-    const Pane* const pane = paneAt(shown, around.toPoint());
-    setScale(scale, pane ? toPicture(around, *pane) : m_centre, around);
+    const QPointF fromMiddle = around - paneAt(around).middle;
+    const double before = widgetScale();
+    m_fitted = false;
+    m_scale = std::clamp(scale, smallestScale, largestScale);
+    m_centre += fromMiddle / before - fromMiddle / widgetScale();
+    clampCentre();
+    emit scaleChanged(m_scale);
+    update();
 }
 
 void CzPictureWidget::fit() {
@@ -185,10 +219,12 @@ void CzPictureWidget::fit() {
     update();
 }
 
+void CzPictureWidget::showPixelByPixel(const QPointF& around) {
+    zoomTo(1.0, around);
+}
+
 void CzPictureWidget::showPixelByPixel() {
-    const QVector<Pane> shown = panes();
-    const QPointF middle = QRectF(shown.last().area).center();
-    setScale(1.0 / devicePixelRatioF(), toPicture(middle, shown.last()), middle);
+    zoomTo(1.0, panes().last().middle);
 }
 
 void CzPictureWidget::resizeEvent(QResizeEvent*) {
@@ -202,78 +238,64 @@ bool CzPictureWidget::isOnSplitter(const QPoint& position) const {
 }
 
 void CzPictureWidget::tellCursor(const QPoint& position) {
-    const QVector<Pane> shown = panes();
-    const Pane* const pane = paneAt(shown, position);
-    if (!pane || !pane->picture) {
-        emit cursorMoved(-1, -1, false);
-        return;
-    }
-    const QPointF at = toPicture(position, *pane);
-    const bool inside = at.x() >= 0 && at.y() >= 0 && at.x() < pane->picture->picBuf().width &&
-                        at.y() < pane->picture->picBuf().height;
-    emit cursorMoved(inside ? static_cast<int>(at.x()) : -1, inside ? static_cast<int>(at.y()) : -1,
-                     pane->before);
+    const SzPane pane = paneAt(screenPixel(position));
+    const QPoint pixel = pixelAt(pane, position).value_or(QPoint(-1, -1));
+    emit cursorMoved(pixel.x(), pixel.y(), pane.before);
 }
 
 void CzPictureWidget::wheelEvent(QWheelEvent* event) {
-    const double steps = event->angleDelta().y() / 120.0;
-    zoomTo(m_scale * std::pow(zoomStep, steps), event->position());
+    if (const int turned = event->angleDelta().y(); turned != 0)
+        zoomTo(m_scale * std::pow(zoomStep, turned / 120.0), screenPixel(event->position()));
     event->accept();
 }
 
 void CzPictureWidget::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton)
         return;
-    m_pressedAt = event->pos();
-    m_pressedCentre = m_centre;
-    m_dragging = false;
-    m_draggingSplitter = isOnSplitter(event->pos());
+    m_pressedAt = m_draggedTo = event->pos();
+    m_drag = isOnSplitter(event->pos()) ? EzDrag::Splitter : EzDrag::Pressed;
 }
 
 void CzPictureWidget::mouseMoveEvent(QMouseEvent* event) {
-    if (event->buttons() & Qt::LeftButton) {
-        if (m_draggingSplitter) {
-            m_split = std::clamp(double(event->pos().x()) / std::max(1, width()), 0.0, 1.0);
-            update();
-        } else if (m_dragging ||
-                   (event->pos() - m_pressedAt).manhattanLength() >= QApplication::startDragDistance()) {
-            m_dragging = true;
-            m_fitted = false;
-            m_centre = m_pressedCentre - QPointF(event->pos() - m_pressedAt) / m_scale;
-            clampCentre();
-            update();
-        }
+    const QPoint position = event->pos();
+    if (m_drag == EzDrag::Pressed &&
+        (position - m_pressedAt).manhattanLength() >= QApplication::startDragDistance())
+        m_drag = EzDrag::Picture;
+    if (m_drag == EzDrag::Splitter) {
+        m_split = std::clamp(double(position.x()) / std::max(1, width()), 0.0, 1.0);
+        update();
+    } else if (m_drag == EzDrag::Picture) {
+        moveBy(m_draggedTo - position);
+        m_draggedTo = position;
     }
-    setCursor(isOnSplitter(event->pos()) ? Qt::SplitHCursor : Qt::ArrowCursor);
-    tellCursor(event->pos());
+    setCursor(m_drag == EzDrag::Splitter || isOnSplitter(position) ? Qt::SplitHCursor : Qt::ArrowCursor);
+    tellCursor(position);
 }
 
 void CzPictureWidget::mouseReleaseEvent(QMouseEvent* event) {
-    if (event->button() != Qt::LeftButton || m_dragging || m_draggingSplitter)
+    if (event->button() != Qt::LeftButton)
         return;
-    const QVector<Pane> shown = panes();
-    const Pane* const pane = paneAt(shown, event->pos());
-    if (!pane || !pane->picture)
-        return;
-    const QPointF at = toPicture(event->pos(), *pane);
-    if (at.x() >= 0 && at.y() >= 0 && at.x() < pane->picture->picBuf().width &&
-        at.y() < pane->picture->picBuf().height)
-        emit pixelClicked(static_cast<int>(at.x()), static_cast<int>(at.y()), pane->before);
+    const bool clicked = m_drag == EzDrag::Pressed;
+    m_drag = EzDrag::None;
+    const SzPane pane = paneAt(screenPixel(event->pos()));
+    if (const auto pixel = pixelAt(pane, event->pos()); clicked && pixel)
+        emit pixelClicked(pixel->x(), pixel->y(), pane.before);
 }
 
-void CzPictureWidget::mouseDoubleClickEvent(QMouseEvent*) {
+void CzPictureWidget::mouseDoubleClickEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton)
+        return;
     if (m_fitted)
-        showPixelByPixel();
+        showPixelByPixel(screenPixel(event->pos()));
     else
         fit();
 }
 
 void CzPictureWidget::keyPressEvent(QKeyEvent* event) {
-    const QPointF middle = QRectF(panes().last().area).center();
-    const double screenStep = 40.0 / m_scale; // in pixels of the picture
-    QPointF by;
+    const QPointF middle = panes().last().middle;
     switch (event->key()) {
     case Qt::Key_Plus:
+    case Qt::Key_Equal: // the same key without Shift
         return zoomTo(m_scale * zoomStep, middle);
     case Qt::Key_Minus:
         return zoomTo(m_scale / zoomStep, middle);
@@ -282,24 +304,16 @@ void CzPictureWidget::keyPressEvent(QKeyEvent* event) {
     case Qt::Key_1:
         return showPixelByPixel();
     case Qt::Key_Left:
-        by = {-screenStep, 0.0};
-        break;
+        return moveBy({-keyStep, 0.0});
     case Qt::Key_Right:
-        by = {screenStep, 0.0};
-        break;
+        return moveBy({keyStep, 0.0});
     case Qt::Key_Up:
-        by = {0.0, -screenStep};
-        break;
+        return moveBy({0.0, -keyStep});
     case Qt::Key_Down:
-        by = {0.0, screenStep};
-        break;
+        return moveBy({0.0, keyStep});
     default:
-        return QWidget::keyPressEvent(event);
+        QWidget::keyPressEvent(event);
     }
-    m_fitted = false;
-    m_centre += by;
-    clampCentre();
-    update();
 }
 
 void CzPictureWidget::leaveEvent(QEvent*) {

@@ -4,10 +4,14 @@
 #include "LinkTap.h"
 #include "PictureRenderer.h"
 
+#include <QVector>
 #include <QWidget>
 
+#include <optional>
+
 /// Shows one picture, or two of them (before and after) side by side or split. The wheel zooms around the
-/// cursor, dragging moves, keys do the same: + and -, arrows, F (fit), 1 (pixel by pixel).
+/// cursor, dragging moves, a double click changes between all of the picture and pixel by pixel, and keys do
+/// the same: + and -, arrows, F (fit), 1 (pixel by pixel).
 class CzPictureWidget : public QWidget {
     Q_OBJECT
 public:
@@ -19,7 +23,8 @@ public:
 
     explicit CzPictureWidget(QWidget* parent = nullptr);
 
-    /// Shows these; null: nothing. before is used by the modes with two.
+    /// Shows these; null: nothing. before is used by the modes with two. A picture before of another size has
+    /// its middle in the same place, and is shown as large as the one after.
     void setPictures(const CzLinkTap::Picture& after, const CzLinkTap::Picture& before = {});
     CzLinkTap::Picture picture() const { return m_after; }
     void setMode(EzMode mode);
@@ -27,17 +32,19 @@ public:
     void setDisplay(const SzDisplaySettings& settings);
     const SzDisplaySettings& display() const { return m_display; }
 
-    /// Screen pixels per picture pixel.
-    double scale() const;
-    /// Around a place of the widget.
+    /// Screen pixels per picture pixel, from 1/256 to 64.
+    double scale() const { return m_scale; }
+    /// The place of the widget, and the pixel that is there, stay together.
     void zoomTo(double scale, const QPointF& around);
     /// The whole picture, as large as it can be; stays so when the window changes.
     void fit();
     bool isFitted() const { return m_fitted; }
+    /// A screen pixel per picture pixel; the place stays.
+    void showPixelByPixel(const QPointF& around);
     void showPixelByPixel();
 
-    /// What is seen now, for the clipboard and for tests.
-    QImage image();
+    /// What is seen now, for the clipboard and for tests; in screen pixels.
+    QImage image() const;
 
     QSize sizeHint() const override;
 
@@ -61,32 +68,42 @@ protected:
 
 private:
     /// One of the two places that pictures are shown in.
-    struct Pane {
-        QRect area; ///< of the widget
+    struct SzPane {
+        QRect area;     ///< of the widget
+        QPointF middle; ///< where m_centre is shown; may lie outside the area
         const CzImageData* picture = nullptr;
         bool before = false;
     };
-    QVector<Pane> panes() const;
+    /// Left to right; the last one shows the picture after.
+    QVector<SzPane> panes() const;
+    SzPane paneAt(const QPointF& position) const;
+    SzViewport viewportOf(const SzPane& pane) const;
+    /// The middle of the screen pixel that the cursor points at.
+    QPointF screenPixel(const QPointF& position) const;
+    std::optional<QPoint> pixelAt(const SzPane& pane, const QPoint& position) const;
+
     QSizeF pictureSize() const;
-    SzViewport viewportOf(const Pane& pane) const;
-    QPointF toPicture(const QPointF& position, const Pane& pane) const;
-    const Pane* paneAt(const QVector<Pane>& shown, const QPoint& position) const;
-    void setScale(double scale, const QPointF& keepPicture, const QPointF& atWidget);
+    /// Widget pixels per picture pixel.
+    double widgetScale() const { return m_scale / devicePixelRatioF(); }
     void updateFit();
+    void moveBy(const QPointF& widgetPixels);
     void clampCentre();
     void tellCursor(const QPoint& position);
     bool isOnSplitter(const QPoint& position) const;
+    void paint(QPainter& painter) const;
+
+    enum class EzDrag { None, Pressed, Picture, Splitter };
 
     CzLinkTap::Picture m_after;
     CzLinkTap::Picture m_before;
+    QSizeF m_lastSize; // of the last picture that there was: the next one of this size keeps its place
     SzDisplaySettings m_display;
     EzMode m_mode = EzMode::Single;
     bool m_fitted = true;
-    double m_scale = 1.0; // screen pixels per picture pixel
-    QPointF m_centre;     // of the view, in pixels of the picture
+    double m_scale = 1.0; // of the picture after
+    QPointF m_centre;     // of the view, in pixels of the picture after
     double m_split = 0.5; // place of the line, as a part of the width
+    EzDrag m_drag = EzDrag::None;
     QPoint m_pressedAt;
-    QPointF m_pressedCentre;
-    bool m_dragging = false;
-    bool m_draggingSplitter = false;
+    QPoint m_draggedTo;
 };

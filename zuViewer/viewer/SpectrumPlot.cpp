@@ -1,18 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "SpectrumPlot.h"
 
-#include <QVBoxLayout>
 #include <qcustomplot.h>
 
 #include <algorithm>
 
-CzSpectrumPlot::CzSpectrumPlot(QWidget* parent) : QWidget(parent), m_plot(new QCustomPlot) {
-    auto* const layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(m_plot);
-    m_plot->setMinimumSize(120, 80);
-    m_plot->addGraph();
-    m_plot->graph()->setScatterStyle(QCPScatterStyle(QCPScatterStyle::ssDisc, 5));
+CzSpectrumPlot::CzSpectrumPlot(QWidget* parent) : CzPlotPanel(parent) {
+    plot().addGraph();
+    plot().graph()->setScatterStyle(QCPScatterStyle(QCPScatterStyle::ssDisc, 5));
+    plot().graph()->setPen(palette().color(QPalette::Highlight));
     setSpectrum({}, tr("Click a pixel of a hyperspectral mosaic."));
 }
 
@@ -28,10 +24,21 @@ void CzSpectrumPlot::setSpectrum(const QVector<SzSpectrumPoint>& spectrum, const
         values.append(spectrum.at(i).value);
         names->addTick(i, spectrum.at(i).band);
     }
-    m_plot->graph()->setData(places, values);
-    m_plot->xAxis->setTicker(hasWavelengths ? QSharedPointer<QCPAxisTicker>::create() : names);
-    m_plot->xAxis->setLabel(hasWavelengths ? title + tr(" – wavelength in nm") : title);
-    m_plot->rescaleAxes();
-    m_plot->yAxis->setRangeLower(std::min(0.0, m_plot->yAxis->range().lower));
-    m_plot->replot(QCustomPlot::rpQueuedReplot);
+    plot().graph()->setData(places, values);
+    QCPAxis& x = *plot().xAxis;
+    QCPAxis& y = *plot().yAxis;
+    x.setTicker(hasWavelengths ? QSharedPointer<QCPAxisTicker>::create() : names);
+    x.setTickLabelRotation(hasWavelengths ? 0.0 : 60.0);
+    x.setLabel(hasWavelengths && !spectrum.isEmpty() ? tr("%1 – wavelength in nm").arg(title) : title);
+    const bool hasSamples = !spectrum.isEmpty();
+    for (QCPAxis* const axis : {&x, &y}) {
+        axis->setTicks(hasSamples);
+        axis->setTickLabels(hasSamples);
+    }
+    if (hasSamples) {
+        plot().rescaleAxes();
+        x.scaleRange(1.05, x.range().center());
+        y.setRange(std::min(0.0, y.range().lower), 1.05 * std::max(1.0, y.range().upper));
+    }
+    plot().replot(QCustomPlot::rpQueuedReplot);
 }

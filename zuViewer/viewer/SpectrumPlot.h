@@ -1,15 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "PictureRenderer.h"
-
-#include <QWidget>
-
-class QCustomPlot;
+#include "PixelDescription.h"
+#include "PlotPanel.h"
 
 /// What the bands of a hyperspectral mosaic measured at one pixel, over their wavelengths, or over their
 /// places in the list where a sensor does not tell any.
-class CzSpectrumPlot : public QWidget {
+class CzSpectrumPlot : public CzPlotPanel {
     Q_OBJECT
 public:
     explicit CzSpectrumPlot(QWidget* parent = nullptr);
@@ -18,6 +15,5 @@ public:
     const QVector<SzSpectrumPoint>& spectrum() const { return m_spectrum; }
 
 private:
-    QCustomPlot* m_plot;
     QVector<SzSpectrumPoint> m_spectrum;
 };

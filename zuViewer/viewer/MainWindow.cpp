@@ -9,9 +9,11 @@
 #include "HistogramPlot.h"
 #include "ImageData.h"
 #include "PictureWidget.h"
+#include "ProblemBar.h"
 #include "SensorPanel.h"
 #include "SourcePanel.h"
 #include "SpectrumPlot.h"
+#include "StatusPanel.h"
 
 #include <QAction>
 #include <QApplication>
@@ -22,27 +24,22 @@
 #include <QDragEnterEvent>
 #include <QFileDialog>
 #include <QFileInfo>
-#include <QLabel>
-#include <QLocale>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QScrollArea>
 #include <QSettings>
 #include <QStatusBar>
-#include <QToolBar>
 #include <QVBoxLayout>
-
-#include <cstdlib>
 
 namespace {
 
 constexpr int screenPeriodMs = 16;
 constexpr int refreshPeriodMs = 200;
 constexpr int repeatDelayMs = 60; // an element's widget may still be at it
+constexpr int messageMs = 5000;
 constexpr int recentChains = 8;
-constexpr double stuckMs = 2000.0;
-constexpr double stuckAtCloseMs = 5000.0;
+constexpr double hangsAtCloseMs = 5000.0;
 
 const QString geometryKey = QStringLiteral("window/geometry");
 const QString layoutKey = QStringLiteral("window/layout");
@@ -52,25 +49,27 @@ const QString chainPathKey = QStringLiteral("chains/lastPath");
 const QString sourcePathsKey = QStringLiteral("source/paths");
 const QString sourceSceneKey = QStringLiteral("source/scene");
 
+const QString chainSuffix = QStringLiteral("zuchain");
+
 bool isChainFile(const QString& path) {
-    return path.endsWith(QLatin1String(".zuchain"), Qt::CaseInsensitive);
+    return QFileInfo(path).suffix().compare(chainSuffix, Qt::CaseInsensitive) == 0;
+}
+
+QStringList localFiles(const QMimeData& data) {
+    QStringList paths;
+    for (const QUrl& url : data.urls())
+        if (url.isLocalFile())
+            paths.append(url.toLocalFile());
+    return paths;
 }
 
 } // namespace
 
 CzMainWindow::CzMainWindow(QWidget* parent) : QMainWindow(parent) {
     setAcceptDrops(true);
-    m_picture = new CzPictureWidget;
+    m_problem = new CzProblemBar;
     m_displayPanel = new CzDisplayPanel;
-    m_problem = new QLabel;
-    m_problem->setObjectName(QStringLiteral("problem"));
-    m_problem->setWordWrap(true);
-    m_problem->setTextFormat(Qt::PlainText);
-    m_problem->setContentsMargins(8, 6, 8, 6);
-    m_problem->setStyleSheet(QStringLiteral("background: #ffe0b0; color: #402000"));
-    m_problem->setToolTip(tr("Click to close"));
-    m_problem->installEventFilter(this);
-    m_problem->hide();
+    m_picture = new CzPictureWidget;
     auto* const centre = new QWidget;
     auto* const layout = new QVBoxLayout(centre);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -79,47 +78,23 @@ CzMainWindow::CzMainWindow(QWidget* parent) : QMainWindow(parent) {
     layout->addWidget(m_displayPanel);
     layout->addWidget(m_picture, 1);
     setCentralWidget(centre);
+    m_status = new CzStatusPanel;
+    statusBar()->addPermanentWidget(m_status, 1);
 
-    m_sensorPanel = new CzSensorPanel;
-    m_sourcePanel = new CzSourcePanel(m_player, *m_sensorPanel);
-    m_chainPanel = new CzChainPanel(m_session);
-    m_configurationPanel = new CzConfigurationPanel(m_session);
-    m_histogram = new CzHistogramPlot;
-    m_spectrum = new CzSpectrumPlot;
-    auto* const sensorArea = new QScrollArea;
-    sensorArea->setFrameShape(QFrame::NoFrame);
-    sensorArea->setWidgetResizable(true);
-    sensorArea->setWidget(m_sensorPanel);
-    QDockWidget* const source =
-        addDock(Qt::LeftDockWidgetArea, QStringLiteral("source"), tr("Source"), m_sourcePanel);
-    QDockWidget* const sensor =
-        addDock(Qt::LeftDockWidgetArea, QStringLiteral("sensor"), tr("Sensor"), sensorArea);
-    QDockWidget* const chain =
-        addDock(Qt::LeftDockWidgetArea, QStringLiteral("chain"), tr("Chain"), m_chainPanel);
-    tabifyDockWidget(source, sensor);
-    source->raise();
-    QDockWidget* const configuration = addDock(Qt::RightDockWidgetArea, QStringLiteral("configuration"),
-                                               tr("Configuration"), m_configurationPanel);
-    QDockWidget* const histogram =
-        addDock(Qt::RightDockWidgetArea, QStringLiteral("histogram"), tr("Histogram"), m_histogram);
-    QDockWidget* const spectrum =
-        addDock(Qt::RightDockWidgetArea, QStringLiteral("spectrum"), tr("Spectrum of a Pixel"), m_spectrum);
-    tabifyDockWidget(histogram, spectrum);
-    histogram->raise();
-
+    makeDocks();
     makeMenus();
-    makeStatusBar();
+    connectChain();
     connectParts();
-    resize(1360, 850);
-    resizeDocks({source, configuration}, {330, 330}, Qt::Horizontal);
-    resizeDocks({source, chain}, {260, 500}, Qt::Vertical);
-    resizeDocks({configuration, histogram}, {480, 280}, Qt::Vertical);
     watchSelected();
     refresh();
 }
 
 CzMainWindow::~CzMainWindow() {
-    m_session.chain().requestStop(); // while the source is being closed
+    m_session.chain().requestStop();       // while the source is being closed
+    m_configurationPanel->showElement(-1); // its widget would outlive the element
+    // The parts go after all this: what becomes of them is of no interest any more.
+    for (const QObject* const part : findChildren<QObject*>())
+        part->disconnect(this);
 }
 
 QDockWidget* CzMainWindow::addDock(Qt::DockWidgetArea area, const QString& name, const QString& title,
@@ -131,69 +106,114 @@ QDockWidget* CzMainWindow::addDock(Qt::DockWidgetArea area, const QString& name,
     return dock;
 }
 
-void CzMainWindow::makeMenus() {
-    const auto add = [this](QMenu* menu, const QString& name, const QString& text, const QKeySequence& key,
-                            auto slot) {
+void CzMainWindow::makeDocks() {
+    m_sensorPanel = new CzSensorPanel;
+    m_sourcePanel = new CzSourcePanel(m_player, *m_sensorPanel);
+    m_chainPanel = new CzChainPanel(m_session);
+    m_configurationPanel = new CzConfigurationPanel(m_session);
+    m_histogram = new CzHistogramPlot;
+    m_spectrum = new CzSpectrumPlot;
+    auto* const sensorArea = new QScrollArea;
+    sensorArea->setFrameShape(QFrame::NoFrame);
+    sensorArea->setWidgetResizable(true);
+    sensorArea->setWidget(m_sensorPanel);
+
+    constexpr auto left = Qt::LeftDockWidgetArea;
+    constexpr auto right = Qt::RightDockWidgetArea;
+    QDockWidget* const source = addDock(left, QStringLiteral("source"), tr("Source"), m_sourcePanel);
+    QDockWidget* const sensor = addDock(left, QStringLiteral("sensor"), tr("Sensor"), sensorArea);
+    QDockWidget* const chain = addDock(left, QStringLiteral("chain"), tr("Chain"), m_chainPanel);
+    tabifyDockWidget(source, sensor);
+    source->raise();
+    QDockWidget* const configuration =
+        addDock(right, QStringLiteral("configuration"), tr("Configuration"), m_configurationPanel);
+    QDockWidget* const histogram = addDock(right, QStringLiteral("histogram"), tr("Histogram"), m_histogram);
+    m_spectrumDock = addDock(right, QStringLiteral("spectrum"), tr("Spectrum of a Pixel"), m_spectrum);
+    tabifyDockWidget(histogram, m_spectrumDock);
+    histogram->raise();
+    // Behind another tab a widget still counts as visible.
+    connect(histogram, &QDockWidget::visibilityChanged, this, [this](bool isSeen) {
+        m_histogramIsSeen = isSeen;
+        showHistogram();
+    });
+    connect(m_spectrumDock, &QDockWidget::visibilityChanged, this, [this](bool isSeen) {
+        m_spectrumIsSeen = isSeen;
+        showSpectrum();
+    });
+
+    resize(1400, 860);
+    resizeDocks({source, configuration}, {330, 360}, Qt::Horizontal);
+    resizeDocks({source, chain}, {260, 500}, Qt::Vertical);
+    resizeDocks({configuration, histogram}, {480, 280}, Qt::Vertical);
+}
+
+void CzMainWindow::makeFileMenu() {
+    QMenu* const menu = menuBar()->addMenu(tr("&File"));
+    const auto add = [&](const char* name, const QString& text, const QKeySequence& key, auto slot) {
         QAction* const action = menu->addAction(text, this, slot, key);
-        action->setObjectName(name);
+        action->setObjectName(QLatin1String(name));
         return action;
     };
-    QMenu* const file = menuBar()->addMenu(tr("&File"));
-    add(file, QStringLiteral("openPictures"), tr("&Open Pictures…"), QKeySequence::Open,
-        &CzMainWindow::openPicturesDialog);
-    add(file, QStringLiteral("openFolder"), tr("Open &Folder…"), {}, &CzMainWindow::openFolderDialog);
-    add(file, QStringLiteral("savePicture"), tr("Save &Picture…"), {}, &CzMainWindow::savePicture);
-    m_record =
-        add(file, QStringLiteral("record"), tr("&Record Results…"), {}, &CzMainWindow::toggleRecording);
+    add("openPictures", tr("&Open Pictures…"), QKeySequence::Open, &CzMainWindow::openPicturesDialog);
+    add("openFolder", tr("Open &Folder…"), {}, &CzMainWindow::openFolderDialog);
+    add("savePicture", tr("Save &Picture…"), {}, &CzMainWindow::savePicture);
+    m_record = add("record", tr("&Record Results…"), {}, &CzMainWindow::toggleRecording);
     m_record->setCheckable(true);
-    add(file, QStringLiteral("copyView"), tr("&Copy View"), QKeySequence::Copy, &CzMainWindow::copyView);
-    file->addSeparator();
-    add(file, QStringLiteral("newChain"), tr("&New Chain"), QKeySequence::New, [this] {
+    add("copyView", tr("&Copy View"), QKeySequence::Copy, &CzMainWindow::copyView);
+    menu->addSeparator();
+    add("newChain", tr("&New Chain"), QKeySequence::New, [this] {
         if (mayDiscardChain())
             m_session.clear();
     });
-    add(file, QStringLiteral("openChain"), tr("Open C&hain…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O),
+    add("openChain", tr("Open C&hain…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O),
         &CzMainWindow::openChainDialog);
-    m_recentChains = file->addMenu(tr("R&ecent Chains"));
+    m_recentChains = menu->addMenu(tr("R&ecent Chains"));
+    m_recentChains->setObjectName(QStringLiteral("recentChains"));
     connect(m_recentChains, &QMenu::aboutToShow, this, &CzMainWindow::fillRecentChains);
-    add(file, QStringLiteral("saveChain"), tr("&Save Chain"), QKeySequence::Save, &CzMainWindow::saveChain);
-    add(file, QStringLiteral("saveChainAs"), tr("Save Chain &As…"), QKeySequence::SaveAs,
-        &CzMainWindow::saveChainAs);
-    file->addSeparator();
-    add(file, QStringLiteral("quit"), tr("&Quit"), QKeySequence::Quit, &CzMainWindow::close);
+    add("saveChain", tr("&Save Chain"), QKeySequence::Save, &CzMainWindow::saveChain);
+    add("saveChainAs", tr("Save Chain &As…"), QKeySequence::SaveAs, &CzMainWindow::saveChainAs);
+    menu->addSeparator();
+    add("quit", tr("&Quit"), QKeySequence::Quit, &CzMainWindow::close);
+}
 
+void CzMainWindow::makeMenus() {
+    makeFileMenu();
+    const auto add = [this](QMenu* menu, const char* name, const QString& text, const QKeySequence& key,
+                            auto slot) {
+        QAction* const action = menu->addAction(text, this, slot, key);
+        action->setObjectName(QLatin1String(name));
+        return action;
+    };
     QMenu* const edit = menuBar()->addMenu(tr("&Edit"));
-    m_undo = add(edit, QStringLiteral("undo"), tr("&Undo"), QKeySequence::Undo, [this] { m_session.undo(); });
-    m_redo = add(edit, QStringLiteral("redo"), tr("&Redo"), QKeySequence::Redo, [this] { m_session.redo(); });
+    m_undo = add(edit, "undo", tr("&Undo"), QKeySequence::Undo, [this] { m_session.undo(); });
+    m_redo = add(edit, "redo", tr("&Redo"), QKeySequence::Redo, [this] { m_session.redo(); });
     edit->addSeparator();
     edit->addActions(m_chainPanel->editActions().toList());
 
+    // No keys that buttons, lists and texts need themselves.
     QMenu* const run = menuBar()->addMenu(tr("&Run"));
-    m_run = add(run, QStringLiteral("run"), tr("&Run"), QKeySequence(Qt::Key_F5),
-                [this](bool on) { m_session.setRunning(on); });
+    m_run =
+        add(run, "run", tr("&Run"), QKeySequence(Qt::Key_F5), [this](bool on) { m_session.setRunning(on); });
     m_run->setCheckable(true);
-    add(run, QStringLiteral("play"), tr("&Play or Pause"), QKeySequence(Qt::Key_Space),
+    add(run, "play", tr("&Play or Pause"), QKeySequence(Qt::Key_F6),
         [this] { m_player.isPlaying() ? m_player.pause() : m_player.play(); });
-    add(run, QStringLiteral("stepForward"), tr("One Frame &On"), QKeySequence(Qt::Key_Period),
-        [this] { m_player.step(1); });
-    add(run, QStringLiteral("stepBack"), tr("One Frame &Back"), QKeySequence(Qt::Key_Comma),
-        [this] { m_player.step(-1); });
+    add(run, "stepBack", tr("One Frame &Back"), QKeySequence(Qt::Key_F7), [this] { m_player.step(-1); });
+    add(run, "stepForward", tr("One Frame &On"), QKeySequence(Qt::Key_F8), [this] { m_player.step(1); });
 
     QMenu* const view = menuBar()->addMenu(tr("&View"));
-    add(view, QStringLiteral("fit"), tr("&Fit"), QKeySequence(Qt::CTRL | Qt::Key_0),
-        [this] { m_picture->fit(); });
-    add(view, QStringLiteral("pixels"), tr("&Pixel by Pixel"), QKeySequence(Qt::CTRL | Qt::Key_1),
+    add(view, "fit", tr("&Fit"), QKeySequence(Qt::CTRL | Qt::Key_0), [this] { m_picture->fit(); });
+    add(view, "pixels", tr("&Pixel by Pixel"), QKeySequence(Qt::CTRL | Qt::Key_1),
         [this] { m_picture->showPixelByPixel(); });
-    add(view, QStringLiteral("nextBand"), tr("&Next Band"), QKeySequence(Qt::Key_PageDown),
+    add(view, "nextBand", tr("&Next Band"), QKeySequence(Qt::CTRL | Qt::Key_PageDown),
         [this] { m_displayPanel->stepBand(1); });
-    add(view, QStringLiteral("previousBand"), tr("&Previous Band"), QKeySequence(Qt::Key_PageUp),
+    add(view, "previousBand", tr("P&revious Band"), QKeySequence(Qt::CTRL | Qt::Key_PageUp),
         [this] { m_displayPanel->stepBand(-1); });
     view->addSeparator();
     for (QDockWidget* const dock : findChildren<QDockWidget*>())
         view->addAction(dock->toggleViewAction());
 
     QMenu* const help = menuBar()->addMenu(tr("&Help"));
-    add(help, QStringLiteral("about"), tr("&About zuViewer"), {}, [this] {
+    add(help, "about", tr("&About zuViewer"), {}, [this] {
         QMessageBox::about(this, tr("About zuViewer"),
                            tr("zuViewer %1\nBuild a chain of processing elements, and watch what each "
                               "does to the pictures of a camera.")
@@ -201,23 +221,7 @@ void CzMainWindow::makeMenus() {
     });
 }
 
-void CzMainWindow::makeStatusBar() {
-    const auto add = [this](const char* name, int stretch) {
-        auto* const label = new QLabel;
-        label->setObjectName(QLatin1String(name));
-        label->setContentsMargins(6, 0, 6, 0);
-        statusBar()->addPermanentWidget(label, stretch);
-        return label;
-    };
-    m_pixelText = add("pixelText", 1);
-    m_scaleText = add("scaleText", 0);
-    m_rateText = add("rateText", 0);
-    m_lossText = add("lossText", 0);
-    m_poolText = add("poolText", 0);
-    m_stateText = add("stateText", 0);
-}
-
-void CzMainWindow::connectParts() {
+void CzMainWindow::connectChain() {
     // On the worker; the members that they use outlive it.
     CzChain& chain = m_session.chain();
     chain.setLinkObserver([this, &chain](int link, const IzChainData& output) {
@@ -229,25 +233,6 @@ void CzMainWindow::connectParts() {
             m_recorder.offer(*report.output);
     });
 
-    connect(m_sourcePanel, &CzSourcePanel::openRequested, this, &CzMainWindow::openPicturesDialog);
-    connect(m_sourcePanel, &CzSourcePanel::failed, this, &CzMainWindow::showProblem);
-    connect(m_sourcePanel, &CzSourcePanel::warned, this,
-            [this](const QStringList& warnings) { showProblem(warnings.join(QLatin1Char('\n'))); });
-    connect(m_sourcePanel, &CzSourcePanel::sourceChanged, this, [this] {
-        m_chainPanel->setSourceCaption(m_sourcePanel->caption());
-        m_tap.clear();
-        m_session.setRunning(true);
-    });
-    connect(m_sourcePanel, &CzSourcePanel::saveSensorRequested, this, [this] {
-        // What is known of the picture at hand, as the chain gets it.
-        m_tap.watch({0});
-        const CzLinkTap::Picture picture = m_tap.take(0);
-        watchSelected();
-        if (picture && m_sourcePanel->saveSidecars(*picture))
-            statusBar()->showMessage(tr("The description was written beside the pictures."), 5000);
-        else
-            repeatIfPaused();
-    });
     connect(&m_session, &CzChainSession::failed, this, &CzMainWindow::showProblem);
     connect(&m_session, &CzChainSession::warned, this,
             [this](const QStringList& warnings) { showProblem(warnings.join(QLatin1Char('\n'))); });
@@ -256,11 +241,32 @@ void CzMainWindow::connectParts() {
         m_monitor.clear();
         watchSelected();
     });
-    connect(&m_session, &CzChainSession::started, this, &CzMainWindow::repeatIfPaused);
+    connect(&m_session, &CzChainSession::pathChanged, this, &CzMainWindow::rememberPath);
+    connect(&m_session, &CzChainSession::started, this, [this] {
+        m_discarded = false;
+        rememberChain(); // for the case that it brings everything down
+        repeatIfPaused();
+    });
     connect(&m_session, &CzChainSession::stateChanged, this, [this] {
         refresh();
         if (m_closing)
             close();
+    });
+}
+
+void CzMainWindow::connectParts() {
+    connect(m_sourcePanel, &CzSourcePanel::openRequested, this, &CzMainWindow::openPicturesDialog);
+    connect(m_sourcePanel, &CzSourcePanel::failed, this, &CzMainWindow::showProblem);
+    connect(m_sourcePanel, &CzSourcePanel::warned, this,
+            [this](const QStringList& warnings) { showProblem(warnings.join(QLatin1Char('\n'))); });
+    connect(m_sourcePanel, &CzSourcePanel::sidecarsSaved, this, [this] {
+        statusBar()->showMessage(tr("The description was written beside the pictures."), messageMs);
+    });
+    connect(m_sourcePanel, &CzSourcePanel::sourceChanged, this, [this] {
+        m_chainPanel->setSourceCaption(m_sourcePanel->caption());
+        m_tap.clear();
+        m_session.setRunning(true);
+        rememberChain();
     });
     connect(m_chainPanel, &CzChainPanel::selectionChanged, this, [this](int element) {
         m_configurationPanel->showElement(element);
@@ -277,20 +283,22 @@ void CzMainWindow::connectParts() {
         }
     });
     connect(m_picture, &CzPictureWidget::cursorMoved, this, [this](int x, int y, bool before) {
-        m_cursor = {x, y};
-        m_cursorBefore = before;
+        m_cursor = {QPoint(x, y), before};
         describeCursor();
     });
-    connect(m_picture, &CzPictureWidget::pixelClicked, this, [this](int x, int y) {
-        m_spectrumPixel = {x, y};
+    connect(m_picture, &CzPictureWidget::pixelClicked, this, [this](int x, int y, bool before) {
+        m_clicked = {QPoint(x, y), before};
+        const CzLinkTap::Picture& picture = before ? m_shownBefore : m_shown;
+        if (picture && !spectrumAt(*picture, x, y).isEmpty()) {
+            m_spectrumDock->show();
+            m_spectrumDock->raise();
+        }
         showSpectrum();
     });
-    connect(m_picture, &CzPictureWidget::scaleChanged, this, [this](double scale) {
-        m_scaleText->setText(tr("%1 %").arg(QLocale().toString(100.0 * scale, 'g', 3)));
-    });
+    connect(m_picture, &CzPictureWidget::scaleChanged, m_status, &CzStatusPanel::showScale);
     connect(&m_recorder, &CzPictureRecorder::failed, this, &CzMainWindow::showProblem);
     connect(&m_recorder, &CzPictureRecorder::saved, this, [this](const QString& path) {
-        statusBar()->showMessage(tr("Saved %1").arg(QDir::toNativeSeparators(path)), 5000);
+        statusBar()->showMessage(tr("Saved %1").arg(QDir::toNativeSeparators(path)), messageMs);
     });
 
     connect(&m_screenTimer, &QTimer::timeout, this, &CzMainWindow::showNewest);
@@ -330,74 +338,50 @@ void CzMainWindow::showNewest() {
     m_shownBefore = before;
     m_displayPanel->setPicture(picture);
     m_picture->setPictures(picture, before);
-    if (m_histogram->isVisible())
-        m_histogram->setPicture(picture);
+    showHistogram();
     showSpectrum();
     describeCursor();
 }
 
 void CzMainWindow::describeCursor() {
-    const CzLinkTap::Picture& picture = m_cursorBefore ? m_shownBefore : m_shown;
-    m_pixelText->setText(picture ? describePixel(*picture, m_cursor.x(), m_cursor.y()) : QString());
+    const CzLinkTap::Picture& picture = m_cursor.before ? m_shownBefore : m_shown;
+    m_status->showPixel(picture ? describePixel(*picture, m_cursor.place.x(), m_cursor.place.y())
+                                : QString());
+}
+
+void CzMainWindow::showHistogram() {
+    if (m_histogramIsSeen)
+        m_histogram->setPicture(m_shown);
 }
 
 void CzMainWindow::showSpectrum() {
-    if (!m_shown || m_spectrumPixel.x() < 0)
+    const CzLinkTap::Picture& picture = m_clicked.before ? m_shownBefore : m_shown;
+    if (!picture || !m_spectrumIsSeen)
         return;
-    const QVector<SzSpectrumPoint> spectrum = spectrumAt(*m_shown, m_spectrumPixel.x(), m_spectrumPixel.y());
+    const QPoint place = m_clicked.place;
+    const QVector<SzSpectrumPoint> spectrum = spectrumAt(*picture, place.x(), place.y());
     if (!spectrum.isEmpty())
-        m_spectrum->setSpectrum(spectrum, tr("x %1, y %2").arg(m_spectrumPixel.x()).arg(m_spectrumPixel.y()));
+        m_spectrum->setSpectrum(spectrum, tr("x %1, y %2").arg(place.x()).arg(place.y()));
 }
 
 void CzMainWindow::refresh() {
     const SzChainFigures figures = m_monitor.figures();
-    const SzChainCounters counters = m_session.chain().counters();
-    const SzWorkerState worker = m_session.chain().workerState();
     m_chainPanel->refresh(figures);
     m_configurationPanel->refresh();
-
-    const QLocale locale;
-    m_rateText->setText(tr("%1 frames/s, %2 ms")
-                            .arg(locale.toString(figures.framesPerSecond, 'f', 1),
-                                 locale.toString(figures.latencyMs, 'f', 1)));
-    m_rateText->setToolTip(tr("Frames that the chain ended with per second, and the time that the last one "
-                              "took from the source to the end"));
-    m_lossText->setText(tr("%1 dropped, %2 failed, %3 not shown")
-                            .arg(locale.toString(static_cast<qulonglong>(counters.framesDropped)),
-                                 locale.toString(static_cast<qulonglong>(counters.framesFailed)),
-                                 locale.toString(static_cast<qulonglong>(m_tap.skipped()))));
-    m_poolText->setText(
-        worker.poolBuffers == 0
-            ? QString()
-            : tr("pool %1 of %2").arg(worker.poolBuffers - worker.freePoolBuffers).arg(worker.poolBuffers));
-    QString state;
-    switch (m_session.state()) {
-    case CzChainSession::EzState::Stopped:
-        state = tr("stopped");
-        break;
-    case CzChainSession::EzState::Running:
-        state = worker.element < 0 ? tr("waiting for frames") : tr("running");
-        break;
-    case CzChainSession::EzState::Stopping:
-        state = tr("stopping");
-        break;
-    }
-    if (m_session.isStuck(stuckMs))
-        state = tr("frame %1 hangs in %2 for %3 s")
-                    .arg(worker.frameNo)
-                    .arg(m_session.elements().at(worker.element)->caption(),
-                         locale.toString(worker.milliseconds / 1000.0, 'f', 0));
-    m_stateText->setText(state);
+    m_status->showChain(m_session, figures, m_tap.skipped());
     m_run->setChecked(m_session.isWanted());
     m_record->setChecked(m_recorder.isRecording());
     if (m_recorder.isRecording())
         statusBar()->showMessage(
-            tr("Recording: %1 written, %2 lost").arg(m_recorder.recorded()).arg(m_recorder.dropped()), 1000);
+            tr("Recording: %1 written, %2 lost").arg(m_recorder.recorded()).arg(m_recorder.dropped()),
+            2 * refreshPeriodMs);
     m_undo->setEnabled(m_session.undoStack().canUndo());
     m_redo->setEnabled(m_session.undoStack().canRedo());
-    m_undo->setText(tr("&Undo %1").arg(m_session.undoStack().undoText()));
-    m_redo->setText(tr("&Redo %1").arg(m_session.undoStack().redoText()));
+    m_undo->setText(tr("&Undo %1").arg(m_session.undoStack().undoText()).trimmed());
+    m_redo->setText(tr("&Redo %1").arg(m_session.undoStack().redoText()).trimmed());
     refreshTitle();
+    if (m_closing)
+        offerToAbandon();
 }
 
 void CzMainWindow::refreshTitle() {
@@ -408,13 +392,13 @@ void CzMainWindow::refreshTitle() {
 }
 
 void CzMainWindow::showProblem(const QString& text) {
-    m_problem->setText(text);
-    m_problem->setVisible(!text.isEmpty());
+    m_problem->showProblem(text);
 }
 
 // ---- Files ----
 
 void CzMainWindow::openPaths(const QStringList& paths) {
+    showProblem(QString());
     QStringList pictures;
     for (const QString& path : paths) {
         if (isChainFile(path))
@@ -422,10 +406,8 @@ void CzMainWindow::openPaths(const QStringList& paths) {
         else
             pictures.append(path);
     }
-    if (!pictures.isEmpty()) {
-        showProblem(QString());
+    if (!pictures.isEmpty())
         m_sourcePanel->openPaths(pictures);
-    }
 }
 
 void CzMainWindow::openScene(const QString& scene) {
@@ -433,9 +415,11 @@ void CzMainWindow::openScene(const QString& scene) {
 }
 
 void CzMainWindow::openPicturesDialog() {
-    openPaths(QFileDialog::getOpenFileNames(
+    const QStringList paths = QFileDialog::getOpenFileNames(
         this, tr("Open Pictures"), QString(),
-        tr("Pictures (*.tif *.tiff *.png *.pgm *.ppm *.pnm *.jpg *.jpeg);;All files (*)")));
+        tr("Pictures (*.tif *.tiff *.png *.pgm *.ppm *.pnm *.jpg *.jpeg);;All files (*)"));
+    if (!paths.isEmpty())
+        openPaths(paths);
 }
 
 void CzMainWindow::openFolderDialog() {
@@ -444,34 +428,35 @@ void CzMainWindow::openFolderDialog() {
 }
 
 bool CzMainWindow::mayDiscardChain() {
-    if (!m_askBeforeClosing || !m_session.isModified())
+    if (!m_session.isModified())
         return true;
     QMessageBox box(QMessageBox::Question, tr("Unsaved Chain"), tr("Save the changes of the chain?"),
                     QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, this);
     box.setObjectName(QStringLiteral("unsaved"));
-    switch (box.exec()) {
-    case QMessageBox::Save:
-        return saveChain();
-    case QMessageBox::Discard:
-        return true;
-    default:
-        return false;
-    }
+    const int answer = box.exec();
+    m_discarded = answer == QMessageBox::Discard;
+    return answer == QMessageBox::Save ? saveChain() : m_discarded;
 }
 
 void CzMainWindow::openChainDialog() {
     const QString path =
         QFileDialog::getOpenFileName(this, tr("Open Chain"), m_session.path(), tr("Chains (*.zuchain)"));
     if (!path.isEmpty())
-        openChain(path);
+        openPaths({path});
 }
 
 void CzMainWindow::openChain(const QString& path) {
-    if (!mayDiscardChain())
-        return;
-    showProblem(QString());
-    m_session.load(path);
-    rememberChain(path);
+    if (mayDiscardChain())
+        m_session.load(path);
+}
+
+/// A name for a file to be written, with the suffix; empty when the user does not want to.
+QString CzMainWindow::askForFile(const QString& title, const QStringList& filters, const QString& suffix) {
+    QFileDialog dialog(this, title, QFileInfo(m_session.path()).path());
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setNameFilters(filters);
+    dialog.setDefaultSuffix(suffix); // asks before it replaces a file of the complete name
+    return dialog.exec() == QDialog::Accepted ? dialog.selectedFiles().value(0) : QString();
 }
 
 bool CzMainWindow::saveChain() {
@@ -480,37 +465,27 @@ bool CzMainWindow::saveChain() {
 }
 
 bool CzMainWindow::saveChainAs() {
-    QString path =
-        QFileDialog::getSaveFileName(this, tr("Save Chain"), m_session.path(), tr("Chains (*.zuchain)"));
-    if (path.isEmpty())
-        return false;
-    if (!isChainFile(path))
-        path += QLatin1String(".zuchain");
-    if (!m_session.save(path))
-        return false;
-    rememberChain(path);
-    return true;
+    const QString path = askForFile(tr("Save Chain"), {tr("Chains (*.zuchain)")}, chainSuffix);
+    return !path.isEmpty() && m_session.save(path);
 }
 
 void CzMainWindow::savePicture() {
     const CzLinkTap::Picture picture = m_shown; // as it is now
     if (!picture)
         return showProblem(tr("There is no picture to save."));
-    QString path =
-        QFileDialog::getSaveFileName(this, tr("Save Picture"), QString(), tr("TIFF (*.tif);;PNG (*.png)"));
-    if (path.isEmpty())
-        return;
-    if (QFileInfo(path).suffix().isEmpty())
-        path += QLatin1String(".tif");
-    m_recorder.save(picture, path);
+    const QString path =
+        askForFile(tr("Save Picture"), {tr("Pictures (*.tif *.png)")}, QStringLiteral("tif"));
+    if (!path.isEmpty())
+        m_recorder.save(picture, path);
 }
 
 void CzMainWindow::toggleRecording() {
-    if (m_recorder.isRecording())
-        return m_recorder.stop();
-    const QString folder = QFileDialog::getExistingDirectory(this, tr("Record Results Into"));
-    if (!folder.isEmpty())
+    if (m_recorder.isRecording()) {
+        m_recorder.stop();
+    } else if (const QString folder = QFileDialog::getExistingDirectory(this, tr("Record Results Into"));
+               !folder.isEmpty()) {
         m_recorder.start(folder);
+    }
     m_record->setChecked(m_recorder.isRecording());
 }
 
@@ -518,33 +493,45 @@ void CzMainWindow::copyView() {
     QApplication::clipboard()->setImage(m_picture->image());
 }
 
-void CzMainWindow::rememberChain(const QString& path) {
+void CzMainWindow::rememberPath() {
+    refreshTitle();
+    if (m_session.path().isEmpty())
+        return;
     QSettings settings;
     QStringList recent = settings.value(recentKey).toStringList();
-    const QString absolute = QFileInfo(path).absoluteFilePath();
-    recent.removeAll(absolute);
-    recent.prepend(absolute);
+    const QString path = QFileInfo(m_session.path()).absoluteFilePath();
+    recent.removeAll(path);
+    recent.prepend(path);
     settings.setValue(recentKey, QStringList(recent.mid(0, recentChains)));
 }
 
 void CzMainWindow::fillRecentChains() {
     m_recentChains->clear();
-    for (const QString& path : QSettings().value(recentKey).toStringList())
-        m_recentChains->addAction(QDir::toNativeSeparators(path), this, [this, path] { openChain(path); });
-    m_recentChains->setEnabled(true);
+    for (const QString& path : QSettings().value(recentKey).toStringList()) {
+        QString text = QDir::toNativeSeparators(path);
+        text.replace(QLatin1Char('&'), QLatin1String("&&")); // no key of a menu
+        m_recentChains->addAction(text, this, [this, path] { openPaths({path}); });
+    }
+    if (m_recentChains->isEmpty())
+        m_recentChains->addAction(tr("None yet"))->setEnabled(false);
 }
 
 // ---- Start and end ----
 
-void CzMainWindow::restore(bool withChain) {
+void CzMainWindow::restoreLayout() {
     const QSettings settings;
     restoreGeometry(settings.value(geometryKey).toByteArray());
     restoreState(settings.value(layoutKey).toByteArray());
-    if (!withChain)
-        return;
+}
+
+void CzMainWindow::restoreChain() {
+    const QSettings settings;
+    const QString path = settings.value(chainPathKey).toString();
     const QByteArray text = settings.value(chainTextKey).toByteArray();
     if (!text.isEmpty())
-        m_session.loadText(text, settings.value(chainPathKey).toString());
+        m_session.loadText(text, path);
+    else if (!path.isEmpty())
+        m_session.load(path);
     const QStringList paths = settings.value(sourcePathsKey).toStringList();
     const QString scene = settings.value(sourceSceneKey).toString();
     if (!paths.isEmpty())
@@ -553,65 +540,76 @@ void CzMainWindow::restore(bool withChain) {
         m_sourcePanel->openScene(scene);
 }
 
-void CzMainWindow::saveState() {
-    QSettings settings;
-    settings.setValue(geometryKey, saveGeometry());
-    settings.setValue(layoutKey, QMainWindow::saveState());
-    settings.setValue(chainTextKey, m_session.text());
-    settings.setValue(chainPathKey, m_session.path());
-    settings.setValue(sourcePathsKey, m_sourcePanel->paths());
-    settings.setValue(sourceSceneKey, m_sourcePanel->scene());
+bool CzMainWindow::asksToRestoreChain() {
+    QMessageBox box(QMessageBox::Question, tr("zuViewer Ended Unexpectedly"),
+                    tr("Last time the program did not come to its proper end. Start with the last chain and "
+                       "source all the same?"),
+                    QMessageBox::Yes | QMessageBox::No, this);
+    box.setObjectName(QStringLiteral("unclean"));
+    return box.exec() == QMessageBox::Yes;
 }
 
-void CzMainWindow::closeWithoutAsking() {
-    m_askBeforeClosing = false;
-    close();
+void CzMainWindow::rememberLayout() {
+    QSettings settings;
+    settings.setValue(geometryKey, saveGeometry());
+    settings.setValue(layoutKey, saveState());
+}
+
+void CzMainWindow::rememberChain() {
+    QSettings settings;
+    settings.setValue(chainPathKey, m_session.path());
+    // Discarded changes do not come back: the file is read instead.
+    settings.setValue(chainTextKey, m_discarded ? QByteArray() : m_session.text());
+    settings.setValue(sourcePathsKey, m_sourcePanel->paths());
+    settings.setValue(sourceSceneKey, m_sourcePanel->scene());
+    settings.sync();
 }
 
 void CzMainWindow::closeEvent(QCloseEvent* event) {
-    if (!m_closing && !mayDiscardChain())
-        return event->ignore();
-    if (!m_closing)
-        saveState();
-    m_closing = true;
-    m_player.pause();
-    m_session.setRunning(false);
+    if (!m_closing) {
+        if (!mayDiscardChain())
+            return event->ignore();
+        m_closing = true;
+        rememberLayout();
+        rememberChain();
+        m_player.pause();
+        m_session.setRunning(false);
+    }
     if (m_session.state() == CzChainSession::EzState::Stopped)
         return event->accept();
-
-    // Closed by stateChanged() when the frame at hand is through.
+    // Closed when the frame at hand is through.
+    setEnabled(false);
     event->ignore();
-    QTimer::singleShot(static_cast<int>(stuckAtCloseMs), this, [this] {
-        if (!m_session.isStuck(stuckAtCloseMs) || !isVisible())
-            return;
-        const int element = m_session.chain().workerState().element;
-        const QString caption = m_session.elements().at(element)->caption();
-        if (QMessageBox::question(
-                this, tr("A Frame Hangs"),
-                tr("%1 does not come back from its frame. Quit without waiting for it?").arg(caption)) ==
-            QMessageBox::Yes)
-            std::_Exit(EXIT_FAILURE); // the worker cannot be ended; everything was saved
-    });
 }
 
-// ---- Drag and drop, keys ----
+void CzMainWindow::offerToAbandon() {
+    const SzWorkerState worker = m_session.chain().workerState();
+    if (m_abandonOffered || worker.element < 0 || worker.milliseconds < hangsAtCloseMs)
+        return;
+    m_abandonOffered = true;
+    const QString caption = m_session.elements().at(worker.element)->caption();
+    auto* const box =
+        new QMessageBox(QMessageBox::Question, tr("A Frame Hangs"),
+                        tr("%1 does not come back from its frame. Quit without waiting for it?").arg(caption),
+                        QMessageBox::Yes | QMessageBox::No, this);
+    box->setObjectName(QStringLiteral("hangs"));
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    connect(box, &QMessageBox::finished, this, [this](int answer) {
+        if (answer == QMessageBox::Yes)
+            emit abandoned();
+    });
+    box->open(); // the window goes on looking whether the frame comes back
+}
+
+// ---- Drag and drop ----
 
 void CzMainWindow::dragEnterEvent(QDragEnterEvent* event) {
-    if (event->mimeData()->hasUrls())
+    if (!localFiles(*event->mimeData()).isEmpty())
         event->acceptProposedAction();
 }
 
 void CzMainWindow::dropEvent(QDropEvent* event) {
-    QStringList paths;
-    for (const QUrl& url : event->mimeData()->urls())
-        if (url.isLocalFile())
-            paths.append(url.toLocalFile());
     event->acceptProposedAction();
-    openPaths(paths);
-}
-
-bool CzMainWindow::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == m_problem && event->type() == QEvent::MouseButtonRelease)
-        m_problem->hide();
-    return QMainWindow::eventFilter(watched, event);
+    // Behind the drop: a question would hold up the program that the files come from.
+    QTimer::singleShot(0, this, [this, paths = localFiles(*event->mimeData())] { openPaths(paths); });
 }

@@ -16,11 +16,12 @@ class CzConfigurationPanel;
 class CzDisplayPanel;
 class CzHistogramPlot;
 class CzPictureWidget;
+class CzProblemBar;
 class CzSensorPanel;
 class CzSourcePanel;
 class CzSpectrumPlot;
+class CzStatusPanel;
 class QDockWidget;
-class QLabel;
 class QMenu;
 
 /// The window: source and chain on the left, the picture in the middle, the selected element's configuration
@@ -36,40 +37,47 @@ public:
     /// Chains (*.zuchain), pictures and folders, in one go.
     void openPaths(const QStringList& paths);
     void openScene(const QString& scene);
-    /// What was there when the window was closed. withChain: the chain, too.
-    void restore(bool withChain);
+
+    /// The places and sizes that the window and its parts had when it was closed.
+    void restoreLayout();
+    /// The chain and the source that were there last: saved chains as they are in their files, unsaved ones
+    /// as they were when they were last run.
+    void restoreChain();
+    /// Whether the user, whom it tells that the last run ended in the middle, wants the last chain all the
+    /// same.
+    bool asksToRestoreChain();
 
     CzChainSession& session() { return m_session; }
     CzFramePlayer& player() { return m_player; }
     CzChainPanel& chainPanel() { return *m_chainPanel; }
-    CzConfigurationPanel& configurationPanel() { return *m_configurationPanel; }
     CzDisplayPanel& displayPanel() { return *m_displayPanel; }
     CzPictureWidget& pictureWidget() { return *m_picture; }
     CzSourcePanel& sourcePanel() { return *m_sourcePanel; }
     CzSpectrumPlot& spectrumPlot() { return *m_spectrum; }
+    CzHistogramPlot& histogramPlot() { return *m_histogram; }
 
     /// Outputs of the shown links that the screen had no time for.
     std::uint64_t skippedPictures() const { return m_tap.skipped(); }
 
-    /// Shows a message that stays until it is clicked away or another one comes.
+    /// Shows a message that stays until it is closed or another one comes; empty: closes it.
     void showProblem(const QString& text);
 
-    /// Writes layout and chain to the settings.
-    void saveState();
-
-    /// Closes without asking what should become of changes.
-    void closeWithoutAsking();
+signals:
+    /// The window was closed, a frame hangs, and the user does not want to wait for it. The worker cannot be
+    /// ended: nothing but leaving the process at once is left. Everything is saved.
+    void abandoned();
 
 protected:
     void closeEvent(QCloseEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dropEvent(QDropEvent* event) override;
-    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     QDockWidget* addDock(Qt::DockWidgetArea area, const QString& name, const QString& title, QWidget* widget);
+    void makeDocks();
     void makeMenus();
-    void makeStatusBar();
+    void makeFileMenu();
+    void connectChain();
     void connectParts();
 
     // At the pace of the screen, and of people.
@@ -80,10 +88,12 @@ private:
     void watchSelected();
     void repeatIfPaused();
     void describeCursor();
+    void showHistogram();
     void showSpectrum();
 
     // Files.
     bool mayDiscardChain();
+    QString askForFile(const QString& title, const QStringList& filters, const QString& suffix);
     void openPicturesDialog();
     void openFolderDialog();
     void openChainDialog();
@@ -93,8 +103,11 @@ private:
     void savePicture();
     void toggleRecording();
     void copyView();
-    void rememberChain(const QString& path);
+    void rememberPath();
     void fillRecentChains();
+    void rememberLayout();
+    void rememberChain();
+    void offerToAbandon();
 
     CzLinkTap m_tap;
     CzChainMonitor m_monitor;
@@ -102,36 +115,38 @@ private:
     CzChainSession m_session; // its worker uses those above
     CzFramePlayer m_player{m_session.chain().source()};
 
+    CzProblemBar* m_problem;
+    CzDisplayPanel* m_displayPanel;
+    CzPictureWidget* m_picture;
     CzSensorPanel* m_sensorPanel;
     CzSourcePanel* m_sourcePanel;
     CzChainPanel* m_chainPanel;
     CzConfigurationPanel* m_configurationPanel;
-    CzDisplayPanel* m_displayPanel;
-    CzPictureWidget* m_picture;
     CzHistogramPlot* m_histogram;
     CzSpectrumPlot* m_spectrum;
-    QLabel* m_problem;
+    QDockWidget* m_spectrumDock = nullptr;
+    CzStatusPanel* m_status;
     QMenu* m_recentChains = nullptr;
     QAction* m_run = nullptr;
     QAction* m_record = nullptr;
     QAction* m_undo = nullptr;
     QAction* m_redo = nullptr;
 
-    QLabel* m_pixelText;
-    QLabel* m_scaleText;
-    QLabel* m_rateText;
-    QLabel* m_lossText;
-    QLabel* m_poolText;
-    QLabel* m_stateText;
-
     QTimer m_screenTimer;
     QTimer m_refreshTimer;
     QTimer m_repeatTimer;
     CzLinkTap::Picture m_shown;
     CzLinkTap::Picture m_shownBefore;
-    QPoint m_cursor{-1, -1};
-    bool m_cursorBefore = false;
-    QPoint m_spectrumPixel{-1, -1};
-    bool m_askBeforeClosing = true;
+    /// A pixel of one of these.
+    struct SzPixel {
+        QPoint place{-1, -1};
+        bool before = false;
+    };
+    SzPixel m_cursor;
+    SzPixel m_clicked;
+    bool m_histogramIsSeen = false;
+    bool m_spectrumIsSeen = false;
+    bool m_discarded = false; ///< the user does not want the chain's changes
     bool m_closing = false;
+    bool m_abandonOffered = false;
 };

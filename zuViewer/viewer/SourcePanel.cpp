@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "SourcePanel.h"
 
-#include "ImageData.h"
 #include "SensorPanel.h"
 
 #include <QCheckBox>
@@ -42,7 +41,9 @@ CzSourcePanel::CzSourcePanel(CzFramePlayer& player, CzSensorPanel& sensor, QWidg
     for (const QString& scene : sceneNames())
         m_scenes->addItem(scene, scene);
     m_width = new QSpinBox;
+    m_width->setObjectName(QStringLiteral("width"));
     m_height = new QSpinBox;
+    m_height->setObjectName(QStringLiteral("height"));
     for (QSpinBox* const spin : {m_width, m_height}) {
         spin->setRange(1, 8192);
         spin->setKeyboardTracking(false);
@@ -58,6 +59,7 @@ CzSourcePanel::CzSourcePanel(CzFramePlayer& player, CzSensorPanel& sensor, QWidg
     m_name = new QLabel;
     m_name->setObjectName(QStringLiteral("name"));
     m_name->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_name->setMinimumWidth(1); // long file names do not widen the window
     m_position = new QSlider(Qt::Horizontal);
     m_position->setObjectName(QStringLiteral("position"));
     m_playButton = new QToolButton;
@@ -109,10 +111,7 @@ CzSourcePanel::CzSourcePanel(CzFramePlayer& player, CzSensorPanel& sensor, QWidg
     connect(forward, &QToolButton::clicked, this, [this] { m_player.step(1); });
     connect(m_playButton, &QToolButton::clicked, this,
             [this] { m_player.isPlaying() ? m_player.pause() : m_player.play(); });
-    connect(m_position, &QSlider::sliderMoved, this, [this](int index) {
-        m_player.pause();
-        m_player.seek(index);
-    });
+    connect(m_position, &QSlider::valueChanged, this, &CzSourcePanel::goToPosition);
     connect(m_rate, QOverload<double>::of(&QDoubleSpinBox::valueChanged), this, [this](double rate) {
         m_player.setRate(rate > 0.0 ? rate : std::numeric_limits<double>::infinity());
     });
@@ -121,7 +120,7 @@ CzSourcePanel::CzSourcePanel(CzFramePlayer& player, CzSensorPanel& sensor, QWidg
     connect(&player, &CzFramePlayer::playingChanged, this, &CzSourcePanel::showPlaying);
     connect(&player, &CzFramePlayer::failed, this, &CzSourcePanel::failed);
     connect(m_sensor, &CzSensorPanel::changed, this, &CzSourcePanel::reopen);
-    connect(m_sensor, &CzSensorPanel::saveRequested, this, &CzSourcePanel::saveSensorRequested);
+    connect(m_sensor, &CzSensorPanel::saveRequested, this, &CzSourcePanel::saveSidecars);
     player.setRate(usualRate);
     showPlaying(player.isPlaying());
     m_sensor->setEnabled(false);
@@ -141,7 +140,7 @@ void CzSourcePanel::openPaths(const QStringList& paths) {
     m_sensor->setSidecar(files->sidecar(0));
     m_sensor->setEnabled(true);
     m_scenes->setCurrentIndex(0);
-    const QString first = QFileInfo(paths.first()).fileName();
+    const QString first = QFileInfo(QDir::cleanPath(paths.first())).fileName();
     play(files, paths.size() == 1 ? first : tr("%1 and %n more", nullptr, paths.size() - 1).arg(first));
     if (!warnings.isEmpty())
         emit warned(warnings);
@@ -171,10 +170,8 @@ void CzSourcePanel::reopen() {
     }
     m_files = files;
     const int position = std::max(0, m_player.position());
-    const bool playing = m_player.isPlaying();
     m_player.setSupply(files);
-    if (!playing)
-        m_player.seek(position);
+    m_player.seek(position); // plays on from there, or shows it
 }
 
 void CzSourcePanel::play(std::shared_ptr<CzFrameSupply> supply, const QString& caption) {
@@ -195,10 +192,18 @@ void CzSourcePanel::showPosition(int index) {
     const std::optional<int> count = supply ? supply->count() : std::nullopt;
     if (!supply || (count && index >= *count))
         return; // of a source that has been replaced
-    m_name->setText(count ? tr("%1 (%2 of %3)").arg(supply->name(index)).arg(index + 1).arg(*count)
+    m_name->setText(count ? tr("%1 (%2 of %3)")
+                                .arg(supply->name(index), QString::number(index + 1), QString::number(*count))
                           : supply->name(index));
+    m_name->setToolTip(m_name->text());
+    const QSignalBlocker quiet(m_position);
     if (!m_position->isSliderDown())
         m_position->setValue(index);
+}
+
+void CzSourcePanel::goToPosition(int index) {
+    m_player.pause();
+    m_player.seek(index);
 }
 
 void CzSourcePanel::showPlaying(bool playing) {
@@ -206,21 +211,19 @@ void CzSourcePanel::showPlaying(bool playing) {
     m_playButton->setToolTip(playing ? tr("Pause") : tr("Play"));
 }
 
-bool CzSourcePanel::saveSidecars(const CzImageData& picture) {
-    if (!m_files)
-        return false;
-    const QByteArray text = sidecarText(picture.picBuf(), picture.imageMetadata());
-    QStringList done;
-    for (int i = 0; i < *m_files->count(); ++i) {
+void CzSourcePanel::saveSidecars() {
+    QString done;
+    for (int i = 0; m_files && i < *m_files->count(); ++i) {
         const QString path = sidecarPath(m_files->file(i));
-        if (done.contains(path))
+        if (path == done) // another page of the same file
             continue;
+        const QByteArray text = sidecarText(m_files->sidecar(i));
         QSaveFile file(path);
         if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit()) {
             emit failed(QStringLiteral("%1: %2").arg(QDir::toNativeSeparators(path), file.errorString()));
-            return false;
+            return;
         }
-        done.append(path);
+        done = path;
     }
-    return true;
+    emit sidecarsSaved();
 }

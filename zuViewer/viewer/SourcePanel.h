@@ -37,13 +37,14 @@ public:
     const QStringList& paths() const { return m_paths; }
     QString scene() const { return m_scene; }
 
-    /// Writes the description of a picture beside each file of the source.
-    bool saveSidecars(const CzImageData& picture);
+    /// Writes the description that each file of the source is read with beside it. What cannot be written is
+    /// told by failed().
+    void saveSidecars();
 
 signals:
     void sourceChanged();
     void openRequested();
-    void saveSensorRequested();
+    void sidecarsSaved();
     void failed(const QString& message);
     void warned(const QStringList& warnings);
 
@@ -51,6 +52,7 @@ private:
     void reopen();
     void showPosition(int index);
     void showPlaying(bool playing);
+    void goToPosition(int index);
     void play(std::shared_ptr<CzFrameSupply> supply, const QString& caption);
 
     CzFramePlayer& m_player;

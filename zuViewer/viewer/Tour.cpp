@@ -6,9 +6,11 @@
 #include "MainWindow.h"
 #include "PictureWidget.h"
 
+#include <QCheckBox>
 #include <QComboBox>
 #include <QCoreApplication>
 #include <QDir>
+#include <QDockWidget>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
@@ -16,12 +18,11 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QPixmap>
-#include <QScreen>
 #include <QThread>
-#include <QWindow>
 
 #include <cstdio>
 #include <functional>
+#include <memory>
 
 namespace {
 
@@ -44,39 +45,79 @@ bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
     return true;
 }
 
-void choose(CzMainWindow& window, const char* combo, const QJsonValue& place) {
-    if (auto* const list = window.displayPanel().findChild<QComboBox*>(QLatin1String(combo)))
-        list->setCurrentIndex(place.toInt(0));
+void waitFor(int milliseconds) {
+    waitFor([] { return false; }, milliseconds);
 }
 
-bool goTo(CzMainWindow& window, const QJsonObject& stop, const QDir& tourFolder) {
-    window.showProblem(QString());
-    const auto framesBefore = window.session().chain().counters().framesIn;
-    if (stop.contains(QLatin1String("chain")))
-        window.session().load(tourFolder.filePath(stop.value(QLatin1String("chain")).toString()));
-    QStringList pictures;
-    for (const QJsonValue& picture : stop.value(QLatin1String("pictures")).toArray())
-        pictures.append(tourFolder.filePath(picture.toString()));
-    if (!pictures.isEmpty())
-        window.openPaths(pictures);
-    if (stop.contains(QLatin1String("scene")))
-        window.openScene(stop.value(QLatin1String("scene")).toString());
-    const auto frames = static_cast<quint64>(stop.value(QLatin1String("frames")).toInt(0));
-    const bool arrived = waitFor(
-        [&] { return window.session().chain().counters().framesIn >= framesBefore + frames; }, patienceMs);
-    if (stop.contains(QLatin1String("select")))
-        window.chainPanel().selectElement(stop.value(QLatin1String("select")).toInt());
-    choose(window, "mode", stop.value(QLatin1String("mode")));
-    choose(window, "range", stop.value(QLatin1String("range")));
-    const bool shown =
-        frames == 0 || waitFor([&] { return window.pictureWidget().picture() != nullptr; }, patienceMs);
-    waitFor([] { return false; }, settleMs); // the bands of the picture are offered
-    choose(window, "band", stop.value(QLatin1String("band")));
-    if (const QJsonArray click = stop.value(QLatin1String("click")).toArray(); click.size() == 2)
-        emit window.pictureWidget().pixelClicked(click.at(0).toInt(), click.at(1).toInt(), false);
-    waitFor([] { return false; }, settleMs);
-    return arrived && shown;
+/// Returns when the session has made the changes that were asked for.
+bool waitForChanges(CzMainWindow& window) {
+    const auto done = std::make_shared<bool>(false);
+    window.session().whenStopped([done] { *done = true; });
+    return waitFor([&] { return *done; }, patienceMs);
 }
+
+/// One stop, with what it asks of the window.
+class Stop {
+public:
+    Stop(CzMainWindow& window, const QJsonObject& json, const QDir& folder)
+        : m_window(window), m_json(json), m_folder(folder) {}
+
+    /// False when no picture comes.
+    bool goThere() {
+        m_window.showProblem(QString());
+        const bool arrived = open() && waitForFrames();
+        if (has("select"))
+            m_window.chainPanel().selectElement(value("select").toInt());
+        if (auto* const dock = m_window.findChild<QDockWidget*>(value("dock").toString());
+            dock && has("dock"))
+            dock->raise();
+        choose("mode");
+        choose("range");
+        waitFor(settleMs); // the bands of the picture are offered
+        choose("band");
+        if (auto* const box = m_window.displayPanel().findChild<QCheckBox*>(QStringLiteral("saturated")))
+            box->setChecked(value("saturated").toBool());
+        if (const QJsonArray click = value("click").toArray(); click.size() == 2)
+            emit m_window.pictureWidget().pixelClicked(click.at(0).toInt(), click.at(1).toInt(), false);
+        waitFor(settleMs);
+        return arrived;
+    }
+
+private:
+    QJsonValue value(const char* key) const { return m_json.value(QLatin1String(key)); }
+    bool has(const char* key) const { return m_json.contains(QLatin1String(key)); }
+
+    bool open() {
+        if (has("chain"))
+            m_window.session().load(m_folder.filePath(value("chain").toString()));
+        if (has("chainText"))
+            m_window.session().loadText(value("chainText").toString().toUtf8(), QString());
+        QStringList pictures;
+        for (const QJsonValue& picture : value("pictures").toArray())
+            pictures.append(m_folder.filePath(picture.toString()));
+        if (!pictures.isEmpty())
+            m_window.openPaths(pictures);
+        if (has("scene"))
+            m_window.openScene(value("scene").toString());
+        return waitForChanges(m_window);
+    }
+
+    bool waitForFrames() {
+        const auto counters = [this] { return m_window.session().chain().counters(); };
+        const std::uint64_t frames = counters().framesIn + static_cast<unsigned>(value("frames").toInt(0));
+        return waitFor([&] { return counters().framesIn >= frames; }, patienceMs);
+    }
+
+    /// A place in one of the display panel's lists, which has the key's name.
+    void choose(const char* key) {
+        if (auto* const list = m_window.displayPanel().findChild<QComboBox*>(QLatin1String(key)))
+            list->setCurrentIndex(value(key).toInt(0));
+    }
+
+    CzMainWindow& m_window;
+    QJsonObject m_json;
+    QDir m_folder;
+};
 
 } // namespace
 
@@ -95,7 +136,7 @@ bool goOnTour(CzMainWindow& window, const QString& tour, const QString& folder) 
     for (const QJsonValue& value : document.array()) {
         const QJsonObject stop = value.toObject();
         const QString name = stop.value(QLatin1String("name")).toString();
-        if (!goTo(window, stop, QFileInfo(tour).dir())) {
+        if (!Stop(window, stop, QFileInfo(tour).dir()).goThere()) {
             say(QStringLiteral("No picture came at the stop '%1'.").arg(name));
             complete = false;
         }

@@ -10,9 +10,11 @@ class CzMainWindow;
 ///
 /// The tour is a JSON list of stops; every key but the name is optional:
 ///
-///     [{ "name": "bayer", "scene": "bayer", "pictures": ["a.tif"], "chain": "a.zuchain", "select": 1,
-///        "mode": 2, "range": 1, "band": 3, "click": [100, 80], "frames": 20 }]
+///     [{ "name": "bayer", "chain": "a.zuchain", "scene": "bayer", "pictures": ["a.tif"], "frames": 20,
+///        "select": 1, "dock": "sensor", "mode": 2, "range": 1, "band": 3, "saturated": true,
+///        "click": [100, 80] }]
 ///
-/// Files are relative to the tour's own; select: the element, -1 being the source; mode, range: places in
-/// the window's own lists; frames: how many to wait for.
+/// Files are relative to the tour's own; chainText takes the place of a chain's file; frames: how many to
+/// wait for; select: the element, -1 being the source; dock: the part that comes to the front; mode, range,
+/// band: places in the window's own lists, which are 0 otherwise; click: a pixel of the picture.
 bool goOnTour(CzMainWindow& window, const QString& tour, const QString& folder);

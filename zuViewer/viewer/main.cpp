@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // zuviewer: build a chain of processing elements, and watch what each does to pictures.
 #include "CoreVersion.h"
+#include "LastRun.h"
 #include "MainWindow.h"
 #include "PluginLoader.h"
 #include "Tour.h"
@@ -9,13 +10,13 @@
 #include <QCommandLineParser>
 #include <QDir>
 #include <QLibraryInfo>
-#include <QMessageBox>
 #include <QSettings>
+#include <QTemporaryDir>
 #include <QTranslator>
 
-namespace {
+#include <cstdlib>
 
-const QString uncleanKey = QStringLiteral("run/unclean");
+namespace {
 
 QString versionText() {
     int major = 0;
@@ -36,17 +37,6 @@ QStringList loadPlugins(CzPluginLoader& loader) {
     return loader.errors();
 }
 
-/// Whether the last chain is to come back: not when the program ended with it and the user is wary of it.
-bool mayRestoreChain(const QSettings& settings) {
-    if (!settings.value(uncleanKey).toBool())
-        return true;
-    return QMessageBox::question(nullptr, QCoreApplication::translate("main", "zuViewer Ended Unexpectedly"),
-                                 QCoreApplication::translate(
-                                     "main", "Last time the program did not come to its proper end. Start "
-                                             "with the last chain and source all the same?")) ==
-           QMessageBox::Yes;
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
@@ -63,8 +53,7 @@ int main(int argc, char** argv) {
         QApplication::installTranslator(&qtTexts);
     QTranslator texts;
     if (texts.load(QLocale(), QStringLiteral("zuviewer"), QStringLiteral("_"),
-                   QCoreApplication::applicationDirPath() +
-                       QStringLiteral("/../share/zuviewer/translations")))
+                   QCoreApplication::applicationDirPath()))
         QApplication::installTranslator(&texts);
 
     QCommandLineParser line;
@@ -90,22 +79,28 @@ int main(int argc, char** argv) {
     CzPluginLoader plugins;
     const QStringList refused = loadPlugins(plugins);
 
+    const QTemporaryDir tourSettings; // what a tour does is nobody's last chain
+    if (line.isSet(screenshots)) {
+        QSettings::setDefaultFormat(QSettings::IniFormat);
+        QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, tourSettings.path());
+    }
     CzMainWindow window;
     if (line.isSet(screenshots)) {
         window.show();
         return goOnTour(window, line.value(tour), line.value(screenshots)) ? EXIT_SUCCESS : EXIT_FAILURE;
     }
 
-    QSettings settings;
-    const bool withChain = line.positionalArguments().isEmpty() && mayRestoreChain(settings);
-    settings.setValue(uncleanKey, true);
-    settings.sync();
-    window.restore(withChain);
+    const CzLastRun lastRun;
+    // The worker of a chain that hangs cannot be ended, and the run counts as unclean.
+    QObject::connect(&window, &CzMainWindow::abandoned, [] { std::_Exit(EXIT_FAILURE); });
+    const QStringList files = line.positionalArguments();
+    window.restoreLayout();
     window.show();
-    window.openPaths(line.positionalArguments());
+    if (!files.isEmpty())
+        window.openPaths(files);
+    else if (!lastRun.wasUnclean() || window.asksToRestoreChain())
+        window.restoreChain();
     if (!refused.isEmpty())
         window.showProblem(refused.join(QLatin1Char('\n')));
-    const int code = QApplication::exec();
-    settings.setValue(uncleanKey, false);
-    return code;
+    return QApplication::exec();
 }

@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "DisplayPanel.h"
+
+#include "Scenes.h"
+#include "ViewerFixture.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDoubleSpinBox>
+#include <QSignalSpy>
+#include <QTest>
+
+namespace {
+
+using EzRange = SzDisplaySettings::EzRange;
+
+class DisplayPanel : public testing::Test {
+protected:
+    DisplayPanel() { showOnScreen(panel); }
+
+    /// Chooses with the keyboard.
+    void choose(QComboBox& list, const QString& text) {
+        list.setFocus();
+        QTest::keyClick(&list, Qt::Key_Home);
+        while (list.currentText() != text && list.currentIndex() + 1 < list.count())
+            QTest::keyClick(&list, Qt::Key_Down);
+        ASSERT_EQ(list.currentText(), text);
+    }
+
+    CzLinkTap::Picture mosaic(std::uint32_t cellWidth, std::uint32_t cellHeight) {
+        auto picture = picturePattern(mosaicFormat(20, 20, EzImageDataType::UInt16));
+        picture->setImageMetadata(mosaicMetadata({mosaicZone(cellWidth, cellHeight, 1, 1, QRect())}));
+        return picture;
+    }
+
+    CzDisplayPanel panel;
+    QComboBox& mode = childOf<QComboBox>(panel, "mode");
+    QComboBox& range = childOf<QComboBox>(panel, "range");
+    QDoubleSpinBox& black = childOf<QDoubleSpinBox>(panel, "black");
+    QDoubleSpinBox& white = childOf<QDoubleSpinBox>(panel, "white");
+    QCheckBox& demosaic = childOf<QCheckBox>(panel, "demosaic");
+    QComboBox& band = childOf<QComboBox>(panel, "band");
+    QCheckBox& saturated = childOf<QCheckBox>(panel, "saturated");
+};
+
+TEST_F(DisplayPanel, BeginsWithTheFullRangeInColourAndOnePicture) {
+    EXPECT_EQ(panel.mode(), CzPictureWidget::EzMode::Single);
+    EXPECT_EQ(panel.settings().range, EzRange::Full);
+    EXPECT_TRUE(panel.settings().demosaic);
+    EXPECT_EQ(panel.settings().band, -1);
+    EXPECT_FALSE(panel.settings().markSaturated);
+}
+
+TEST_F(DisplayPanel, TellsEachChoice) {
+    QSignalSpy changed(&panel, &CzDisplayPanel::changed);
+    choose(mode, QStringLiteral("Split"));
+    EXPECT_EQ(panel.mode(), CzPictureWidget::EzMode::Split);
+    choose(range, QStringLiteral("Automatic range"));
+    EXPECT_EQ(panel.settings().range, EzRange::Automatic);
+    QTest::mouseClick(&saturated, Qt::LeftButton, Qt::NoModifier, QPoint(8, saturated.height() / 2));
+    EXPECT_TRUE(panel.settings().markSaturated);
+    EXPECT_GE(changed.size(), 3);
+}
+
+TEST_F(DisplayPanel, AManualRangeBeginsWithTheOneThatIsShown) {
+    auto picture = blackPicture(pictureFormat(2, 1, 1, EzImageDataType::UInt16));
+    setSample(picture->picBuf(), 0, 0, 0, 300);
+    setSample(picture->picBuf(), 1, 0, 0, 700);
+    panel.setPicture(std::move(picture));
+    EXPECT_FALSE(black.isVisible());
+    choose(range, QStringLiteral("Automatic range"));
+    choose(range, QStringLiteral("Manual range"));
+    EXPECT_TRUE(black.isVisible());
+    EXPECT_EQ(panel.settings().manual.black, 300.0);
+    EXPECT_EQ(panel.settings().manual.white, 700.0);
+    QSignalSpy changed(&panel, &CzDisplayPanel::changed);
+    white.selectAll();
+    QTest::keyClicks(&white, QStringLiteral("650"));
+    QTest::keyClick(&white, Qt::Key_Return);
+    EXPECT_EQ(panel.settings().manual.white, 650.0);
+    EXPECT_EQ(changed.size(), 1);
+}
+
+TEST_F(DisplayPanel, FloatsHaveManualRangesWithDecimals) {
+    auto picture = blackPicture(pictureFormat(2, 1, 1, EzImageDataType::Float32));
+    setSample(picture->picBuf(), 0, 0, 0, 0.125);
+    setSample(picture->picBuf(), 1, 0, 0, 0.75);
+    panel.setPicture(std::move(picture));
+    choose(range, QStringLiteral("Manual range"));
+    EXPECT_EQ(panel.settings().manual.black, 0.125);
+    EXPECT_EQ(panel.settings().manual.white, 0.75);
+}
+
+TEST_F(DisplayPanel, OffersColoursOnlyWhereThereAreSome) {
+    panel.setPicture(mosaic(4, 4));
+    EXPECT_FALSE(demosaic.isVisible());
+    panel.setPicture(renderScene(QStringLiteral("rgbnir"), {32, 32}));
+    EXPECT_TRUE(demosaic.isVisible());
+    panel.setPicture(renderScene(QStringLiteral("mono"), {32, 32}));
+    EXPECT_FALSE(demosaic.isVisible());
+    panel.setPicture(renderScene(QStringLiteral("bayer"), {32, 32}));
+    EXPECT_TRUE(demosaic.isVisible());
+    QTest::mouseClick(&demosaic, Qt::LeftButton, Qt::NoModifier, QPoint(8, demosaic.height() / 2));
+    EXPECT_FALSE(panel.settings().demosaic);
+}
+
+TEST_F(DisplayPanel, OffersTheBandsOfAllZones) {
+    EXPECT_FALSE(band.isVisible());
+    auto picture = picturePattern(mosaicFormat(20, 20, EzImageDataType::UInt8));
+    picture->setImageMetadata(mosaicMetadata(
+        {mosaicZone(2, 2, 1, 1, QRect(0, 0, 10, 20)), mosaicZone(3, 1, 1, 1, QRect(10, 0, 10, 20))}));
+    panel.setPicture(std::move(picture));
+    ASSERT_TRUE(band.isVisible());
+    ASSERT_EQ(band.count(), 1 + 4 + 3);
+    EXPECT_EQ(band.itemText(5), QStringLiteral("band 0"));
+    panel.setPicture(renderScene(QStringLiteral("mono"), {32, 32}));
+    EXPECT_FALSE(band.isVisible());
+}
+
+TEST_F(DisplayPanel, StepsThroughTheBandsAndStopsAtTheEnds) {
+    panel.stepBand(1);
+    EXPECT_EQ(panel.settings().band, -1); // no picture with bands
+    panel.setPicture(mosaic(2, 1));
+    QSignalSpy changed(&panel, &CzDisplayPanel::changed);
+    for (const int expected : {0, 1, 1}) {
+        panel.stepBand(1);
+        EXPECT_EQ(panel.settings().band, expected);
+    }
+    for (const int expected : {0, -1, -1}) {
+        panel.stepBand(-1);
+        EXPECT_EQ(panel.settings().band, expected);
+    }
+    EXPECT_EQ(changed.size(), 4);
+}
+
+TEST_F(DisplayPanel, KeepsTheBandThroughPicturesWithoutBands) {
+    panel.setPicture(mosaic(4, 4));
+    panel.stepBand(6);
+    panel.setPicture(nullptr);
+    panel.setPicture(renderScene(QStringLiteral("mono"), {32, 32}));
+    panel.setPicture(mosaic(4, 4));
+    EXPECT_EQ(panel.settings().band, 5);
+}
+
+TEST_F(DisplayPanel, KeepsTheBandOfTheSameNameOfAnotherSensor) {
+    panel.setPicture(mosaic(4, 4));
+    panel.stepBand(6);
+    panel.setPicture(mosaic(3, 2));
+    EXPECT_EQ(panel.settings().band, 5);
+    QSignalSpy changed(&panel, &CzDisplayPanel::changed);
+    panel.setPicture(mosaic(2, 2)); // has no such band
+    EXPECT_EQ(panel.settings().band, -1);
+    EXPECT_EQ(changed.size(), 1);
+}
+
+} // namespace

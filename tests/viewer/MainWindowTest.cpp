@@ -1,0 +1,782 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MainWindow.h"
+
+#include "ChainPanel.h"
+#include "Chainable.h"
+#include "DisplayPanel.h"
+#include "FrameSource.h"
+#include "HistogramPlot.h"
+#include "PictureFile.h"
+#include "PictureWidget.h"
+#include "PluginLoader.h"
+#include "ProblemBar.h"
+#include "SourcePanel.h"
+#include "SpectrumPlot.h"
+#include "Tour.h"
+#include "ViewerFixture.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QComboBox>
+#include <QDir>
+#include <QDockWidget>
+#include <QDropEvent>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMimeData>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QSpinBox>
+#include <QTest>
+#include <QToolButton>
+
+#include <random>
+
+namespace {
+
+const QString rotate = QStringLiteral("org.zuviewer.czRotateImageCnbl");
+const QString extract = QStringLiteral("org.zuviewer.CzExtractChannelCnbl");
+
+class MainWindow : public ViewerTest {
+protected:
+    static void SetUpTestSuite() {
+        s_loader = new CzPluginLoader;
+        ASSERT_TRUE(s_loader->loadFolder(QStringLiteral(ZU_BUILT_PLUGIN_FOLDER)));
+    }
+    static void TearDownTestSuite() { delete s_loader; }
+
+    MainWindow() { makeWindow(); }
+    ~MainWindow() override { gate.open(); }
+
+    void makeWindow() {
+        window = std::make_unique<CzMainWindow>();
+        childOf<QSpinBox>(*window, "width").setValue(64);
+        childOf<QSpinBox>(*window, "height").setValue(48);
+        window->resize(1000, 700);
+        showOnScreen(*window);
+    }
+
+    CzChainSession& session() { return window->session(); }
+    CzPictureWidget& picture() { return window->pictureWidget(); }
+    QAction& action(const char* name) {
+        auto* const found = window->findChild<QAction*>(QLatin1String(name));
+        if (!found)
+            std::abort();
+        return *found;
+    }
+    QString text(const char* label) { return childOf<QLabel>(*window, label).text(); }
+    QString problem() { return window->findChild<CzProblemBar*>()->problem(); }
+    /// Whether the spectrum's tab is in front: the others are kept beside the window.
+    bool showsSpectrum() {
+        return window->rect().contains(childOf<QDockWidget>(*window, "spectrum").geometry().center());
+    }
+    bool isRunning() { return session().state() == CzChainSession::EzState::Running; }
+    bool isStopped() { return session().state() == CzChainSession::EzState::Stopped; }
+    bool shows(std::uint32_t width, std::uint32_t height) {
+        return picture().picture() && picture().picture()->picBuf().width == width &&
+               picture().picture()->picBuf().height == height;
+    }
+
+    /// Adds an element behind the others and selects it.
+    void addAndSelect(const QString& element) {
+        const int place = session().elements().size();
+        session().insert(place, element);
+        ASSERT_TRUE(waitFor([&] { return session().elements().size() == place + 1; }));
+        window->chainPanel().selectElement(place);
+    }
+
+    void playScene(const QString& scene) {
+        window->openScene(scene);
+        ASSERT_TRUE(waitFor([&] { return shows(64, 48); }));
+    }
+
+    /// Plays a scene through an element that holds the first frame, and all that follow, until the gate is
+    /// opened.
+    void letAFrameHang() {
+        auto element = std::make_unique<ScriptedElement>();
+        gate.guard(*element);
+        session().insert(0, std::move(element));
+        window->openScene(QStringLiteral("mono"));
+        gate.awaitArrival();
+    }
+    bool hangs() { return session().chain().workerState().element >= 0; }
+
+    /// A chain file of one element.
+    QString writeChain(const QString& name, const QString& element = rotate) {
+        QFile file(path(name));
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(QStringLiteral("<chain version=\"1\"><chainable uniqueId=\"%1\"/></chain>")
+                       .arg(element)
+                       .toUtf8());
+        return path(name);
+    }
+    QString writeScene(const QString& name, const QString& scene) {
+        QString error;
+        EXPECT_TRUE(writePicture(path(name), EzPictureFormat::Tiff, *renderScene(scene, {64, 48}), &error));
+        return path(name);
+    }
+
+    /// Types a path into the next file dialog.
+    void answerFileDialog(const QString& answer) {
+        whenDialogOpens(QString(), [answer](QDialog& dialog) {
+            auto& line = childOf<QLineEdit>(dialog, "fileNameEdit");
+            line.setText(answer);
+            QTest::keyClick(&line, Qt::Key_Return);
+        });
+    }
+
+    /// Drops files onto the picture.
+    bool drop(const QList<QUrl>& urls) {
+        QMimeData data;
+        data.setUrls(urls);
+        QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        enter.ignore();
+        QApplication::sendEvent(&picture(), &enter);
+        if (!enter.isAccepted())
+            return false;
+        QDropEvent dropped(QPointF(5, 5), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(&picture(), &dropped);
+        return true;
+    }
+
+    Gate gate; // outlives the worker that waits at it
+    std::unique_ptr<CzMainWindow> window;
+
+private:
+    static CzPluginLoader* s_loader;
+};
+
+CzPluginLoader* MainWindow::s_loader = nullptr;
+
+// ---- Opening ----
+
+TEST_F(MainWindow, BeginsEmpty) {
+    EXPECT_TRUE(window->windowTitle().startsWith(QStringLiteral("New chain")));
+    EXPECT_FALSE(window->isWindowModified());
+    EXPECT_EQ(text("stateText"), QStringLiteral("stopped"));
+    EXPECT_FALSE(picture().picture());
+    EXPECT_FALSE(action("undo").isEnabled());
+}
+
+TEST_F(MainWindow, OpensAChainAndPicturesInOneGo) {
+    window->openPaths({writeScene(QStringLiteral("scene.tif"), QStringLiteral("bayer")),
+                       writeChain(QStringLiteral("turn.zuchain"))});
+    EXPECT_EQ(session().elements().size(), 1);
+    EXPECT_TRUE(window->windowTitle().startsWith(QStringLiteral("turn.zuchain")));
+    EXPECT_TRUE(waitFor([&] { return shows(64, 48); })); // the source is selected
+    window->chainPanel().selectElement(0);
+    EXPECT_TRUE(waitFor([&] { return shows(48, 64); }));
+    EXPECT_TRUE(problem().isEmpty());
+}
+
+TEST_F(MainWindow, OpensWhatIsDroppedAnywhere) {
+    ASSERT_TRUE(drop({QUrl::fromLocalFile(writeScene(QStringLiteral("scene.tif"), QStringLiteral("mono"))),
+                      QUrl::fromLocalFile(writeChain(QStringLiteral("turn.ZUCHAIN")))}));
+    EXPECT_TRUE(waitFor([&] { return session().elements().size() == 1 && shows(64, 48); }));
+    QDir().mkpath(path(QStringLiteral("folder")));
+    writeScene(QStringLiteral("folder/in.tif"), QStringLiteral("mono"));
+    ASSERT_TRUE(drop({QUrl::fromLocalFile(path(QStringLiteral("folder")))}));
+    EXPECT_TRUE(waitFor([&] { return window->sourcePanel().caption() == QStringLiteral("folder"); }));
+}
+
+TEST_F(MainWindow, TakesNoDropsFromElsewhere) {
+    EXPECT_FALSE(drop({QUrl(QStringLiteral("https://zuviewer.example/picture.tif"))}));
+    EXPECT_FALSE(drop({}));
+}
+
+TEST_F(MainWindow, OpensPicturesAndFoldersThroughDialogs) {
+    const QString scene = writeScene(QStringLiteral("scene.tif"), QStringLiteral("mono"));
+    answerFileDialog(scene);
+    action("openPictures").trigger();
+    EXPECT_EQ(window->sourcePanel().paths(), QStringList(scene));
+    const QString chain = writeChain(QStringLiteral("a.zuchain"));
+    answerFileDialog(chain);
+    action("openChain").trigger();
+    EXPECT_TRUE(waitFor([&] { return session().path() == chain; }));
+}
+
+TEST_F(MainWindow, TellsWhatCannotBeOpenedUntilItIsClosed) {
+    window->openPaths({path(QStringLiteral("missing.tif"))});
+    EXPECT_TRUE(problem().contains(QStringLiteral("missing.tif")));
+    EXPECT_TRUE(window->findChild<CzProblemBar*>()->isVisible());
+    QTest::mouseClick(&childOf<QToolButton>(*window, "closeProblem"), Qt::LeftButton);
+    EXPECT_FALSE(window->findChild<CzProblemBar*>()->isVisible());
+    EXPECT_TRUE(problem().isEmpty());
+    window->openPaths({path(QStringLiteral("missing.zuchain"))});
+    EXPECT_TRUE(problem().contains(QStringLiteral("missing.zuchain")));
+    window->openPaths({writeChain(QStringLiteral("a.zuchain"))}); // better now
+    EXPECT_TRUE(problem().isEmpty());
+}
+
+TEST_F(MainWindow, ShowsMissingElementsAndSaysWhyTheyDoNotRun) {
+    window->openPaths({writeChain(QStringLiteral("a.zuchain"), QStringLiteral("org.example.Gone"))});
+    EXPECT_TRUE(problem().contains(QStringLiteral("org.example.Gone")));
+    EXPECT_EQ(session().elements().size(), 1);
+    window->openScene(QStringLiteral("mono"));
+    EXPECT_TRUE(waitFor([&] { return isStopped() && !action("run").isChecked(); }));
+    EXPECT_FALSE(problem().isEmpty());
+}
+
+// ---- Unsaved changes ----
+
+TEST_F(MainWindow, ClosesWithoutAQuestionWhenAllIsSaved) {
+    window->openPaths({writeChain(QStringLiteral("a.zuchain"))});
+    EXPECT_TRUE(window->close());
+    EXPECT_FALSE(window->isVisible());
+}
+
+TEST_F(MainWindow, StaysOpenWhenClosingIsCancelled) {
+    session().insert(0, rotate);
+    answerDialog(QStringLiteral("unsaved"), QMessageBox::Cancel);
+    EXPECT_FALSE(window->close());
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_EQ(session().elements().size(), 1);
+}
+
+TEST_F(MainWindow, SavesOnClosingWhenAskedTo) {
+    const QString chain = writeChain(QStringLiteral("a.zuchain"));
+    window->openPaths({chain});
+    session().insert(1, extract);
+    answerDialog(QStringLiteral("unsaved"), QMessageBox::Save);
+    EXPECT_TRUE(window->close());
+    QFile file(chain);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(file.readAll().contains(extract.toUtf8()));
+}
+
+TEST_F(MainWindow, AsksForANameToSaveUnderAndAddsTheSuffix) {
+    session().insert(0, rotate);
+    whenDialogOpens(QStringLiteral("unsaved"), [this](QDialog& box) {
+        answerFileDialog(path(QStringLiteral("named")));
+        QTest::mouseClick(static_cast<QMessageBox&>(box).button(QMessageBox::Save), Qt::LeftButton);
+    });
+    EXPECT_TRUE(window->close());
+    EXPECT_TRUE(QFile::exists(path(QStringLiteral("named.zuchain"))));
+}
+
+TEST_F(MainWindow, StaysOpenWhenNoNameIsGiven) {
+    session().insert(0, rotate);
+    whenDialogOpens(QStringLiteral("unsaved"), [](QDialog& box) {
+        whenDialogOpens(QString(), [](QDialog& files) { files.reject(); });
+        QTest::mouseClick(static_cast<QMessageBox&>(box).button(QMessageBox::Save), Qt::LeftButton);
+    });
+    EXPECT_FALSE(window->close());
+    EXPECT_TRUE(session().isModified());
+}
+
+TEST_F(MainWindow, StaysOpenWhenSavingFails) {
+    const QString chain = writeChain(QStringLiteral("a.zuchain"));
+    window->openPaths({chain});
+    session().insert(1, extract);
+    QFile::remove(chain);
+    QDir().mkpath(chain); // a folder is in the way
+    answerDialog(QStringLiteral("unsaved"), QMessageBox::Save);
+    EXPECT_FALSE(window->close());
+    EXPECT_TRUE(problem().contains(QStringLiteral("a.zuchain")));
+}
+
+TEST_F(MainWindow, AsksBeforeAnotherChainTakesThePlaceOfAChangedOne) {
+    session().insert(0, rotate);
+    EXPECT_TRUE(waitFor([&] { return window->isWindowModified(); }));
+    const QString other = writeChain(QStringLiteral("other.zuchain"), extract);
+    answerDialog(QStringLiteral("unsaved"), QMessageBox::Cancel);
+    window->openPaths({other});
+    EXPECT_TRUE(session().path().isEmpty());
+    answerDialog(QStringLiteral("unsaved"), QMessageBox::Cancel);
+    action("newChain").trigger();
+    EXPECT_EQ(session().elements().size(), 1);
+    answerDialog(QStringLiteral("unsaved"), QMessageBox::Discard);
+    window->openPaths({other});
+    EXPECT_EQ(session().path(), other);
+    action("newChain").trigger();
+    EXPECT_TRUE(session().elements().isEmpty());
+}
+
+// ---- Recent chains, layout and the last chain ----
+
+TEST_F(MainWindow, OffersRecentChainsTheLastOneFirst) {
+    auto& menu = childOf<QMenu>(*window, "recentChains");
+    const auto offered = [&menu] {
+        emit menu.aboutToShow();
+        QStringList names;
+        for (const QAction* const entry : menu.actions())
+            names.append(QFileInfo(entry->text()).fileName());
+        return names;
+    };
+    EXPECT_FALSE(menu.actions().value(0) && menu.actions().first()->isEnabled());
+    for (int i = 0; i < 10; ++i)
+        window->openPaths({writeChain(QStringLiteral("%1 && co.zuchain").arg(i))});
+    window->openPaths({path(QStringLiteral("5 && co.zuchain"))});
+    window->openPaths({path(QStringLiteral("missing.zuchain"))}); // was no chain
+    const QStringList names = offered();
+    ASSERT_EQ(names.size(), 8);
+    EXPECT_EQ(names.at(0), QStringLiteral("5 &&&& co.zuchain")); // an ampersand is no key
+    EXPECT_EQ(names.at(1), QStringLiteral("9 &&&& co.zuchain"));
+    EXPECT_EQ(names.filter(QStringLiteral("5 ")).size(), 1);
+    menu.actions().at(1)->trigger();
+    EXPECT_EQ(session().path(), path(QStringLiteral("9 && co.zuchain")));
+}
+
+TEST_F(MainWindow, TheLayoutComesBack) {
+    childOf<QDockWidget>(*window, "histogram").close();
+    childOf<QDockWidget>(*window, "chain").setFloating(true);
+    window->resize(1100, 740);
+    EXPECT_TRUE(window->close());
+    makeWindow();
+    EXPECT_FALSE(childOf<QDockWidget>(*window, "histogram").isHidden());
+    window->restoreLayout();
+    EXPECT_TRUE(childOf<QDockWidget>(*window, "histogram").isHidden());
+    EXPECT_TRUE(childOf<QDockWidget>(*window, "chain").isFloating());
+    EXPECT_EQ(window->size(), QSize(1100, 740));
+}
+
+TEST_F(MainWindow, ChainAndPicturesComeBack) {
+    const QString chain = writeChain(QStringLiteral("a.zuchain"));
+    window->openPaths({chain, writeScene(QStringLiteral("scene.tif"), QStringLiteral("mono"))});
+    EXPECT_TRUE(waitFor([&] { return shows(64, 48); }));
+    window->close();
+    EXPECT_TRUE(waitFor([&] { return !window->isVisible(); }));
+    makeWindow();
+    window->restoreChain();
+    EXPECT_EQ(session().path(), chain);
+    EXPECT_EQ(session().elements().size(), 1);
+    EXPECT_EQ(window->sourcePanel().paths(), QStringList(path(QStringLiteral("scene.tif"))));
+    EXPECT_TRUE(waitFor([&] { return shows(64, 48); }));
+}
+
+TEST_F(MainWindow, TheSyntheticCameraComesBack) {
+    playScene(QStringLiteral("bayer"));
+    window->close();
+    EXPECT_TRUE(waitFor([&] { return !window->isVisible(); }));
+    makeWindow();
+    window->restoreChain();
+    EXPECT_EQ(window->sourcePanel().scene(), QStringLiteral("bayer"));
+}
+
+TEST_F(MainWindow, DiscardedChangesDoNotComeBack) {
+    const QString chain = writeChain(QStringLiteral("a.zuchain"));
+    window->openPaths({chain});
+    session().insert(1, extract);
+    answerDialog(QStringLiteral("unsaved"), QMessageBox::Discard);
+    EXPECT_TRUE(window->close());
+    makeWindow();
+    window->restoreChain();
+    EXPECT_EQ(session().elements().size(), 1);
+    EXPECT_FALSE(session().isModified());
+
+    action("newChain").trigger();
+    session().insert(0, extract);
+    answerDialog(QStringLiteral("unsaved"), QMessageBox::Discard);
+    EXPECT_TRUE(window->close());
+    makeWindow();
+    window->restoreChain();
+    EXPECT_TRUE(session().elements().isEmpty());
+}
+
+TEST_F(MainWindow, AnUnsavedChainComesBackAfterACrash) {
+    session().insert(0, rotate);
+    playScene(QStringLiteral("mono"));
+    makeWindow(); // the other one has never been closed
+    window->restoreChain();
+    EXPECT_EQ(session().elements().size(), 1);
+    EXPECT_EQ(window->sourcePanel().scene(), QStringLiteral("mono"));
+}
+
+TEST_F(MainWindow, UnsavedChangesOfAFileComeBackAfterACrash) {
+    window->openPaths({writeChain(QStringLiteral("a.zuchain"))});
+    session().insert(1, extract);
+    playScene(QStringLiteral("bayer"));
+    makeWindow(); // the other one has never been closed
+    window->restoreChain();
+    EXPECT_EQ(session().elements().size(), 2);
+    EXPECT_EQ(session().path(), path(QStringLiteral("a.zuchain")));
+    EXPECT_TRUE(session().isModified());
+}
+
+TEST_F(MainWindow, AsksWhetherTheLastChainIsWantedAfterACrash) {
+    answerDialog(QStringLiteral("unclean"), QMessageBox::No);
+    EXPECT_FALSE(window->asksToRestoreChain());
+    answerDialog(QStringLiteral("unclean"), QMessageBox::Yes);
+    EXPECT_TRUE(window->asksToRestoreChain());
+}
+
+// ---- What is shown ----
+
+TEST_F(MainWindow, ShowsTheSelectedLinkAndBothSidesOfAnElement) {
+    session().insert(0, rotate);
+    playScene(QStringLiteral("bayer"));
+    window->chainPanel().selectElement(0);
+    EXPECT_TRUE(waitFor([&] { return shows(48, 64); }));
+    auto& mode = childOf<QComboBox>(*window, "mode");
+    mode.setCurrentIndex(1);
+    EXPECT_EQ(picture().mode(), CzPictureWidget::EzMode::SideBySide);
+    // The picture before arrives: the left half is painted.
+    const auto leftIsPainted = [&] {
+        const QImage image = picture().image();
+        return image.pixel(image.width() / 4, image.height() / 2) != image.pixel(1, 1);
+    };
+    EXPECT_TRUE(waitFor(leftIsPainted));
+}
+
+TEST_F(MainWindow, ShowsChangesOfAPausedSource) {
+    playScene(QStringLiteral("bayer"));
+    window->player().pause();
+    addAndSelect(rotate);
+    EXPECT_TRUE(waitFor([&] { return shows(48, 64); }));
+    addAndSelect(extract);
+    EXPECT_TRUE(waitFor([&] { return shows(24, 32); }));
+    window->chainPanel().selectElement(-1);
+    EXPECT_TRUE(waitFor([&] { return shows(64, 48); }));
+    EXPECT_FALSE(window->player().isPlaying());
+}
+
+TEST_F(MainWindow, TellsThePixelUnderTheCursor) {
+    playScene(QStringLiteral("bayer"));
+    window->player().pause();
+    QMouseEvent move(QEvent::MouseMove, picture().rect().center(), Qt::NoButton, Qt::NoButton,
+                     Qt::NoModifier);
+    QApplication::sendEvent(&picture(), &move);
+    const CzImageData& shown = *picture().picture();
+    EXPECT_TRUE(text("pixelText") == describePixel(shown, 32, 23) ||
+                text("pixelText") == describePixel(shown, 32, 24))
+        << text("pixelText").toStdString();
+    QEvent leave(QEvent::Leave);
+    QApplication::sendEvent(&picture(), &leave);
+    EXPECT_EQ(text("pixelText"), QString());
+}
+
+TEST_F(MainWindow, AClickOnAMosaicShowsTheSpectrum) {
+    playScene(QStringLiteral("hsi5x5"));
+    EXPECT_FALSE(showsSpectrum());
+    QTest::mouseClick(&picture(), Qt::LeftButton, Qt::NoModifier, picture().rect().center());
+    EXPECT_TRUE(waitFor([&] { return showsSpectrum(); }));
+    EXPECT_EQ(window->spectrumPlot().spectrum().size(), 25);
+    // Before and after have spectra of their own.
+    addAndSelect(rotate);
+    childOf<QComboBox>(*window, "mode").setCurrentIndex(1);
+    EXPECT_TRUE(waitFor([&] { return shows(48, 64); }));
+    QTest::mouseClick(&picture(), Qt::LeftButton, Qt::NoModifier,
+                      QPoint(picture().width() / 4, picture().height() / 2));
+    EXPECT_TRUE(waitFor([&] { return window->spectrumPlot().spectrum().size() == 25; }));
+}
+
+TEST_F(MainWindow, AClickOnAnotherPictureKeepsTheHistogramInFront) {
+    playScene(QStringLiteral("mono"));
+    QTest::mouseClick(&picture(), Qt::LeftButton, Qt::NoModifier, picture().rect().center());
+    EXPECT_FALSE(showsSpectrum());
+    EXPECT_TRUE(waitFor([&] { return !window->histogramPlot().histogram().channels.isEmpty(); }));
+}
+
+TEST_F(MainWindow, KeysPlayPauseAndStepThroughBands) {
+    playScene(QStringLiteral("hsi4x4"));
+    window->activateWindow();
+    picture().setFocus();
+    QTest::keyClick(window.get(), Qt::Key_F6);
+    EXPECT_FALSE(window->player().isPlaying());
+    QTest::keyClick(window.get(), Qt::Key_F6);
+    EXPECT_TRUE(window->player().isPlaying());
+    QTest::keyClick(window.get(), Qt::Key_F8);
+    EXPECT_FALSE(window->player().isPlaying());
+    QTest::keyClick(window.get(), Qt::Key_PageDown, Qt::ControlModifier);
+    EXPECT_EQ(picture().display().band, 0);
+    QTest::keyClick(window.get(), Qt::Key_PageUp, Qt::ControlModifier);
+    EXPECT_EQ(picture().display().band, -1);
+}
+
+TEST_F(MainWindow, TellsHowTheChainIsDoing) {
+    playScene(QStringLiteral("mono"));
+    EXPECT_TRUE(waitFor([&] {
+        return text("rateText") != QStringLiteral("0.0 frames/s, 0.0 ms") &&
+               !text("rateText").startsWith(QLatin1String("0.0 "));
+    }));
+    EXPECT_TRUE(waitFor([&] { return text("poolText").startsWith(QStringLiteral("pool ")); }));
+    EXPECT_TRUE(text("lossText").contains(QStringLiteral("failed")));
+    window->player().pause();
+    EXPECT_TRUE(waitFor([&] { return text("stateText") == QStringLiteral("waiting for frames"); }));
+    QTest::keyClick(&picture(), Qt::Key_1);
+    EXPECT_EQ(text("scaleText"), QStringLiteral("100 %"));
+    action("run").trigger();
+    EXPECT_TRUE(waitFor([&] { return text("stateText") == QStringLiteral("stopped"); }));
+    EXPECT_FALSE(action("run").isChecked());
+}
+
+TEST_F(MainWindow, CountsPicturesThatTheScreenHadNoTimeFor) {
+    playScene(QStringLiteral("mono"));
+    window->player().setRate(1000);
+    const auto before = session().chain().counters().framesOut;
+    const auto skippedBefore = window->skippedPictures();
+    while (session().chain().counters().framesOut < before + 30) // this thread is busy
+        QTest::qSleep(1);
+    EXPECT_GT(window->skippedPictures(), skippedBefore);
+}
+
+TEST_F(MainWindow, UndoesAndRedoesFromTheMenu) {
+    session().insert(0, rotate);
+    EXPECT_TRUE(waitFor([&] { return action("undo").isEnabled(); }));
+    EXPECT_TRUE(action("undo").text().contains(QStringLiteral("Rotate")));
+    action("undo").trigger();
+    EXPECT_TRUE(session().elements().isEmpty());
+    EXPECT_TRUE(waitFor([&] { return action("redo").isEnabled() && !action("undo").isEnabled(); }));
+    action("redo").trigger();
+    EXPECT_EQ(session().elements().size(), 1);
+}
+
+// ---- Pictures to files and to the clipboard ----
+
+TEST_F(MainWindow, SavesTheShownPictureAsItIs) {
+    session().insert(0, rotate);
+    playScene(QStringLiteral("bayer"));
+    window->player().pause();
+    window->chainPanel().selectElement(0);
+    ASSERT_TRUE(waitFor([&] { return shows(48, 64); }));
+    const CzLinkTap::Picture shown = picture().picture();
+    answerFileDialog(path(QStringLiteral("saved"))); // becomes a TIFF
+    action("savePicture").trigger();
+    const QString saved = path(QStringLiteral("saved.tif"));
+    ASSERT_TRUE(waitFor([&] { return QFile::exists(saved) && QFile::exists(sidecarPath(saved)); }));
+    QString error;
+    SzSidecar sidecar;
+    ASSERT_TRUE(readSidecar(sidecarPath(saved), sidecar, &error, nullptr));
+    const auto reader = CzPictureReader::open(saved, &error);
+    ASSERT_TRUE(reader) << error.toStdString();
+    const auto read = reader->read(0, sidecar, &error);
+    ASSERT_TRUE(read) << error.toStdString();
+    EXPECT_EQ(read->picBuf().bitDepth, 12U);
+    EXPECT_EQ(read->picBuf().colorFilterArray, shown->picBuf().colorFilterArray);
+    EXPECT_TRUE(samePixels(read->picBuf(), shown->picBuf()));
+}
+
+TEST_F(MainWindow, SaysThatThereIsNoPictureToSave) {
+    action("savePicture").trigger();
+    EXPECT_FALSE(problem().isEmpty());
+}
+
+TEST_F(MainWindow, TellsWhenAPictureCannotBeSaved) {
+    SzPicBufInfo format = pictureFormat(4, 4, 1, EzImageDataType::Float32);
+    QString error;
+    ASSERT_TRUE(writePicture(path(QStringLiteral("float.tif")), EzPictureFormat::Tiff,
+                             *picturePattern(format), &error));
+    window->openPaths({path(QStringLiteral("float.tif"))});
+    ASSERT_TRUE(waitFor([&] { return shows(4, 4); }));
+    answerFileDialog(path(QStringLiteral("float.png"))); // cannot hold it
+    action("savePicture").trigger();
+    EXPECT_TRUE(waitFor([&] { return problem().contains(QStringLiteral("float.png")); }));
+}
+
+TEST_F(MainWindow, RecordsTheResultsUntilItIsToldToStop) {
+    playScene(QStringLiteral("mono"));
+    const QString folder = path(QStringLiteral("recorded"));
+    QDir().mkpath(folder);
+    whenDialogOpens(QString(), [folder](QDialog& dialog) {
+        auto& line = childOf<QLineEdit>(dialog, "fileNameEdit");
+        line.setText(folder);
+        QTest::keyClick(&line, Qt::Key_Return);
+    });
+    action("record").trigger();
+    EXPECT_TRUE(action("record").isChecked());
+    EXPECT_TRUE(waitFor([&] { return QFile::exists(folder + QStringLiteral("/00003.tif")); }));
+    action("record").trigger();
+    EXPECT_FALSE(action("record").isChecked());
+}
+
+TEST_F(MainWindow, DoesNotRecordWithoutAFolder) {
+    whenDialogOpens(QString(), [](QDialog& dialog) { dialog.reject(); });
+    action("record").trigger();
+    EXPECT_FALSE(action("record").isChecked());
+}
+
+TEST_F(MainWindow, CopiesTheViewToTheClipboard) {
+    playScene(QStringLiteral("mono"));
+    window->player().pause();
+    QTest::qWait(0);
+    action("copyView").trigger();
+    const QImage copied = QApplication::clipboard()->image();
+    EXPECT_EQ(copied.size(), picture().size());
+    EXPECT_EQ(copied.convertToFormat(QImage::Format_RGB32),
+              picture().image().convertToFormat(QImage::Format_RGB32));
+}
+
+// ---- Frames that hang ----
+
+TEST_F(MainWindow, NeverWaitsForTheWorker) {
+    const QString chain = writeChain(QStringLiteral("a.zuchain"), extract);
+    const QString scene = writeScene(QStringLiteral("scene.tif"), QStringLiteral("mono"));
+    letAFrameHang();
+
+    // All that a person can ask for, while a frame hangs. Each must be back at once.
+    const std::vector<std::function<void()>> requests{
+        [&] { window->chainPanel().selectElement(0); },
+        [&] { childOf<QComboBox>(*window, "mode").setCurrentIndex(2); },
+        [&] { childOf<QComboBox>(*window, "mode").setCurrentIndex(0); },
+        [&] { window->chainPanel().add(rotate); },
+        [&] { session().setBypassed(0, true); },
+        [&] { action("run").trigger(); },
+        [&] { action("run").trigger(); },
+        [&] { action("undo").trigger(); },
+        [&] { window->player().step(1); },
+        [&] { window->player().repeat(); },
+        [&] { window->openScene(QStringLiteral("bayer")); },
+        [&] { window->openPaths({scene}); },
+        [&] { window->player().seek(0); },
+        [&] { action("copyView").trigger(); },
+        [&] { session().setBypassed(0, false); },
+        [&] { session().load(chain); },
+    };
+    for (std::size_t i = 0; i < requests.size(); ++i) {
+        QElapsedTimer time;
+        time.start();
+        requests[i]();
+        QCoreApplication::processEvents();
+        EXPECT_LT(time.elapsed(), 5000) << "request " << i; // the frame would hang for ever
+        EXPECT_TRUE(hangs()) << "request " << i;
+    }
+    EXPECT_TRUE(waitFor([&] { return text("stateText").contains(QStringLiteral("hangs in Scripted")); }));
+    EXPECT_TRUE(hangs());
+    gate.open();
+    EXPECT_TRUE(waitFor([&] { return isRunning() && session().path() == chain && shows(64, 48); }));
+}
+
+TEST_F(MainWindow, ClosesAsSoonAsTheFrameAtHandIsThrough) {
+    letAFrameHang();
+    answerDialog(QStringLiteral("unsaved"), QMessageBox::Discard);
+    window->close();
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_TRUE(hangs());
+    gate.open();
+    EXPECT_TRUE(waitFor([&] { return !window->isVisible(); }));
+    EXPECT_TRUE(isStopped());
+}
+
+TEST_F(MainWindow, OffersToQuitWithoutWaitingForAFrameThatHangs) {
+    letAFrameHang();
+    QSignalSpy abandoned(window.get(), &CzMainWindow::abandoned);
+    answerDialog(QStringLiteral("unsaved"), QMessageBox::Discard);
+    window->close();
+    QString question;
+    whenDialogOpens(QStringLiteral("hangs"), [&](QDialog& box) {
+        question = static_cast<QMessageBox&>(box).text();
+        QTest::mouseClick(static_cast<QMessageBox&>(box).button(QMessageBox::Yes), Qt::LeftButton);
+    });
+    EXPECT_TRUE(waitFor([&] { return abandoned.size() == 1; }));
+    EXPECT_TRUE(question.contains(QStringLiteral("Scripted")));
+    EXPECT_TRUE(hangs());
+}
+
+TEST_F(MainWindow, ClosesWhenTheFrameComesBackWhileItAsks) {
+    letAFrameHang();
+    QSignalSpy abandoned(window.get(), &CzMainWindow::abandoned);
+    answerDialog(QStringLiteral("unsaved"), QMessageBox::Discard);
+    window->close();
+    whenDialogOpens(QStringLiteral("hangs"), [&](QDialog&) { gate.open(); });
+    EXPECT_TRUE(waitFor([&] { return !window->isVisible(); }));
+    EXPECT_TRUE(abandoned.isEmpty());
+}
+
+// ---- Tours ----
+
+TEST_F(MainWindow, GoesOnTourAndLeavesAPictureOfEachStop) {
+    writeChain(QStringLiteral("turn.zuchain"));
+    writeScene(QStringLiteral("scene.tif"), QStringLiteral("hsi4x4"));
+    QFile tour(path(QStringLiteral("tour.json")));
+    ASSERT_TRUE(tour.open(QIODevice::WriteOnly));
+    tour.write(R"([{ "name": "empty" },
+                   { "name": "turned", "scene": "bayer", "chain": "turn.zuchain", "select": 0, "mode": 1,
+                     "frames": 3 },
+                   { "name": "band", "pictures": ["scene.tif"], "select": -1, "band": 3, "range": 1,
+                     "click": [5, 6], "frames": 2 }])");
+    tour.close();
+    EXPECT_TRUE(goOnTour(*window, tour.fileName(), path(QStringLiteral("shots"))));
+    for (const char* const name : {"empty", "turned", "band"})
+        EXPECT_FALSE(QImage(path(QStringLiteral("shots/%1.png").arg(QLatin1String(name)))).isNull()) << name;
+    EXPECT_EQ(window->spectrumPlot().spectrum().size(), 16);
+    EXPECT_EQ(picture().display().band, 2);
+    EXPECT_TRUE(isStopped());
+}
+
+TEST_F(MainWindow, ATourThatDoesNotExistIsNone) {
+    EXPECT_FALSE(goOnTour(*window, path(QStringLiteral("none.json")), path(QStringLiteral("shots"))));
+}
+
+// ---- Random clicks ----
+
+/// Clicks, keys and wheel turns all over the window, for ZU_SOAK_SECONDS (2 unless set) seconds. Dialogs that
+/// come up are closed.
+TEST_F(MainWindow, StandsRandomClicks) {
+    const int seconds =
+        qEnvironmentVariableIsSet("ZU_SOAK_SECONDS") ? qEnvironmentVariableIntValue("ZU_SOAK_SECONDS") : 2;
+    const unsigned seed = qEnvironmentVariableIsSet("ZU_SOAK_SEED")
+                              ? unsigned(qEnvironmentVariableIntValue("ZU_SOAK_SEED"))
+                              : std::random_device()();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    const auto below = [&](int end) { return int(random() % unsigned(end)); };
+
+    QTimer dialogs;
+    QObject::connect(&dialogs, &QTimer::timeout, [] {
+        if (QWidget* const popup = QApplication::activePopupWidget())
+            popup->close();
+        else if (auto* const dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget()))
+            dialog->reject();
+    });
+    dialogs.start(5);
+
+    const QStringList scenes = sceneNames();
+    const QVector<int> keys{Qt::Key_Up,   Qt::Key_Down, Qt::Key_Left,   Qt::Key_Right,   Qt::Key_Space,
+                            Qt::Key_Tab,  Qt::Key_F5,   Qt::Key_F6,     Qt::Key_F7,      Qt::Key_F8,
+                            Qt::Key_Plus, Qt::Key_1,    Qt::Key_Delete, Qt::Key_PageDown};
+    const QVector<const char*> actions{"undo",   "redo",     "duplicate", "remove",   "up",  "down",
+                                       "switch", "newChain", "copyView",  "nextBand", "fit", "play"};
+    QElapsedTimer time;
+    time.start();
+    int clicks = 0;
+    while (!time.hasExpired(1000LL * seconds)) {
+        const QPoint place(below(window->width()), below(window->height()));
+        QWidget* const child = window->childAt(place);
+        QWidget* const target = child ? child : window.get();
+        const QPoint inTarget = target->mapFrom(window.get(), place);
+        switch (below(8)) {
+        case 0:
+            QTest::keyClick(QApplication::focusWidget() ? QApplication::focusWidget() : window.get(),
+                            Qt::Key(keys.at(below(keys.size()))));
+            break;
+        case 1:
+            action(actions.at(below(actions.size()))).trigger();
+            break;
+        case 2:
+            if (session().elements().size() < 6)
+                window->chainPanel().add(below(2) == 0 ? rotate : extract);
+            break;
+        case 3: {
+            QWheelEvent wheel(inTarget, target->mapToGlobal(inTarget), QPoint(),
+                              QPoint(0, below(2) * 240 - 120), Qt::NoButton, Qt::NoModifier,
+                              Qt::NoScrollPhase, false);
+            QApplication::sendEvent(target, &wheel);
+            break;
+        }
+        case 4:
+            if (below(20) == 0)
+                window->openScene(scenes.at(below(scenes.size())));
+            else if (below(50) == 0)
+                session().clear(); // with all that could be undone
+            break;
+        default:
+            // Not the window's own controls, with which it could be closed or left for a file dialog.
+            if (!target->inherits("QMenuBar"))
+                QTest::mouseClick(target, Qt::LeftButton, Qt::NoModifier, inTarget);
+        }
+        ++clicks;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+    EXPECT_GT(clicks, 20);
+    session().setRunning(false);
+    EXPECT_TRUE(waitFor([&] { return isStopped(); }));
+    const SzChainCounters counters = session().chain().counters();
+    EXPECT_EQ(counters.framesIn,
+              counters.framesOut + counters.framesConsumed + counters.framesDropped + counters.framesFailed);
+}
+
+} // namespace

@@ -1,0 +1,295 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "SourcePanel.h"
+
+#include "Chain.h"
+#include "FramePlayer.h"
+#include "FrameSource.h"
+#include "PictureFile.h"
+#include "SensorPanel.h"
+#include "ViewerFixture.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDir>
+#include <QDoubleSpinBox>
+#include <QFile>
+#include <QLabel>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QSlider>
+#include <QSpinBox>
+#include <QTest>
+#include <QToolButton>
+
+#include <cmath>
+#include <mutex>
+
+namespace {
+
+/// A source whose frames go through an empty chain, as in the window.
+class SourcePanel : public ViewerTest {
+protected:
+    SourcePanel() {
+        chain.setFrameObserver([this](const SzFrameReport& report) {
+            const std::lock_guard lock(m_mutex);
+            if (const auto* const image = qobject_cast<const CzImageData*>(report.output)) {
+                m_format = image->picBuf();
+                m_metadata = image->imageMetadata();
+                m_value = sampleAt(image->picBuf(), 0, 0);
+            }
+        });
+        chain.start();
+        panel.resize(330, 260);
+        showOnScreen(panel);
+    }
+    ~SourcePanel() override { player.setSupply(nullptr); }
+
+    /// Writes a picture of one value, without a sidecar.
+    QString writePicture(const QString& fileName, double value) {
+        auto picture = blackPicture(pictureFormat(8, 6, 1, EzImageDataType::UInt16));
+        fillSamples(picture->picBuf(), [value](auto, auto, auto) { return value; });
+        QString error;
+        EXPECT_TRUE(::writePicture(path(fileName), EzPictureFormat::Tiff, *picture, &error))
+            << error.toStdString();
+        QFile::remove(sidecarPath(path(fileName)));
+        return path(fileName);
+    }
+    QStringList writePictures(int count) {
+        QStringList paths;
+        for (int i = 0; i < count; ++i)
+            paths.append(writePicture(QStringLiteral("%1.tif").arg(i), i));
+        return paths;
+    }
+
+    /// Of the last frame that came out of the chain.
+    SzPicBufInfo format() {
+        const std::lock_guard lock(m_mutex);
+        return m_format;
+    }
+    CzImageMetadata metadata() {
+        const std::lock_guard lock(m_mutex);
+        return m_metadata;
+    }
+    double value() {
+        const std::lock_guard lock(m_mutex);
+        return m_value;
+    }
+
+    void click(const char* button) {
+        QTest::mouseClick(&childOf<QToolButton>(panel, button), Qt::LeftButton);
+    }
+    void pause() {
+        if (player.isPlaying())
+            click("play");
+    }
+
+private:
+    std::mutex m_mutex;
+    SzPicBufInfo m_format;
+    CzImageMetadata m_metadata;
+    double m_value = -1.0;
+
+protected:
+    CzChain chain;
+    CzFramePlayer player{chain.source()};
+    CzSensorPanel sensor;
+    CzSourcePanel panel{player, sensor};
+    QSlider& position = childOf<QSlider>(panel, "position");
+    QLabel& name = childOf<QLabel>(panel, "name");
+};
+
+TEST_F(SourcePanel, PlaysFilesAndNamesThem) {
+    QSignalSpy changed(&panel, &CzSourcePanel::sourceChanged);
+    panel.openPaths(writePictures(3));
+    EXPECT_EQ(changed.size(), 1);
+    EXPECT_EQ(panel.caption(), QStringLiteral("0.tif and 2 more"));
+    EXPECT_EQ(panel.paths().size(), 3);
+    EXPECT_TRUE(player.isPlaying());
+    EXPECT_EQ(position.maximum(), 2);
+    EXPECT_TRUE(waitFor([&] { return name.text() == QStringLiteral("2.tif (3 of 3)"); }));
+    EXPECT_TRUE(waitFor([&] { return name.text() == QStringLiteral("0.tif (1 of 3)"); })); // looped
+}
+
+TEST_F(SourcePanel, NamesAFolderByItsName) {
+    writePictures(2);
+    panel.openPaths({path(QString())});
+    EXPECT_EQ(panel.caption(), QDir(path(QString())).dirName());
+    EXPECT_EQ(position.maximum(), 1);
+}
+
+TEST_F(SourcePanel, TellsWhatCannotBeReadAndKeepsTheSource) {
+    panel.openPaths(writePictures(2));
+    QSignalSpy failed(&panel, &CzSourcePanel::failed);
+    QSignalSpy changed(&panel, &CzSourcePanel::sourceChanged);
+    panel.openPaths({path(QStringLiteral("nothing.tif"))});
+    ASSERT_EQ(failed.size(), 1);
+    EXPECT_TRUE(failed.first().first().toString().contains(QStringLiteral("nothing.tif")));
+    EXPECT_TRUE(changed.isEmpty());
+    EXPECT_EQ(panel.paths().size(), 2);
+}
+
+TEST_F(SourcePanel, PausesStepsAndSeeks) {
+    panel.openPaths(writePictures(5));
+    pause();
+    EXPECT_FALSE(player.isPlaying());
+    player.seek(0);
+    ASSERT_TRUE(waitFor([&] { return player.position() == 0 && value() == 0; }));
+    click("forward");
+    EXPECT_TRUE(waitFor([&] { return value() == 1; }));
+    click("back");
+    EXPECT_TRUE(waitFor([&] { return value() == 0; }));
+    // The slider with the keyboard.
+    position.setFocus();
+    QTest::keyClick(&position, Qt::Key_End);
+    EXPECT_TRUE(waitFor([&] { return value() == 4; }));
+    EXPECT_TRUE(waitFor([&] { return name.text() == QStringLiteral("4.tif (5 of 5)"); }));
+    click("play");
+    EXPECT_TRUE(player.isPlaying());
+}
+
+TEST_F(SourcePanel, MovingTheSliderPauses) {
+    panel.openPaths(writePictures(5));
+    position.setFocus();
+    QTest::keyClick(&position, Qt::Key_End);
+    EXPECT_FALSE(player.isPlaying());
+    EXPECT_TRUE(waitFor([&] { return value() == 4; }));
+}
+
+TEST_F(SourcePanel, PlaysAtTheChosenRate) {
+    auto& rate = childOf<QDoubleSpinBox>(panel, "rate");
+    EXPECT_EQ(player.rate(), rate.value());
+    rate.setFocus();
+    rate.selectAll();
+    QTest::keyClicks(&rate, QStringLiteral("5"));
+    QTest::keyClick(&rate, Qt::Key_Return);
+    EXPECT_EQ(player.rate(), 5.0);
+    rate.selectAll();
+    QTest::keyClicks(&rate, QStringLiteral("0"));
+    QTest::keyClick(&rate, Qt::Key_Return);
+    EXPECT_TRUE(std::isinf(player.rate()));
+}
+
+TEST_F(SourcePanel, EndsAtTheLastFrameWhenItIsNotLooped) {
+    auto& loop = childOf<QCheckBox>(panel, "loop");
+    QTest::mouseClick(&loop, Qt::LeftButton, Qt::NoModifier, QPoint(8, loop.height() / 2));
+    EXPECT_FALSE(player.isLooped());
+    panel.openPaths(writePictures(3));
+    EXPECT_TRUE(waitFor([&] { return !player.isPlaying() && value() == 2; }));
+}
+
+TEST_F(SourcePanel, PlaysScenesOfTheChosenSize) {
+    childOf<QSpinBox>(panel, "width").setValue(64);
+    childOf<QSpinBox>(panel, "height").setValue(48);
+    auto& scenes = childOf<QComboBox>(panel, "scenes");
+    scenes.setFocus();
+    QTest::keyClicks(&scenes, QStringLiteral("bayer"));
+    EXPECT_EQ(panel.scene(), QStringLiteral("bayer"));
+    EXPECT_EQ(panel.caption(), QStringLiteral("Camera: bayer"));
+    EXPECT_TRUE(panel.paths().isEmpty());
+    EXPECT_FALSE(sensor.isEnabled()); // it describes itself
+    EXPECT_TRUE(waitFor([&] { return format().width == 64 && format().height == 48; }));
+    EXPECT_EQ(format().colorFilterArray, EzColorFilterArray::BayerRGGB);
+    childOf<QSpinBox>(panel, "width").setValue(80);
+    EXPECT_TRUE(waitFor([&] { return format().width == 80; }));
+}
+
+TEST_F(SourcePanel, ShowsAtOnceWhatTheSensorPanelSays) {
+    panel.openPaths(writePictures(3));
+    EXPECT_TRUE(sensor.isEnabled());
+    pause();
+    player.seek(1);
+    ASSERT_TRUE(waitFor([&] { return value() == 1; }));
+    EXPECT_EQ(format().bitDepth, 16U);
+    childOf<QSpinBox>(sensor, "bitDepth").setValue(12);
+    EXPECT_TRUE(waitFor([&] { return format().bitDepth == 12; }));
+    EXPECT_EQ(value(), 1); // the same frame
+    EXPECT_FALSE(player.isPlaying());
+    auto& filters = childOf<QComboBox>(sensor, "colorFilterArray");
+    filters.setCurrentIndex(filters.findData(int(EzColorFilterArray::Hyperspectral)));
+    childOf<QSpinBox>(sensor, "cellWidth").setValue(2);
+    childOf<QSpinBox>(sensor, "cellHeight").setValue(2);
+    EXPECT_TRUE(waitFor([&] { return metadata().hsiCameraParams.totalBandCountInAllZones() == 4; }));
+    EXPECT_EQ(format().colorFilterArray, EzColorFilterArray::Hyperspectral);
+}
+
+TEST_F(SourcePanel, GoesOnFromTheSameFrameWhenTheSensorChangesWhilePlaying) {
+    childOf<QDoubleSpinBox>(panel, "rate").setValue(1.0);
+    panel.openPaths(writePictures(100));
+    player.seek(50);
+    ASSERT_TRUE(waitFor([&] { return player.position() >= 50; }));
+    childOf<QSpinBox>(sensor, "bitDepth").setValue(12);
+    EXPECT_TRUE(player.isPlaying());
+    EXPECT_TRUE(waitFor([&] { return format().bitDepth == 12; }));
+    EXPECT_GE(value(), 50);
+}
+
+TEST_F(SourcePanel, SavesTheDescriptionBesideThePicturesAndReadsItBack) {
+    const QStringList paths = writePictures(2);
+    panel.openPaths(paths);
+    auto& filters = childOf<QComboBox>(sensor, "colorFilterArray");
+    filters.setCurrentIndex(filters.findData(int(EzColorFilterArray::Hyperspectral)));
+    childOf<QSpinBox>(sensor, "cellWidth").setValue(3);
+    childOf<QSpinBox>(sensor, "bitDepth").setValue(11);
+    const SzSidecar described = sensor.sidecar();
+    QSignalSpy saved(&panel, &CzSourcePanel::sidecarsSaved);
+    QTest::mouseClick(&childOf<QPushButton>(sensor, "save"), Qt::LeftButton);
+    ASSERT_EQ(saved.size(), 1);
+
+    for (const QString& picture : paths) {
+        SzSidecar read;
+        QString error;
+        ASSERT_TRUE(readSidecar(sidecarPath(picture), read, &error, nullptr)) << error.toStdString();
+        EXPECT_EQ(read.bitDepth, described.bitDepth);
+        EXPECT_EQ(read.hsi, described.hsi);
+    }
+    sensor.setSidecar(SzSidecar());
+    panel.openPaths({paths.last()});
+    EXPECT_EQ(sensor.sidecar().bitDepth, 11U);
+    EXPECT_EQ(sensor.sidecar().hsi, described.hsi);
+    EXPECT_TRUE(waitFor([&] { return format().bitDepth == 11; }));
+}
+
+TEST_F(SourcePanel, SavingWithoutAChangeLeavesEachFileItsOwnDescription) {
+    const QStringList paths = writePictures(2);
+    for (int i = 0; i < 2; ++i) {
+        SzSidecar sidecar;
+        sidecar.bitDepth = 10 + static_cast<std::uint32_t>(i);
+        QFile file(sidecarPath(paths.at(i)));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(sidecarText(sidecar));
+    }
+    panel.openPaths(paths);
+    panel.saveSidecars();
+    for (int i = 0; i < 2; ++i) {
+        SzSidecar read;
+        QString error;
+        ASSERT_TRUE(readSidecar(sidecarPath(paths.at(i)), read, &error, nullptr));
+        EXPECT_EQ(read.bitDepth, 10U + static_cast<std::uint32_t>(i));
+    }
+}
+
+TEST_F(SourcePanel, TellsWhenADescriptionCannotBeWritten) {
+    const QStringList paths = writePictures(1);
+    panel.openPaths(paths);
+    ASSERT_TRUE(QDir().mkpath(sidecarPath(paths.first()))); // a folder is in the way
+    QSignalSpy failed(&panel, &CzSourcePanel::failed);
+    QSignalSpy saved(&panel, &CzSourcePanel::sidecarsSaved);
+    panel.saveSidecars();
+    ASSERT_EQ(failed.size(), 1);
+    EXPECT_TRUE(failed.first().first().toString().contains(QStringLiteral("0.tif.json")));
+    EXPECT_TRUE(saved.isEmpty());
+}
+
+TEST_F(SourcePanel, WarnsOfDescriptionsOfNoSensor) {
+    const QString picture = writePicture(QStringLiteral("odd.tif"), 1);
+    QFile file(sidecarPath(picture));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(R"({ "colorFilterArray": 7, "hsi": { "zones": [ { "cell": [0, 0] } ] } })");
+    file.close();
+    QSignalSpy warned(&panel, &CzSourcePanel::warned);
+    panel.openPaths({picture});
+    ASSERT_EQ(warned.size(), 1);
+    EXPECT_EQ(panel.paths().size(), 1);
+}
+
+} // namespace

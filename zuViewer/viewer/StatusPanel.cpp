@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "StatusPanel.h"
+
+#include "ChainSession.h"
+#include "Chainable.h"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLocale>
+
+namespace {
+
+QString count(std::uint64_t value) {
+    return QLocale().toString(static_cast<qulonglong>(value));
+}
+
+QString stateText(const CzChainSession& session, const SzWorkerState& worker) {
+    if (worker.element >= 0 && worker.milliseconds > hangsAfterMs)
+        return CzStatusPanel::tr("frame %1 hangs in %2 for %3 s")
+            .arg(QString::number(worker.frameNo), session.elements().at(worker.element)->caption(),
+                 QLocale().toString(worker.milliseconds / 1000.0, 'f', 0));
+    switch (session.state()) {
+    case CzChainSession::EzState::Running:
+        return worker.element < 0 ? CzStatusPanel::tr("waiting for frames") : CzStatusPanel::tr("running");
+    case CzChainSession::EzState::Stopping:
+        return CzStatusPanel::tr("stopping");
+    default:
+        return CzStatusPanel::tr("stopped");
+    }
+}
+
+} // namespace
+
+CzStatusPanel::CzStatusPanel(QWidget* parent) : QWidget(parent) {
+    m_layout = new QHBoxLayout(this);
+    m_layout->setContentsMargins(6, 0, 6, 0);
+    m_layout->setSpacing(16);
+    m_pixel = addLabel("pixelText", tr("The pixel under the cursor: its place and its samples"));
+    m_layout->setStretchFactor(m_pixel, 1); // takes what the others leave
+    m_pixel->setMinimumWidth(1);
+    m_scale = addLabel("scaleText", tr("Screen pixels per picture pixel"));
+    m_rate = addLabel("rateText", tr("Frames that the chain ended with per second, and the time that the "
+                                     "last one took from the source to the end"));
+    m_losses =
+        addLabel("lossText", tr("Live frames that came too fast for the chain, frames that failed, and "
+                                "pictures that the screen had no time for"));
+    m_pool = addLabel("poolText", tr("Buffers of the chain's memory pool that are in use"));
+    m_state = addLabel("stateText", tr("What the chain is doing"));
+}
+
+QLabel* CzStatusPanel::addLabel(const char* name, const QString& toolTip) {
+    auto* const label = new QLabel;
+    label->setObjectName(QLatin1String(name));
+    label->setToolTip(toolTip);
+    m_layout->addWidget(label);
+    return label;
+}
+
+void CzStatusPanel::showPixel(const QString& description) {
+    m_pixel->setText(description);
+}
+
+void CzStatusPanel::showScale(double scale) {
+    m_scale->setText(tr("%1 %").arg(QLocale().toString(100.0 * scale, 'g', 4)));
+}
+
+void CzStatusPanel::showChain(const CzChainSession& session, const SzChainFigures& figures,
+                              std::uint64_t notShown) {
+    const SzChainCounters counters = session.chain().counters();
+    const SzWorkerState worker = session.chain().workerState();
+    m_rate->setText(tr("%1 frames/s, %2 ms")
+                        .arg(QLocale().toString(figures.framesPerSecond, 'f', 1),
+                             QLocale().toString(figures.latencyMs, 'f', 1)));
+    m_losses->setText(tr("%1 dropped, %2 failed, %3 not shown")
+                          .arg(count(counters.framesDropped), count(counters.framesFailed), count(notShown)));
+    m_pool->setText(
+        worker.poolBuffers == 0
+            ? QString()
+            : tr("pool %1 of %2").arg(worker.poolBuffers - worker.freePoolBuffers).arg(worker.poolBuffers));
+    m_state->setText(stateText(session, worker));
+}

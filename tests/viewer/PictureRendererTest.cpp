@@ -4,6 +4,7 @@
 #include "FFTImageData.h"
 #include "Scenes.h"
 #include "ViewerFixture.h"
+#include "support/InstructionSets.h"
 
 #include <cmath>
 #include <limits>
@@ -84,6 +85,24 @@ TEST(PictureRenderer, ShowsEverySampleTypeLayoutAndNumberOfChannels) {
                 ASSERT_TRUE(hasColour(image.pixel(int(x), int(y)), byte(last), byte(last / 2), byte(0)))
                     << x << ", " << y;
             }
+    }
+}
+
+class PictureRendererKernels : public EachInstructionSet {};
+INSTANTIATE_TEST_SUITE_P(, PictureRendererKernels, instructionSets, instructionSetName);
+
+TEST_P(PictureRendererKernels, MakeTheSamePixelsWithEveryInstructionSet) {
+    for (const SzPicBufInfo& format :
+         pictureFormats({EzImageDataType::UInt16, EzImageDataType::Float32}, {1, 3})) {
+        const auto picture = picturePattern(format);
+        setSample(picture->picBuf(), 0, 0, 0, format.dataType == EzImageDataType::Float32 ? nan : 0);
+        for (const SzDisplaySettings& settings : {manual(-300, 20000), manual(5, 5)}) {
+            const QImage image = rendered(*picture, settings);
+            limitInstructionSet(EzInstructionSet::Portable);
+            const QImage portable = rendered(*picture, settings);
+            limitInstructionSet(GetParam());
+            ASSERT_EQ(image, portable) << formatName(format);
+        }
     }
 }
 

@@ -11,6 +11,8 @@ namespace {
 
 using Zone = CzHsiCameraParams::CzFilterZone;
 
+constexpr std::int64_t nowhere = -1;
+
 /// Places of red, green and blue in the cell of an RGB-NIR sensor; empty for other sensors.
 std::vector<int> colourBands(const CzImageData& picture) {
     const CzHsiCameraParams& sensor = picture.imageMetadata().hsiCameraParams;
@@ -105,14 +107,18 @@ void CzPictureLines::useBayer(const SzPicBuf& picture) {
     const auto mirrored = [](int at, int size) { return at < 0 ? 1 : at == size ? size - 2 : at; };
     const int height = shownPixels(picture.height);
     struct Place {
+        std::size_t shown; ///< place in the line that is shown
         std::size_t left, here, right;
-        bool isRedColumn;
     };
-    std::vector<Place> places;
-    for (const int x : m_columns) {
+    // Apart, as nobody can predict which comes next.
+    std::vector<Place> redColumns;
+    std::vector<Place> otherColumns;
+    for (std::size_t i = 0; i < m_columns.size(); ++i) {
+        const int x = m_columns[i];
         const int width = shownPixels(picture.width);
-        places.push_back({static_cast<std::size_t>(mirrored(x - 1, width)), static_cast<std::size_t>(x),
-                          static_cast<std::size_t>(mirrored(x + 1, width)), isRedColumn(pattern, x)});
+        (isRedColumn(pattern, x) ? redColumns : otherColumns)
+            .push_back({i, static_cast<std::size_t>(mirrored(x - 1, width)), static_cast<std::size_t>(x),
+                        static_cast<std::size_t>(mirrored(x + 1, width))});
     }
     m_fill = [=](int y) {
         const T* const here = raw.row(y);
@@ -124,17 +130,16 @@ void CzPictureLines::useBayer(const SzPicBuf& picture) {
         double* const green = m_samples[1].data();
         double* const other = m_samples[redRow ? 2 : 0].data();
         const auto sum = [](T a, T b) { return static_cast<double>(a) + static_cast<double>(b); };
-        for (std::size_t i = 0; i < places.size(); ++i) {
-            const auto [left, x, right, redColumn] = places[i];
-            const auto centre = static_cast<double>(here[x]);
-            const double beside = sum(here[left], here[right]);
-            const double across = sum(above[x], below[x]);
-            const double diagonal = sum(above[left], above[right]) + sum(below[left], below[right]);
-            // Looked up: nobody can predict whether a green sample comes next.
-            const std::size_t isGreen = redRow != redColumn ? 1 : 0;
-            own[i] = std::array{centre, beside / 2}[isGreen];
-            green[i] = std::array{(beside + across) / 4, centre}[isGreen];
-            other[i] = std::array{diagonal / 4, across / 2}[isGreen];
+        for (const Place& at : redRow ? redColumns : otherColumns) {
+            own[at.shown] = static_cast<double>(here[at.here]);
+            green[at.shown] = (sum(here[at.left], here[at.right]) + sum(above[at.here], below[at.here])) / 4;
+            other[at.shown] =
+                (sum(above[at.left], above[at.right]) + sum(below[at.left], below[at.right])) / 4;
+        }
+        for (const Place& at : redRow ? otherColumns : redColumns) {
+            own[at.shown] = sum(here[at.left], here[at.right]) / 2;
+            green[at.shown] = static_cast<double>(here[at.here]);
+            other[at.shown] = sum(above[at.here], below[at.here]) / 2;
         }
     };
 }
@@ -146,7 +151,6 @@ void CzPictureLines::useBands(const SzPicBuf& picture, const Zone& zone, const s
     const CzChannelView<T> raw(picture, 0);
     const CzZoneAxis rows = CzZoneAxis::rows(zone);
     const auto cellWidth = static_cast<int>(zone.cellWidth);
-    constexpr std::int64_t nowhere = -1;
     // Where the band's sample is for a pixel of the zone, in one direction.
     const auto placeOf = [](const CzZoneAxis& axis, int at, int patch, std::uint32_t size) {
         if (!axis.contains(at))

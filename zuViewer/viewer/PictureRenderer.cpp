@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "PictureRenderer.h"
 
+#include "InstructionSet.h"
 #include "PictureLines.h"
 #include "PictureSampling.h"
 
@@ -44,47 +45,43 @@ struct Places {
     std::vector<int> shown;
 };
 
-/// Brings samples to 0 … 255.
-class Brightness {
-public:
-    explicit Brightness(const SzDisplayRange& range)
-        : m_black(range.black)
-        , m_hasRange(range.white > range.black)
-        , m_scale(m_hasRange ? 255.0 / (range.white - range.black) : 0.0) {}
-
-    /// Into one byte of each pixel, which is 0.
-    void add(const std::vector<double>& samples, unsigned shift, QRgb* pixels) const {
-        if (m_hasRange) {
-            for (std::size_t i = 0; i < samples.size(); ++i) {
-                const double stretched = (samples[i] - m_black) * m_scale;
-                const double atLeast0 = stretched > 0.0 ? stretched : 0.0; // also when it is not a number
-                const double byte = (atLeast0 < 255.0 ? atLeast0 : 255.0) + 0.5;
-                pixels[i] |= static_cast<QRgb>(static_cast<int>(byte)) << shift;
-            }
-        } else {
-            for (std::size_t i = 0; i < samples.size(); ++i)
-                pixels[i] |= (samples[i] > m_black ? 255U : 0U) << shift;
-        }
+/// Adds one byte to each pixel: where the sample lies between black and what is 255 / scale above it.
+void addBrightness(const double* __restrict samples, std::size_t count, double black, double scale,
+                   unsigned shift, QRgb* __restrict pixels) {
+    for (std::size_t i = 0; i < count; ++i) {
+        const double stretched = (samples[i] - black) * scale;
+        const double atLeast0 = stretched > 0.0 ? stretched : 0.0; // also when it is not a number
+        const double byte = atLeast0 < 255.0 ? atLeast0 : 255.0;
+        pixels[i] |= static_cast<QRgb>(static_cast<int>(byte + 0.5)) << shift;
     }
+}
 
-private:
-    double m_black;
-    bool m_hasRange;
-    double m_scale;
-};
+/// The same for a range without extent.
+void addStep(const double* __restrict samples, std::size_t count, double black, unsigned shift,
+             QRgb* __restrict pixels) {
+    for (std::size_t i = 0; i < count; ++i)
+        pixels[i] |= (samples[i] > black ? 255U : 0U) << shift;
+}
+
+void add(const std::vector<double>& samples, const SzDisplayRange& range, unsigned shift, QRgb* pixels) {
+    if (range.white > range.black)
+        forInstructionSet<&addBrightness>(samples.data(), samples.size(), range.black,
+                                          255.0 / (range.white - range.black), shift, pixels);
+    else
+        forInstructionSet<&addStep>(samples.data(), samples.size(), range.black, shift, pixels);
+}
 
 /// The present row as pixels of the screen.
-void paint(const CzPictureLines& lines, const Brightness& brightness, QRgb* pixels) {
+void paint(const CzPictureLines& lines, const SzDisplayRange& range, QRgb* pixels) {
     const std::size_t count = lines.samples(0).size();
     std::fill_n(pixels, count, 0xFF000000U);
     if (lines.colours() == 1) {
-        brightness.add(lines.samples(0), 0, pixels);
+        add(lines.samples(0), range, 0, pixels);
         for (std::size_t i = 0; i < count; ++i)
             pixels[i] |= (pixels[i] & 0xFFU) * 0x010100U;
     } else {
-        brightness.add(lines.samples(0), 16, pixels);
-        brightness.add(lines.samples(1), 8, pixels);
-        brightness.add(lines.samples(2), 0, pixels);
+        for (int colour = 0; colour < 3; ++colour) // red first
+            add(lines.samples(colour), range, 16U - 8U * static_cast<unsigned>(colour), pixels);
     }
 }
 
@@ -148,7 +145,6 @@ QImage renderPicture(const CzImageData& image, const SzDisplaySettings& settings
     if (lines.colours() == 0)
         return screen;
 
-    const Brightness brightness(range);
     const double largest = largestSample(picture);
     const bool marks = settings.markSaturated && largest > 0.0;
     const QRgb* before = nullptr;
@@ -160,7 +156,7 @@ QImage renderPicture(const CzImageData& image, const SzDisplaySettings& settings
             std::copy_n(before, columns.shown.size(), pixels);
         } else {
             lines.goTo(rows.shown[i]);
-            paint(lines, brightness, pixels);
+            paint(lines, range, pixels);
             if (marks)
                 mark(lines, saturatedColour, pixels, [=](double sample) { return sample >= largest; });
             if (lines.mayBeNothing())

@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -20,13 +21,25 @@ protected:
     /// Offers a picture that says its number.
     void offer(int link, int number, bool isLast) { m_tap.offer(link, *makeFrame(number, number), isLast); }
 
+    /// The same as all that a frame gives.
+    void give(int link, int number, bool isLast) {
+        offer(link, number, isLast);
+        m_tap.endFrame();
+    }
+
     /// The number of the picture that is to be taken; -1 when there is none.
     int taken(int link) {
-        const CzLinkTap::Picture picture = m_tap.take(link);
+        const CzLinkTap::Picture picture = m_tap.take(link, link).second;
         if (!picture)
             return -1;
         EXPECT_EQ(picture->frameNo(), valueOf(*picture));
         return picture->frameNo();
+    }
+
+    /// The same of links 0 and 1.
+    std::pair<int, int> takenPair() {
+        const auto [first, second] = m_tap.take(0, 1);
+        return {first ? first->frameNo() : -1, second ? second->frameNo() : -1};
     }
 
     CzLinkTap m_tap;
@@ -35,11 +48,11 @@ protected:
 } // namespace
 
 TEST_F(LinkTapTest, OnlyWatchedLinksAreKept) {
-    offer(0, 1, last);
+    give(0, 1, last);
     m_tap.watch({1});
     EXPECT_EQ(-1, taken(1));
-    offer(0, 2, last);
-    offer(1, 3, last);
+    give(0, 2, last);
+    give(1, 3, last);
     EXPECT_EQ(-1, taken(0));
     EXPECT_EQ(3, taken(1));
     EXPECT_EQ(3, taken(1)) << "also when it was taken before";
@@ -48,31 +61,62 @@ TEST_F(LinkTapTest, OnlyWatchedLinksAreKept) {
 
 TEST_F(LinkTapTest, APictureThatWasNotTakenIsReplacedOnlyByTheLastOne) {
     m_tap.watch({0});
-    offer(0, 1, notLast);
-    offer(0, 2, notLast);
-    offer(0, 3, notLast);
+    give(0, 1, notLast);
+    give(0, 2, notLast);
+    give(0, 3, notLast);
     EXPECT_EQ(2U, m_tap.skipped());
     EXPECT_EQ(1, taken(0));
-    offer(0, 4, notLast);
-    offer(0, 5, notLast);
-    offer(0, 6, last);
+    give(0, 4, notLast);
+    give(0, 5, notLast);
+    give(0, 6, last);
     EXPECT_EQ(4U, m_tap.skipped()) << "4 and 5";
     EXPECT_EQ(6, taken(0));
-    offer(0, 7, last);
-    offer(0, 8, last);
+    give(0, 7, last);
+    give(0, 8, last);
     EXPECT_EQ(5U, m_tap.skipped());
     EXPECT_EQ(8, taken(0));
 }
 
-TEST_F(LinkTapTest, TwoLinksAreKeptIndependently) {
+TEST_F(LinkTapTest, PicturesOfTwoLinksAreOfTheSameFrame) {
     m_tap.watch({0, 1});
     offer(0, 1, notLast);
     offer(1, 1, notLast);
-    EXPECT_EQ(1, taken(1));
+    EXPECT_EQ(std::make_pair(-1, -1), takenPair()) << "the frame may not be through";
+    m_tap.endFrame();
+    offer(0, 2, last);
+    EXPECT_EQ(std::make_pair(1, 1), takenPair());
+    offer(1, 2, last);
+    EXPECT_EQ(std::make_pair(1, 1), takenPair());
+    m_tap.endFrame();
+    EXPECT_EQ(std::make_pair(2, 2), takenPair());
+    EXPECT_EQ(0U, m_tap.skipped());
+}
+
+TEST_F(LinkTapTest, AFrameIsCopiedFromAllLinksOrFromNone) {
+    m_tap.watch({0, 1});
+    offer(0, 1, notLast);
+    offer(1, 1, notLast);
+    m_tap.endFrame();
+    offer(0, 2, notLast); // nobody has taken the first one yet
+    EXPECT_EQ(std::make_pair(1, 1), takenPair());
+    offer(1, 2, last);
+    m_tap.endFrame();
+    EXPECT_EQ(std::make_pair(1, 1), takenPair());
+    EXPECT_EQ(2U, m_tap.skipped());
+}
+
+TEST_F(LinkTapTest, APictureWithoutACounterpartIsHandedOverWhenItsFrameEnds) {
+    m_tap.watch({0, 1});
+    offer(0, 1, notLast); // the element keeps it
+    m_tap.endFrame();
+    EXPECT_EQ(std::make_pair(1, -1), takenPair());
+}
+
+TEST_F(LinkTapTest, GoesOnWatchingALinkAmongOthers) {
+    m_tap.watch({0, 1});
     offer(0, 2, notLast);
     offer(1, 2, notLast);
-    EXPECT_EQ(1, taken(0));
-    EXPECT_EQ(2, taken(1));
+    m_tap.endFrame();
     m_tap.watch({1, 2});
     EXPECT_EQ(-1, taken(0));
     EXPECT_EQ(2, taken(1)) << "is still watched";
@@ -86,6 +130,7 @@ TEST_F(LinkTapTest, TheNewestPictureOfALinkThatGivesFewIsNotMissed) {
         offer(0, frame, frame == 9);
         if (frame % 3 == 2)
             offer(1, frame, notLast);
+        m_tap.endFrame();
     }
     EXPECT_EQ(8, taken(1));
     EXPECT_EQ(2U, m_tap.skipped()) << "2 and 5";
@@ -95,12 +140,16 @@ TEST_F(LinkTapTest, ClearingForgetsPicturesAndGoesOnWatching) {
     m_tap.watch({0, 1});
     offer(0, 1, last);
     offer(1, 1, last);
+    m_tap.endFrame();
     EXPECT_EQ(1, taken(1));
+    offer(0, 2, last);
     m_tap.clear();
+    m_tap.endFrame();
     EXPECT_EQ(-1, taken(0));
     EXPECT_EQ(-1, taken(1));
-    offer(0, 2, notLast);
-    EXPECT_EQ(2, taken(0));
+    offer(0, 3, notLast);
+    m_tap.endFrame();
+    EXPECT_EQ(3, taken(0));
 }
 
 TEST_F(LinkTapTest, PicturesAreTheOwnersOwnAndOutliveTheTap) {
@@ -110,8 +159,9 @@ TEST_F(LinkTapTest, PicturesAreTheOwnersOwnAndOutliveTheTap) {
     for (int number = 0; number < 40; ++number) { // more than any pool of the tap's holds
         const std::unique_ptr<CzImageData> picture = makeFrame(number, number);
         tap->offer(0, *picture, notLast);
+        tap->endFrame();
         *picture->picBuf().data = 99;
-        kept.push_back(tap->take(0));
+        kept.push_back(tap->take(0, 0).second);
     }
     tap.reset();
     for (int number = 0; number < 40; ++number)
@@ -134,7 +184,7 @@ TEST_F(LinkTapTest, BothPartsOfASpectrumAreHandedOver) {
     }
     m_tap.watch({0});
     m_tap.offer(0, spectrum, last);
-    const CzLinkTap::Picture picture = m_tap.take(0);
+    const CzLinkTap::Picture picture = m_tap.take(0, 0).second;
     const auto* const copy = qobject_cast<const CzFFTImageData*>(picture.get());
     ASSERT_TRUE(copy);
     EXPECT_NE(spectrum.picBuf().data, copy->picBuf().data);
@@ -157,8 +207,9 @@ public:
 
 TEST_F(LinkTapTest, WhatIsNoPictureIsPassedOver) {
     m_tap.watch({1});
-    offer(1, 1, last);
+    give(1, 1, last);
     m_tap.offer(1, Verdict(), last);
+    m_tap.endFrame();
     EXPECT_EQ(1, taken(1));
     EXPECT_EQ(0U, m_tap.skipped());
 }
@@ -173,17 +224,20 @@ TEST_F(LinkTapTest, TheGuiThreadMayWatchAndClearWhileTheWorkerOffers) {
             picture->picBuf().frameNo = frame;
             m_tap.offer(0, *picture, false);
             m_tap.offer(1, *picture, false);
+            m_tap.endFrame();
         }
         done = true;
     });
     int newest[2] = {0, 0};
     for (int turn = 0; !done; ++turn) {
-        for (const int link : {0, 1}) {
-            const CzLinkTap::Picture picture = m_tap.take(link);
+        const auto [first, second] = m_tap.take(0, 1);
+        int* newestOf = newest;
+        for (const CzLinkTap::Picture& picture : {first, second}) {
+            int& newestHere = *newestOf++;
             if (!picture)
                 continue;
-            EXPECT_GE(picture->frameNo(), newest[link]) << "time does not run backwards";
-            newest[link] = picture->frameNo();
+            EXPECT_GE(picture->frameNo(), newestHere) << "time does not run backwards";
+            newestHere = picture->frameNo();
         }
         if (turn % 64 == 0)
             m_tap.clear();
@@ -192,7 +246,7 @@ TEST_F(LinkTapTest, TheGuiThreadMayWatchAndClearWhileTheWorkerOffers) {
     worker.join();
     m_tap.watch({0});
     m_tap.offer(0, *makeFrame(frames + 1), true);
-    const CzLinkTap::Picture picture = m_tap.take(0);
+    const CzLinkTap::Picture picture = m_tap.take(0, 0).second;
     ASSERT_TRUE(picture);
     EXPECT_EQ(frames + 1, picture->frameNo());
 }

@@ -31,7 +31,7 @@ void CzLinkTap::watch(const QVector<int>& links) {
     const std::lock_guard lock(m_mutex);
     for (const int link : links) {
         const Slot* const present = slotOf(link);
-        watched.append(present ? *present : Slot{link, true, {}, 0});
+        watched.append(present ? *present : Slot{link, true, {}, {}, 0});
     }
     m_slots.swap(watched);
 }
@@ -44,8 +44,11 @@ void CzLinkTap::offer(int link, const IzChainData& output, bool isLast) {
         Slot* const slot = slotOf(link);
         if (!slot || !image)
             return;
+        if (!m_isFrameWanted)
+            m_isFrameWanted = isLast || std::all_of(m_slots.begin(), m_slots.end(),
+                                                    [](const Slot& watched) { return watched.taken; });
         const bool isRare = m_frames - std::exchange(slot->frame, m_frames) > 1;
-        if (!slot->taken && !isLast && !isRare) {
+        if (!*m_isFrameWanted && !isRare) {
             ++m_skipped;
             return;
         }
@@ -62,13 +65,32 @@ void CzLinkTap::offer(int link, const IzChainData& output, bool isLast) {
         ++m_skipped;
         return;
     }
-    m_skipped += slot->taken ? 0 : 1;
-    slot->newest.swap(picture);
-    slot->taken = false;
+    slot->coming.swap(picture);
+    if (m_slots.size() == 1)
+        handOver(*slot);
+}
+
+void CzLinkTap::endFrame() {
+    const std::lock_guard lock(m_mutex);
+    m_isFrameWanted.reset();
+    for (Slot& slot : m_slots)
+        if (slot.coming)
+            handOver(slot);
+}
+
+void CzLinkTap::handOver(Slot& slot) {
+    m_skipped += slot.taken ? 0 : 1;
+    slot.newest = std::move(slot.coming);
+    slot.taken = false;
+}
+
+std::pair<CzLinkTap::Picture, CzLinkTap::Picture> CzLinkTap::take(int before, int link) {
+    const std::lock_guard lock(m_mutex);
+    Picture first = take(before);
+    return {std::move(first), take(link)};
 }
 
 CzLinkTap::Picture CzLinkTap::take(int link) {
-    const std::lock_guard lock(m_mutex);
     Slot* const slot = slotOf(link);
     if (!slot)
         return nullptr;
@@ -82,6 +104,7 @@ void CzLinkTap::clear() {
     for (Slot& slot : m_slots) {
         slot.taken = true;
         forgotten.push_back(std::move(slot.newest));
+        forgotten.push_back(std::move(slot.coming));
     }
 }
 

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <utility>
 
 class CzImageData;
 class CzMemoryPool;
@@ -14,10 +16,13 @@ class IzChainData;
 /// Hands the newest pictures of the links that are looked at from the chain's worker to the GUI thread. Link
 /// 0 is what comes from the source, link n what the nth element makes.
 ///
-/// The worker copies a picture when the one before it was taken, or when no other frame waits behind it;
-/// else it only counts it: looking on does not slow a chain down that has no time to lose, and the last
+/// The worker copies a frame's pictures when those before were taken, or when no other frame waits behind it;
+/// else it only counts them: looking on does not slow a chain down that has no time to lose, and the last
 /// picture is not missed. Of a link that does not give a picture for every frame (behind an average, say)
 /// each is copied: the frames that wait may come to nothing.
+///
+/// Pictures of two links are handed over together, at the end of their frame: one can be held against the
+/// other.
 class CzLinkTap {
 public:
     using Picture = std::shared_ptr<const CzImageData>; ///< may be a CzFFTImageData
@@ -31,9 +36,12 @@ public:
     /// A link has an output. isLast: no other frame waits. Copies the picture, into memory that is used again
     /// and again. Never waits for the GUI thread. Worker.
     void offer(int link, const IzChainData& output, bool isLast);
+    /// All that a frame gives has been offered. Worker.
+    void endFrame();
 
-    /// The newest picture of a link, also when it was taken before; null while there is none. GUI thread.
-    Picture take(int link);
+    /// The newest pictures of two links, also when they were taken before; null while there is none. They may
+    /// be the same link. GUI thread.
+    std::pair<Picture, Picture> take(int before, int link);
 
     /// Forgets all pictures, of a chain that has been composed anew, say. GUI thread.
     void clear();
@@ -46,13 +54,17 @@ private:
         int link = 0;
         bool taken = true;
         Picture newest;
+        Picture coming;          ///< of the frame at hand
         std::uint64_t frame = 0; ///< that the last output was made of, counted as m_frames is
     };
     Slot* slotOf(int link);
+    void handOver(Slot& slot);
+    Picture take(int link);
 
     mutable std::mutex m_mutex; // held for moments only, never while a picture is copied
     QVector<Slot> m_slots;
-    std::uint64_t m_frames = 0; ///< that have come from the source
+    std::uint64_t m_frames = 0;          ///< that have come from the source
+    std::optional<bool> m_isFrameWanted; ///< decided once for all links of the frame at hand
     std::uint64_t m_skipped = 0;
     std::shared_ptr<CzMemoryPool> m_pool; // the worker's
 };

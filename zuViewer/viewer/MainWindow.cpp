@@ -32,6 +32,8 @@
 #include <QStatusBar>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace {
 
 constexpr int screenPeriodMs = 16;
@@ -228,6 +230,7 @@ void CzMainWindow::connectChain() {
         m_tap.offer(link, output, chain.source().waitingFrames() == 0);
     });
     chain.setFrameObserver([this](const SzFrameReport& report) {
+        m_tap.endFrame();
         m_monitor.offer(report);
         if (report.output)
             m_recorder.offer(*report.output);
@@ -330,8 +333,7 @@ void CzMainWindow::showNewest() {
     if (isMinimized())
         return;
     const int link = m_chainPanel->selectedElement() + 1;
-    const CzLinkTap::Picture picture = m_tap.take(link);
-    const CzLinkTap::Picture before = link > 0 ? m_tap.take(link - 1) : picture;
+    auto [before, picture] = m_tap.take(std::max(link - 1, 0), link);
     if (picture == m_shown && before == m_shownBefore)
         return;
     m_shown = picture;
@@ -359,9 +361,8 @@ void CzMainWindow::showSpectrum() {
     if (!picture || !m_spectrumIsSeen)
         return;
     const QPoint place = m_clicked.place;
-    const QVector<SzSpectrumPoint> spectrum = spectrumAt(*picture, place.x(), place.y());
-    if (!spectrum.isEmpty())
-        m_spectrum->setSpectrum(spectrum, tr("x %1, y %2").arg(place.x()).arg(place.y()));
+    m_spectrum->setSpectrum(spectrumAt(*picture, place.x(), place.y()),
+                            tr("x %1, y %2").arg(place.x()).arg(place.y()));
 }
 
 void CzMainWindow::refresh() {

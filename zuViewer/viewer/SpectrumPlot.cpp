@@ -5,32 +5,46 @@
 
 #include <algorithm>
 
+namespace {
+
+QString hint() {
+    return CzSpectrumPlot::tr("Click a pixel of a hyperspectral mosaic.");
+}
+
+} // namespace
+
 CzSpectrumPlot::CzSpectrumPlot(QWidget* parent) : CzPlotPanel(parent) {
     plot().addGraph();
     plot().graph()->setScatterStyle(QCPScatterStyle(QCPScatterStyle::ssDisc, 5));
     plot().graph()->setPen(palette().color(QPalette::Highlight));
-    setSpectrum({}, tr("Click a pixel of a hyperspectral mosaic."));
+    draw(hint());
 }
 
 void CzSpectrumPlot::setSpectrum(const QVector<SzSpectrumPoint>& spectrum, const QString& title) {
+    if (spectrum.isEmpty() && m_spectrum.isEmpty())
+        return; // as most frames
     m_spectrum = spectrum;
-    const bool hasWavelengths = std::all_of(spectrum.begin(), spectrum.end(),
+    draw(spectrum.isEmpty() ? hint() : title);
+}
+
+void CzSpectrumPlot::draw(const QString& title) {
+    const bool hasWavelengths = std::all_of(m_spectrum.begin(), m_spectrum.end(),
                                             [](const auto& point) { return point.wavelength > 0.0; });
     QVector<double> places;
     QVector<double> values;
     auto names = QSharedPointer<QCPAxisTickerText>::create();
-    for (int i = 0; i < spectrum.size(); ++i) {
-        places.append(hasWavelengths ? spectrum.at(i).wavelength : i);
-        values.append(spectrum.at(i).value);
-        names->addTick(i, spectrum.at(i).band);
+    for (int i = 0; i < m_spectrum.size(); ++i) {
+        places.append(hasWavelengths ? m_spectrum.at(i).wavelength : i);
+        values.append(m_spectrum.at(i).value);
+        names->addTick(i, m_spectrum.at(i).band);
     }
     plot().graph()->setData(places, values);
     QCPAxis& x = *plot().xAxis;
     QCPAxis& y = *plot().yAxis;
     x.setTicker(hasWavelengths ? QSharedPointer<QCPAxisTicker>::create() : names);
     x.setTickLabelRotation(hasWavelengths ? 0.0 : 60.0);
-    x.setLabel(hasWavelengths && !spectrum.isEmpty() ? tr("%1 – wavelength in nm").arg(title) : title);
-    const bool hasSamples = !spectrum.isEmpty();
+    x.setLabel(hasWavelengths && !m_spectrum.isEmpty() ? tr("%1 – wavelength in nm").arg(title) : title);
+    const bool hasSamples = !m_spectrum.isEmpty();
     for (QCPAxis* const axis : {&x, &y}) {
         axis->setTicks(hasSamples);
         axis->setTickLabels(hasSamples);

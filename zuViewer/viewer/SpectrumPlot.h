@@ -11,9 +11,12 @@ class CzSpectrumPlot : public CzPlotPanel {
 public:
     explicit CzSpectrumPlot(QWidget* parent = nullptr);
 
+    /// An empty spectrum: tells where one can be had.
     void setSpectrum(const QVector<SzSpectrumPoint>& spectrum, const QString& title);
     const QVector<SzSpectrumPoint>& spectrum() const { return m_spectrum; }
 
 private:
+    void draw(const QString& title);
+
     QVector<SzSpectrumPoint> m_spectrum;
 };

@@ -89,6 +89,12 @@ protected:
         window->chainPanel().selectElement(place);
     }
 
+    /// Opens files and waits for what comes of it.
+    void open(const QStringList& paths) {
+        window->openPaths(paths);
+        EXPECT_TRUE(waitFor([&] { return !window->sourcePanel().isOpening(); }));
+    }
+
     void playScene(const QString& scene) {
         window->openScene(scene);
         ASSERT_TRUE(waitFor([&] { return shows(64, 48); }));
@@ -163,8 +169,8 @@ TEST_F(MainWindow, BeginsEmpty) {
 }
 
 TEST_F(MainWindow, OpensAChainAndPicturesInOneGo) {
-    window->openPaths({writeScene(QStringLiteral("scene.tif"), QStringLiteral("bayer")),
-                       writeChain(QStringLiteral("turn.zuchain"))});
+    open({writeScene(QStringLiteral("scene.tif"), QStringLiteral("bayer")),
+          writeChain(QStringLiteral("turn.zuchain"))});
     EXPECT_EQ(session().elements().size(), 1);
     EXPECT_TRUE(window->windowTitle().startsWith(QStringLiteral("turn.zuchain")));
     EXPECT_TRUE(waitFor([&] { return shows(64, 48); })); // the source is selected
@@ -200,20 +206,20 @@ TEST_F(MainWindow, OpensPicturesAndFoldersThroughDialogs) {
 }
 
 TEST_F(MainWindow, TellsWhatCannotBeOpenedUntilItIsClosed) {
-    window->openPaths({path(QStringLiteral("missing.tif"))});
+    open({path(QStringLiteral("missing.tif"))});
     EXPECT_TRUE(problem().contains(QStringLiteral("missing.tif")));
     EXPECT_TRUE(window->findChild<CzProblemBar*>()->isVisible());
     QTest::mouseClick(&childOf<QToolButton>(*window, "closeProblem"), Qt::LeftButton);
     EXPECT_FALSE(window->findChild<CzProblemBar*>()->isVisible());
     EXPECT_TRUE(problem().isEmpty());
-    window->openPaths({path(QStringLiteral("missing.zuchain"))});
+    open({path(QStringLiteral("missing.zuchain"))});
     EXPECT_TRUE(problem().contains(QStringLiteral("missing.zuchain")));
-    window->openPaths({writeChain(QStringLiteral("a.zuchain"))}); // better now
+    open({writeChain(QStringLiteral("a.zuchain"))}); // better now
     EXPECT_TRUE(problem().isEmpty());
 }
 
 TEST_F(MainWindow, ShowsMissingElementsAndSaysWhyTheyDoNotRun) {
-    window->openPaths({writeChain(QStringLiteral("a.zuchain"), QStringLiteral("org.example.Gone"))});
+    open({writeChain(QStringLiteral("a.zuchain"), QStringLiteral("org.example.Gone"))});
     EXPECT_TRUE(problem().contains(QStringLiteral("org.example.Gone")));
     EXPECT_EQ(session().elements().size(), 1);
     window->openScene(QStringLiteral("mono"));
@@ -224,7 +230,7 @@ TEST_F(MainWindow, ShowsMissingElementsAndSaysWhyTheyDoNotRun) {
 // ---- Unsaved changes ----
 
 TEST_F(MainWindow, ClosesWithoutAQuestionWhenAllIsSaved) {
-    window->openPaths({writeChain(QStringLiteral("a.zuchain"))});
+    open({writeChain(QStringLiteral("a.zuchain"))});
     EXPECT_TRUE(window->close());
     EXPECT_FALSE(window->isVisible());
 }
@@ -239,7 +245,7 @@ TEST_F(MainWindow, StaysOpenWhenClosingIsCancelled) {
 
 TEST_F(MainWindow, SavesOnClosingWhenAskedTo) {
     const QString chain = writeChain(QStringLiteral("a.zuchain"));
-    window->openPaths({chain});
+    open({chain});
     session().insert(1, extract);
     answerDialog(QStringLiteral("unsaved"), QMessageBox::Save);
     EXPECT_TRUE(window->close());
@@ -270,7 +276,7 @@ TEST_F(MainWindow, StaysOpenWhenNoNameIsGiven) {
 
 TEST_F(MainWindow, StaysOpenWhenSavingFails) {
     const QString chain = writeChain(QStringLiteral("a.zuchain"));
-    window->openPaths({chain});
+    open({chain});
     session().insert(1, extract);
     QFile::remove(chain);
     QDir().mkpath(chain); // a folder is in the way
@@ -284,13 +290,13 @@ TEST_F(MainWindow, AsksBeforeAnotherChainTakesThePlaceOfAChangedOne) {
     EXPECT_TRUE(waitFor([&] { return window->isWindowModified(); }));
     const QString other = writeChain(QStringLiteral("other.zuchain"), extract);
     answerDialog(QStringLiteral("unsaved"), QMessageBox::Cancel);
-    window->openPaths({other});
+    open({other});
     EXPECT_TRUE(session().path().isEmpty());
     answerDialog(QStringLiteral("unsaved"), QMessageBox::Cancel);
     action("newChain").trigger();
     EXPECT_EQ(session().elements().size(), 1);
     answerDialog(QStringLiteral("unsaved"), QMessageBox::Discard);
-    window->openPaths({other});
+    open({other});
     EXPECT_EQ(session().path(), other);
     action("newChain").trigger();
     EXPECT_TRUE(session().elements().isEmpty());
@@ -309,9 +315,9 @@ TEST_F(MainWindow, OffersRecentChainsTheLastOneFirst) {
     };
     EXPECT_FALSE(menu.actions().value(0) && menu.actions().first()->isEnabled());
     for (int i = 0; i < 10; ++i)
-        window->openPaths({writeChain(QStringLiteral("%1 && co.zuchain").arg(i))});
-    window->openPaths({path(QStringLiteral("5 && co.zuchain"))});
-    window->openPaths({path(QStringLiteral("missing.zuchain"))}); // was no chain
+        open({writeChain(QStringLiteral("%1 && co.zuchain").arg(i))});
+    open({path(QStringLiteral("5 && co.zuchain"))});
+    open({path(QStringLiteral("missing.zuchain"))}); // was no chain
     const QStringList names = offered();
     ASSERT_EQ(names.size(), 8);
     EXPECT_EQ(names.at(0), QStringLiteral("5 &&&& co.zuchain")); // an ampersand is no key
@@ -336,7 +342,7 @@ TEST_F(MainWindow, TheLayoutComesBack) {
 
 TEST_F(MainWindow, ChainAndPicturesComeBack) {
     const QString chain = writeChain(QStringLiteral("a.zuchain"));
-    window->openPaths({chain, writeScene(QStringLiteral("scene.tif"), QStringLiteral("mono"))});
+    open({chain, writeScene(QStringLiteral("scene.tif"), QStringLiteral("mono"))});
     EXPECT_TRUE(waitFor([&] { return shows(64, 48); }));
     window->close();
     EXPECT_TRUE(waitFor([&] { return !window->isVisible(); }));
@@ -359,7 +365,7 @@ TEST_F(MainWindow, TheSyntheticCameraComesBack) {
 
 TEST_F(MainWindow, DiscardedChangesDoNotComeBack) {
     const QString chain = writeChain(QStringLiteral("a.zuchain"));
-    window->openPaths({chain});
+    open({chain});
     session().insert(1, extract);
     answerDialog(QStringLiteral("unsaved"), QMessageBox::Discard);
     EXPECT_TRUE(window->close());
@@ -387,7 +393,7 @@ TEST_F(MainWindow, AnUnsavedChainComesBackAfterACrash) {
 }
 
 TEST_F(MainWindow, UnsavedChangesOfAFileComeBackAfterACrash) {
-    window->openPaths({writeChain(QStringLiteral("a.zuchain"))});
+    open({writeChain(QStringLiteral("a.zuchain"))});
     session().insert(1, extract);
     playScene(QStringLiteral("bayer"));
     makeWindow(); // the other one has never been closed
@@ -462,6 +468,8 @@ TEST_F(MainWindow, AClickOnAMosaicShowsTheSpectrum) {
     QTest::mouseClick(&picture(), Qt::LeftButton, Qt::NoModifier,
                       QPoint(picture().width() / 4, picture().height() / 2));
     EXPECT_TRUE(waitFor([&] { return window->spectrumPlot().spectrum().size() == 25; }));
+    window->openScene(QStringLiteral("mono"));
+    EXPECT_TRUE(waitFor([&] { return window->spectrumPlot().spectrum().isEmpty(); }));
 }
 
 TEST_F(MainWindow, AClickOnAnotherPictureKeepsTheHistogramInFront) {
@@ -560,7 +568,7 @@ TEST_F(MainWindow, TellsWhenAPictureCannotBeSaved) {
     QString error;
     ASSERT_TRUE(writePicture(path(QStringLiteral("float.tif")), EzPictureFormat::Tiff,
                              *picturePattern(format), &error));
-    window->openPaths({path(QStringLiteral("float.tif"))});
+    open({path(QStringLiteral("float.tif"))});
     ASSERT_TRUE(waitFor([&] { return shows(4, 4); }));
     answerFileDialog(path(QStringLiteral("float.png"))); // cannot hold it
     action("savePicture").trigger();

@@ -15,11 +15,14 @@
 #include <QFile>
 #include <QLabel>
 #include <QPushButton>
+#include <QSemaphore>
 #include <QSignalSpy>
 #include <QSlider>
 #include <QSpinBox>
 #include <QTest>
+#include <QThreadPool>
 #include <QToolButton>
+#include <QtConcurrentRun>
 
 #include <cmath>
 #include <mutex>
@@ -75,6 +78,12 @@ protected:
         return m_value;
     }
 
+    /// Opens files and waits for what comes of it.
+    void open(const QStringList& paths) {
+        panel.openPaths(paths);
+        EXPECT_TRUE(waitFor([&] { return !panel.isOpening(); }));
+    }
+
     void click(const char* button) {
         QTest::mouseClick(&childOf<QToolButton>(panel, button), Qt::LeftButton);
     }
@@ -100,7 +109,7 @@ protected:
 
 TEST_F(SourcePanel, PlaysFilesAndNamesThem) {
     QSignalSpy changed(&panel, &CzSourcePanel::sourceChanged);
-    panel.openPaths(writePictures(3));
+    open(writePictures(3));
     EXPECT_EQ(changed.size(), 1);
     EXPECT_EQ(panel.caption(), QStringLiteral("0.tif and 2 more"));
     EXPECT_EQ(panel.paths().size(), 3);
@@ -112,24 +121,89 @@ TEST_F(SourcePanel, PlaysFilesAndNamesThem) {
 
 TEST_F(SourcePanel, NamesAFolderByItsName) {
     writePictures(2);
-    panel.openPaths({path(QString())});
+    open({path(QString())});
     EXPECT_EQ(panel.caption(), QDir(path(QString())).dirName());
     EXPECT_EQ(position.maximum(), 1);
 }
 
 TEST_F(SourcePanel, TellsWhatCannotBeReadAndKeepsTheSource) {
-    panel.openPaths(writePictures(2));
+    open(writePictures(2));
     QSignalSpy failed(&panel, &CzSourcePanel::failed);
     QSignalSpy changed(&panel, &CzSourcePanel::sourceChanged);
-    panel.openPaths({path(QStringLiteral("nothing.tif"))});
+    open({path(QStringLiteral("nothing.tif"))});
     ASSERT_EQ(failed.size(), 1);
     EXPECT_TRUE(failed.first().first().toString().contains(QStringLiteral("nothing.tif")));
     EXPECT_TRUE(changed.isEmpty());
     EXPECT_EQ(panel.paths().size(), 2);
 }
 
+/// Lets nobody look into files while it lives: the thread that would do it is busy.
+class SlowDisk {
+public:
+    SlowDisk() {
+        m_pool.setMaxThreadCount(1);
+        QtConcurrent::run([this] { m_answer.acquire(); });
+    }
+    ~SlowDisk() {
+        m_answer.release();
+        m_pool.waitForDone();
+        m_pool.setMaxThreadCount(QThread::idealThreadCount());
+    }
+
+private:
+    QThreadPool& m_pool = *QThreadPool::globalInstance();
+    QSemaphore m_answer;
+};
+
+TEST_F(SourcePanel, DoesNotWaitForASlowDisk) {
+    open(writePictures(2));
+    pause();
+    QSignalSpy failed(&panel, &CzSourcePanel::failed);
+    {
+        const SlowDisk slow;
+        panel.openPaths({path(QStringLiteral("missing.tif"))});
+        EXPECT_TRUE(panel.isOpening());
+        EXPECT_EQ(name.text(), QStringLiteral("Opening…"));
+        EXPECT_FALSE(sensor.isEnabled());
+        EXPECT_EQ(panel.paths(), QStringList(path(QStringLiteral("missing.tif")))); // to come back to
+        click("forward");
+        ASSERT_TRUE(waitFor([&] { return player.position() >= 0; })); // the source before goes on
+        EXPECT_EQ(name.text(), QStringLiteral("Opening…"));
+    }
+    EXPECT_TRUE(waitFor([&] { return !panel.isOpening(); }));
+    EXPECT_EQ(failed.size(), 1);
+    EXPECT_TRUE(sensor.isEnabled());
+    EXPECT_EQ(panel.paths().size(), 2);
+    EXPECT_TRUE(name.text().endsWith(QStringLiteral("of 2)")));
+}
+
+TEST_F(SourcePanel, OpensOnlyWhatWasAskedForLast) {
+    QSignalSpy failed(&panel, &CzSourcePanel::failed);
+    QSignalSpy changed(&panel, &CzSourcePanel::sourceChanged);
+    {
+        const SlowDisk slow;
+        panel.openPaths({path(QStringLiteral("missing.tif"))});
+        panel.openPaths(writePictures(2));
+        EXPECT_EQ(panel.paths().size(), 2);
+    }
+    EXPECT_TRUE(waitFor([&] { return !panel.isOpening(); }));
+    EXPECT_EQ(panel.caption(), QStringLiteral("0.tif and 1 more"));
+    EXPECT_EQ(position.maximum(), 1);
+    {
+        const SlowDisk slow;
+        panel.openPaths({path(QStringLiteral("0.tif"))});
+        panel.openScene(QStringLiteral("mono"));
+        EXPECT_FALSE(panel.isOpening());
+    }
+    QCoreApplication::processEvents();
+    EXPECT_EQ(panel.scene(), QStringLiteral("mono"));
+    EXPECT_TRUE(panel.paths().isEmpty());
+    EXPECT_EQ(changed.size(), 2);
+    EXPECT_TRUE(failed.isEmpty());
+}
+
 TEST_F(SourcePanel, PausesStepsAndSeeks) {
-    panel.openPaths(writePictures(5));
+    open(writePictures(5));
     pause();
     EXPECT_FALSE(player.isPlaying());
     player.seek(0);
@@ -148,7 +222,7 @@ TEST_F(SourcePanel, PausesStepsAndSeeks) {
 }
 
 TEST_F(SourcePanel, MovingTheSliderPauses) {
-    panel.openPaths(writePictures(5));
+    open(writePictures(5));
     position.setFocus();
     QTest::keyClick(&position, Qt::Key_End);
     EXPECT_FALSE(player.isPlaying());
@@ -173,7 +247,7 @@ TEST_F(SourcePanel, EndsAtTheLastFrameWhenItIsNotLooped) {
     auto& loop = childOf<QCheckBox>(panel, "loop");
     QTest::mouseClick(&loop, Qt::LeftButton, Qt::NoModifier, QPoint(8, loop.height() / 2));
     EXPECT_FALSE(player.isLooped());
-    panel.openPaths(writePictures(3));
+    open(writePictures(3));
     EXPECT_TRUE(waitFor([&] { return !player.isPlaying() && value() == 2; }));
 }
 
@@ -194,7 +268,7 @@ TEST_F(SourcePanel, PlaysScenesOfTheChosenSize) {
 }
 
 TEST_F(SourcePanel, ShowsAtOnceWhatTheSensorPanelSays) {
-    panel.openPaths(writePictures(3));
+    open(writePictures(3));
     EXPECT_TRUE(sensor.isEnabled());
     pause();
     player.seek(1);
@@ -214,7 +288,7 @@ TEST_F(SourcePanel, ShowsAtOnceWhatTheSensorPanelSays) {
 
 TEST_F(SourcePanel, GoesOnFromTheSameFrameWhenTheSensorChangesWhilePlaying) {
     childOf<QDoubleSpinBox>(panel, "rate").setValue(1.0);
-    panel.openPaths(writePictures(100));
+    open(writePictures(100));
     player.seek(50);
     ASSERT_TRUE(waitFor([&] { return player.position() >= 50; }));
     childOf<QSpinBox>(sensor, "bitDepth").setValue(12);
@@ -225,11 +299,12 @@ TEST_F(SourcePanel, GoesOnFromTheSameFrameWhenTheSensorChangesWhilePlaying) {
 
 TEST_F(SourcePanel, SavesTheDescriptionBesideThePicturesAndReadsItBack) {
     const QStringList paths = writePictures(2);
-    panel.openPaths(paths);
+    open(paths);
     auto& filters = childOf<QComboBox>(sensor, "colorFilterArray");
     filters.setCurrentIndex(filters.findData(int(EzColorFilterArray::Hyperspectral)));
     childOf<QSpinBox>(sensor, "cellWidth").setValue(3);
     childOf<QSpinBox>(sensor, "bitDepth").setValue(11);
+    ASSERT_TRUE(waitFor([&] { return !panel.isOpening(); }));
     const SzSidecar described = sensor.sidecar();
     QSignalSpy saved(&panel, &CzSourcePanel::sidecarsSaved);
     QTest::mouseClick(&childOf<QPushButton>(sensor, "save"), Qt::LeftButton);
@@ -243,7 +318,7 @@ TEST_F(SourcePanel, SavesTheDescriptionBesideThePicturesAndReadsItBack) {
         EXPECT_EQ(read.hsi, described.hsi);
     }
     sensor.setSidecar(SzSidecar());
-    panel.openPaths({paths.last()});
+    open({paths.last()});
     EXPECT_EQ(sensor.sidecar().bitDepth, 11U);
     EXPECT_EQ(sensor.sidecar().hsi, described.hsi);
     EXPECT_TRUE(waitFor([&] { return format().bitDepth == 11; }));
@@ -258,7 +333,7 @@ TEST_F(SourcePanel, SavingWithoutAChangeLeavesEachFileItsOwnDescription) {
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         file.write(sidecarText(sidecar));
     }
-    panel.openPaths(paths);
+    open(paths);
     panel.saveSidecars();
     for (int i = 0; i < 2; ++i) {
         SzSidecar read;
@@ -270,7 +345,7 @@ TEST_F(SourcePanel, SavingWithoutAChangeLeavesEachFileItsOwnDescription) {
 
 TEST_F(SourcePanel, TellsWhenADescriptionCannotBeWritten) {
     const QStringList paths = writePictures(1);
-    panel.openPaths(paths);
+    open(paths);
     ASSERT_TRUE(QDir().mkpath(sidecarPath(paths.first()))); // a folder is in the way
     QSignalSpy failed(&panel, &CzSourcePanel::failed);
     QSignalSpy saved(&panel, &CzSourcePanel::sidecarsSaved);
@@ -287,7 +362,7 @@ TEST_F(SourcePanel, WarnsOfDescriptionsOfNoSensor) {
     file.write(R"({ "colorFilterArray": 7, "hsi": { "zones": [ { "cell": [0, 0] } ] } })");
     file.close();
     QSignalSpy warned(&panel, &CzSourcePanel::warned);
-    panel.openPaths({picture});
+    open({picture});
     ASSERT_EQ(warned.size(), 1);
     EXPECT_EQ(panel.paths().size(), 1);
 }

@@ -4,7 +4,6 @@
 #include "ImageData.h"
 #include "PictureFile.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 
@@ -13,10 +12,6 @@
 #include <vector>
 
 namespace {
-
-QString tr(const char* text) {
-    return QCoreApplication::translate("CzFrameSupply", text);
-}
 
 struct File {
     QString path;

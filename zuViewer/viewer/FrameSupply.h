@@ -4,6 +4,7 @@
 #include "Scenes.h"
 #include "Sidecar.h"
 
+#include <QCoreApplication>
 #include <QString>
 #include <QStringList>
 
@@ -36,6 +37,7 @@ public:
 
 /// Pictures out of files: all pages of all files in order, each described by its sidecar.
 class CzFileSupply : public CzFrameSupply {
+    Q_DECLARE_TR_FUNCTIONS(CzFileSupply)
 public:
     /// Files and folders (of which all pictures are taken, in natural order). Null, with a sentence in error,
     /// when there is no picture among them or one cannot be read; oddities of sidecars go to warnings.
@@ -65,6 +67,7 @@ private:
 /// A synthetic camera: a rendered scene whose noise differs from frame to frame; in the scene "sequence"
 /// things move. A few frames are rendered, when they are first asked for, and come round again.
 class CzSceneSupply : public CzFrameSupply {
+    Q_DECLARE_TR_FUNCTIONS(CzSceneSupply)
 public:
     CzSceneSupply(const QString& scene, const SzSceneSettings& settings);
     ~CzSceneSupply() override;

@@ -9,6 +9,7 @@
 #include <QDoubleSpinBox>
 #include <QFileInfo>
 #include <QFormLayout>
+#include <QFutureWatcher>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
@@ -19,6 +20,7 @@
 #include <QStyle>
 #include <QToolButton>
 #include <QVBoxLayout>
+#include <QtConcurrentRun>
 
 #include <limits>
 
@@ -26,6 +28,13 @@ namespace {
 
 constexpr double usualRate = 25.0;
 constexpr double largestRate = 10000.0;
+
+/// What came of looking into files.
+struct Opened {
+    std::shared_ptr<CzFileSupply> files; ///< null, and error says why
+    QString error;
+    QStringList warnings;
+};
 
 } // namespace
 
@@ -126,27 +135,58 @@ CzSourcePanel::CzSourcePanel(CzFramePlayer& player, CzSensorPanel& sensor, QWidg
     m_sensor->setEnabled(false);
 }
 
+void CzSourcePanel::open(const QStringList& paths, const std::optional<SzSidecar>& described,
+                         std::function<void(std::shared_ptr<CzFileSupply>)> whenOpen) {
+    auto* const watcher = new QFutureWatcher<Opened>(this);
+    connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher, whenOpen] {
+        watcher->deleteLater();
+        if (watcher != m_opening)
+            return; // something else has been asked for meanwhile
+        const Opened opened = watcher->result();
+        endOpening();
+        if (!opened.files) {
+            emit failed(opened.error);
+            return;
+        }
+        whenOpen(opened.files);
+        if (!opened.warnings.isEmpty())
+            emit warned(opened.warnings);
+    });
+    m_opening = watcher;
+    m_openingPaths.clear();
+    watcher->setFuture(QtConcurrent::run([paths, described] {
+        Opened opened;
+        opened.files = CzFileSupply::open(paths, described, &opened.error, &opened.warnings);
+        return opened;
+    }));
+}
+
+void CzSourcePanel::endOpening() {
+    m_opening = nullptr;
+    m_openingPaths.clear();
+    m_name->clear();
+    m_sensor->setEnabled(m_files != nullptr);
+    showPosition(m_player.position());
+}
+
 void CzSourcePanel::openPaths(const QStringList& paths) {
-    QString error;
-    QStringList warnings;
-    std::shared_ptr<CzFileSupply> files = CzFileSupply::open(paths, std::nullopt, &error, &warnings);
-    if (!files) {
-        emit failed(error);
-        return;
-    }
-    m_paths = paths;
-    m_scene.clear();
-    m_files = files;
-    m_sensor->setSidecar(files->sidecar(0));
-    m_sensor->setEnabled(true);
-    m_scenes->setCurrentIndex(0);
-    const QString first = QFileInfo(QDir::cleanPath(paths.first())).fileName();
-    play(files, paths.size() == 1 ? first : tr("%1 and %n more", nullptr, paths.size() - 1).arg(first));
-    if (!warnings.isEmpty())
-        emit warned(warnings);
+    open(paths, std::nullopt, [this, paths](std::shared_ptr<CzFileSupply> files) {
+        m_paths = paths;
+        m_scene.clear();
+        m_files = files;
+        m_sensor->setSidecar(files->sidecar(0));
+        m_sensor->setEnabled(true);
+        m_scenes->setCurrentIndex(0);
+        const QString first = QFileInfo(QDir::cleanPath(paths.first())).fileName();
+        play(files, paths.size() == 1 ? first : tr("%1 and %n more", nullptr, paths.size() - 1).arg(first));
+    });
+    m_openingPaths = paths;
+    m_name->setText(tr("Opening…"));
+    m_sensor->setEnabled(false); // it describes the source before
 }
 
 void CzSourcePanel::openScene(const QString& scene) {
+    endOpening();
     SzSceneSettings settings;
     settings.width = static_cast<std::uint32_t>(m_width->value());
     settings.height = static_cast<std::uint32_t>(m_height->value());
@@ -161,17 +201,12 @@ void CzSourcePanel::openScene(const QString& scene) {
 void CzSourcePanel::reopen() {
     if (!m_files)
         return;
-    QString error;
-    QStringList warnings;
-    std::shared_ptr<CzFileSupply> files = CzFileSupply::open(m_paths, m_sensor->sidecar(), &error, &warnings);
-    if (!files) {
-        emit failed(error);
-        return;
-    }
-    m_files = files;
-    const int position = std::max(0, m_player.position());
-    m_player.setSupply(files);
-    m_player.seek(position); // plays on from there, or shows it
+    open(m_paths, m_sensor->sidecar(), [this](std::shared_ptr<CzFileSupply> files) {
+        m_files = files;
+        const int position = std::max(0, m_player.position());
+        m_player.setSupply(files);
+        m_player.seek(position); // plays on from there, or shows it
+    });
 }
 
 void CzSourcePanel::play(std::shared_ptr<CzFrameSupply> supply, const QString& caption) {
@@ -190,8 +225,8 @@ void CzSourcePanel::play(std::shared_ptr<CzFrameSupply> supply, const QString& c
 void CzSourcePanel::showPosition(int index) {
     const std::shared_ptr<CzFrameSupply> supply = m_player.supply();
     const std::optional<int> count = supply ? supply->count() : std::nullopt;
-    if (!supply || (count && index >= *count))
-        return; // of a source that has been replaced
+    if (!supply || !m_openingPaths.isEmpty() || index < 0 || (count && index >= *count))
+        return; // of a source that has been replaced, or is to be
     m_name->setText(count ? tr("%1 (%2 of %3)")
                                 .arg(supply->name(index), QString::number(index + 1), QString::number(*count))
                           : supply->name(index));

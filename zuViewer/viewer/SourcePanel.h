@@ -8,7 +8,9 @@
 #include <QStringList>
 #include <QWidget>
 
+#include <functional>
 #include <memory>
+#include <optional>
 
 class CzSensorPanel;
 class QCheckBox;
@@ -26,15 +28,17 @@ public:
     /// Player and sensor panel, which describes the files that play, must outlive the panel.
     CzSourcePanel(CzFramePlayer& player, CzSensorPanel& sensor, QWidget* parent = nullptr);
 
-    /// Plays files and folders. What cannot be read is told by failed(), and the source stays.
+    /// Plays files and folders, when they have been looked into: on another thread, as a large folder or a
+    /// slow disk takes its time. What cannot be read is told by failed(), and the source stays.
     void openPaths(const QStringList& paths);
+    bool isOpening() const { return m_opening; }
     /// Plays a synthetic camera with the settings of the panel.
     void openScene(const QString& scene);
 
     /// What plays, for the chain's first row.
     QString caption() const { return m_caption; }
-    /// Paths of the pictures that play; empty for a synthetic camera.
-    const QStringList& paths() const { return m_paths; }
+    /// Paths of the pictures that play, or will when they are open; empty for a synthetic camera.
+    const QStringList& paths() const { return m_openingPaths.isEmpty() ? m_paths : m_openingPaths; }
     QString scene() const { return m_scene; }
 
     /// Writes the description that each file of the source is read with beside it. What cannot be written is
@@ -49,6 +53,10 @@ signals:
     void warned(const QStringList& warnings);
 
 private:
+    /// Only what was asked for last is opened.
+    void open(const QStringList& paths, const std::optional<SzSidecar>& described,
+              std::function<void(std::shared_ptr<CzFileSupply>)> whenOpen);
+    void endOpening();
     void reopen();
     void showPosition(int index);
     void showPlaying(bool playing);
@@ -61,6 +69,8 @@ private:
     QString m_scene;
     QString m_caption;
     std::shared_ptr<CzFileSupply> m_files;
+    QObject* m_opening = nullptr; ///< waits for files to be looked into
+    QStringList m_openingPaths;   ///< of another source
 
     QComboBox* m_scenes;
     QSpinBox* m_width;

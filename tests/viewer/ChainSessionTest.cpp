@@ -301,6 +301,13 @@ TEST_F(ChainSessionTest, TheHistoryTellsWhatItUndoes) {
     EXPECT_THAT(levels(), ElementsAre(1, 1));
 }
 
+TEST_F(ChainSessionTest, KeepsNoEndlessHistory) {
+    add();
+    for (int i = 0; i < 300; ++i)
+        m_session.setBypassed(0, i % 2 == 0);
+    EXPECT_EQ(100, m_session.undoStack().count());
+}
+
 TEST_F(ChainSessionTest, WhatChangesNothingIsNotInTheHistory) {
     add(1);
     add(2);

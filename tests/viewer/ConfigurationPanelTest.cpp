@@ -11,6 +11,7 @@
 #include <QComboBox>
 #include <QDialog>
 #include <QLabel>
+#include <QLayout>
 #include <QPointer>
 #include <QSignalSpy>
 #include <QSpinBox>
@@ -79,6 +80,20 @@ TEST_F(ConfigurationPanelTest, AnElementMayHaveNoWidget) {
     EXPECT_FALSE(m_panel.elementWidget());
     EXPECT_EQ(QStringLiteral("Level 1"), caption());
     m_panel.refresh();
+}
+
+TEST_F(ConfigurationPanelTest, TheWidgetIsNotPulledApartAndNobodyScrollsSideways) {
+    add(1);
+    m_panel.showElement(0);
+    QWidget* const widget = m_panel.elementWidget();
+    EXPECT_EQ(widget->sizeHint().height(), widget->height());
+    const int narrow = m_panel.minimumSizeHint().width();
+    auto* const wide = new QWidget;
+    wide->setMinimumWidth(narrow + 50);
+    widget->layout()->addWidget(wide); // as a row that is shown later
+    EXPECT_TRUE(waitFor([&] { return m_panel.minimumSizeHint().width() >= narrow + 50; }));
+    m_panel.showElement(-1);
+    EXPECT_TRUE(waitFor([&] { return m_panel.minimumSizeHint().width() <= narrow; }));
 }
 
 TEST_F(ConfigurationPanelTest, TheWidgetIsMadeAnewWhenAnotherFormatArrives) {

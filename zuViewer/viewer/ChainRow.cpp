@@ -22,12 +22,11 @@ CzChainRow::CzChainRow(QWidget* parent) : QWidget(parent) {
     m_time = new QLabel;
     m_time->setObjectName(QStringLiteral("time"));
     m_time->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    m_time->setEnabled(false); // in the colour of what matters less
     m_message = new QLabel;
     m_message->setObjectName(QStringLiteral("message"));
     m_message->setTextFormat(Qt::PlainText);
     m_message->setWordWrap(true);
-    m_message->setStyleSheet(QStringLiteral("color: #c00000"));
+    m_message->setStyleSheet(QStringLiteral("color: #900000; background: #ffe4e1; padding: 1px 3px"));
     m_message->hide();
     m_buttons = new QHBoxLayout;
     m_buttons->setSpacing(2);

@@ -15,6 +15,8 @@ namespace {
 
 constexpr int outside = -1;
 
+constexpr int undoLimit = 100; // elements that were taken out are kept for these
+
 // How often the session looks whether the chain runs: nobody tells.
 constexpr int usualPollMs = 100;
 constexpr int impatientPollMs = 5;
@@ -113,6 +115,7 @@ QByteArray textOf(const CzChainFile& file) {
 } // namespace
 
 CzChainSession::CzChainSession(QObject* parent) : QObject(parent) {
+    m_undoStack.setUndoLimit(undoLimit);
     m_savedText = text();
     connect(&m_poll, &QTimer::timeout, this, &CzChainSession::poll);
     m_poll.start(usualPollMs);

@@ -55,7 +55,7 @@ public:
     /// Whether one element has been at work for longer than this, in milliseconds.
     bool isStuck(double afterMilliseconds = 2000.0) const;
 
-    // ---- Changes, all undoable; indices count elements, the source being none ----
+    // ---- Changes, the last 100 of which are undoable; indices count elements, the source being none ----
 
     /// Puts a new element of a class there; unknown classes, and elements that do not fit their neighbours,
     /// are told by failed().

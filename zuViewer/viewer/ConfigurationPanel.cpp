@@ -8,8 +8,17 @@
 #include <QEvent>
 #include <QLabel>
 #include <QScrollArea>
+#include <QStyle>
 #include <QTextBrowser>
 #include <QVBoxLayout>
+
+#include <algorithm>
+
+namespace {
+
+constexpr int widestMinimum = 560; // in pixels; beyond it the picture would have no room
+
+} // namespace
 
 bool CzConfigurationPanel::SzOffer::operator==(const SzOffer& other) const {
     return known == other.known && format == other.format && metadata == other.metadata &&
@@ -71,6 +80,14 @@ CzConfigurationPanel::SzOffer CzConfigurationPanel::offerOf(CzChainable& element
 
 void CzConfigurationPanel::release() {
     delete m_area->takeWidget();
+    m_area->setMinimumWidth(0);
+}
+
+/// Makes room for the element's widget, so that nobody has to scroll sideways.
+void CzConfigurationPanel::fitWidth() {
+    const int width =
+        elementWidget()->minimumSizeHint().width() + style()->pixelMetric(QStyle::PM_ScrollBarExtent);
+    m_area->setMinimumWidth(std::min(width, widestMinimum));
 }
 
 void CzConfigurationPanel::build() {
@@ -89,7 +106,10 @@ void CzConfigurationPanel::build() {
     if (!widget)
         return;
     widget->setEnabled(m_offer.configurable);
+    widget->setSizePolicy(QSizePolicy::Preferred,
+                          QSizePolicy::Maximum); // what belongs together stays together
     m_area->setWidget(widget);
+    fitWidth();
 }
 
 void CzConfigurationPanel::refresh() {
@@ -112,6 +132,10 @@ bool CzConfigurationPanel::isInElementWidget(const QObject* object) const {
 
 bool CzConfigurationPanel::eventFilter(QObject* watched, QEvent* event) {
     switch (event->type()) {
+    case QEvent::LayoutRequest: // another row is shown, say
+        if (watched == elementWidget())
+            fitWidth();
+        break;
     case QEvent::MouseButtonRelease:
     case QEvent::KeyRelease:
     case QEvent::Wheel:

@@ -51,6 +51,7 @@ private:
     static SzOffer offerOf(CzChainable& element);
     void release();
     void build();
+    void fitWidth();
     bool isInElementWidget(const QObject* object) const;
 
     CzChainSession& m_session;

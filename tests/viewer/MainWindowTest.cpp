@@ -10,6 +10,7 @@
 #include "PictureWidget.h"
 #include "PluginLoader.h"
 #include "ProblemBar.h"
+#include "RTTI.h"
 #include "SourcePanel.h"
 #include "SpectrumPlot.h"
 #include "Tour.h"
@@ -733,6 +734,7 @@ TEST_F(MainWindow, StandsRandomClicks) {
     dialogs.start(5);
 
     const QStringList scenes = sceneNames();
+    const QList<const QMetaObject*> elements = CzRTTI::instance()->classes(QStringLiteral("CzChainable"));
     const QVector<int> keys{Qt::Key_Up,   Qt::Key_Down, Qt::Key_Left,   Qt::Key_Right,   Qt::Key_Space,
                             Qt::Key_Tab,  Qt::Key_F5,   Qt::Key_F6,     Qt::Key_F7,      Qt::Key_F8,
                             Qt::Key_Plus, Qt::Key_1,    Qt::Key_Delete, Qt::Key_PageDown};
@@ -756,7 +758,7 @@ TEST_F(MainWindow, StandsRandomClicks) {
             break;
         case 2:
             if (session().elements().size() < 6)
-                window->chainPanel().add(below(2) == 0 ? rotate : extract);
+                window->chainPanel().add(CzRTTI::uniqueId(*elements.at(below(elements.size()))));
             break;
         case 3: {
             QWheelEvent wheel(inTarget, target->mapToGlobal(inTarget), QPoint(),

@@ -197,7 +197,8 @@ bool handOver(std::unique_ptr<Transform> transform, FftMemory first, FftMemory s
 
 bool CzFFT::Alloc1D(int length, void*& a, void*& b, void*& c) {
     a = b = c = nullptr;
-    const FftPlan plan = fftPlan(EzFftKind::RealLine, length);
+    double seconds = fftPlanningSeconds;
+    const FftPlan plan = fftPlan(EzFftKind::RealLine, length, seconds);
     if (!plan)
         return false;
     const std::size_t samples = std::size_t(length);
@@ -264,8 +265,9 @@ bool CzFFT::Alloc2D(const SzPicBufInfo& format, void*& a, void*& b, void*& c) {
     FftMemory scratch = allocateFftMemory(transform->scratchBytes * std::size_t(transform->threads));
     if (!spectra || !scratch)
         return false;
-    transform->columns = fftPlan(EzFftKind::RealColumns, transform->height);
-    transform->rows = fftPlan(EzFftKind::ComplexLine, transform->width);
+    double seconds = fftPlanningSeconds;
+    transform->columns = fftPlan(EzFftKind::RealColumns, transform->height, seconds);
+    transform->rows = fftPlan(EzFftKind::ComplexLine, transform->width, seconds);
     if (!transform->columns || !transform->rows)
         return false;
     return handOver(std::move(transform), std::move(spectra), std::move(scratch), a, b, c);

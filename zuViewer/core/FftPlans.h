@@ -48,11 +48,17 @@ constexpr int longestFft = 1 << 24;
 
 using FftPlan = std::shared_ptr<std::remove_pointer_t<fftwf_plan>>;
 
-/// The plan for a length, measured when it is first asked for, which may take some tenths of a second, and
-/// kept for as long as the process lives, unless many others were asked for since. Null for a length that is
-/// refused or without memory. Any thread; the plan may be executed by any number of threads at once, in
-/// memory that is aligned.
-ZUCORE_EXPORT FftPlan fftPlan(EzFftKind kind, int length);
+/// How long the plans of one transform may take together when it is set up, in seconds.
+constexpr double fftPlanningSeconds = 0.3;
 
-/// Where the planner's experience is kept, so that no length is measured twice on this machine.
+/// The plan for a length, measured when it is first asked for, and kept for as long as the process lives,
+/// unless many others were asked for since. Measuring takes no longer than seconds, give or take one run of
+/// the transform, and what it took is taken off them. Where the time runs out the plan is a guess that may be
+/// half as fast, and whoever asks next tries again, three times in all. Null for a length that is refused or
+/// without memory. Any thread; the plan may be executed by any number of threads at once, in memory that is
+/// aligned.
+ZUCORE_EXPORT FftPlan fftPlan(EzFftKind kind, int length, double& seconds);
+
+/// Where the planner's experience is kept, so that no length that was measured to the end is measured again
+/// on this machine.
 ZUCORE_EXPORT QString fftWisdomFile();

@@ -171,6 +171,13 @@ TEST(FFT1DMeanProfile, otherPicturesAreRefused) {
     SzPicBuf empty;
     empty.setPicFormat(pictureFormat(3, 2));
     EXPECT_FALSE(meanProfile(empty, true, &profile, 1));
+    auto frame = numberedFrame(pictureFormat(3, 2, 1, EzImageDataType::UInt16));
+    for (const std::uint32_t pitch : {0U, 4U, 7U}) { // shorter than a line, or with half a sample
+        SzPicBuf wrong = frame->picBuf();
+        wrong.linePitch = pitch;
+        EXPECT_FALSE(meanProfile(wrong, true, &profile, 1)) << pitch;
+        EXPECT_FALSE(meanProfile(wrong, false, &profile, 1)) << pitch;
+    }
     EXPECT_EQ(profile, 9.0F);
 }
 

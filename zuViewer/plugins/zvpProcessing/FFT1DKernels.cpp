@@ -61,19 +61,19 @@ struct BlockRow<std::uint16_t> {
     using Type = Words;
 };
 
-Bytes interleaveLow(Bytes a, Bytes b) {
+[[gnu::always_inline]] inline Bytes interleaveLow(Bytes a, Bytes b) {
     return __builtin_shufflevector(a, b, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
 }
 
-Bytes interleaveHigh(Bytes a, Bytes b) {
+[[gnu::always_inline]] inline Bytes interleaveHigh(Bytes a, Bytes b) {
     return __builtin_shufflevector(a, b, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15, 31);
 }
 
-Words interleaveLow(Words a, Words b) {
+[[gnu::always_inline]] inline Words interleaveLow(Words a, Words b) {
     return __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
 }
 
-Words interleaveHigh(Words a, Words b) {
+[[gnu::always_inline]] inline Words interleaveHigh(Words a, Words b) {
     return __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
 }
 
@@ -148,21 +148,23 @@ void sumRows(PictureView<const T> picture, float* sums) {
 
 // ---- Means of columns ----
 
-/// Adds the rows from y to end − 1 to the sums of their columns, one after the other. Four at a time: the
-/// sums are loaded and stored less often.
+/// Rows that are added together: the sums are loaded and stored less often.
+constexpr std::size_t rowsTogether = 8;
+
+/// Adds the rows from y to end − 1 to the sums of their columns, one after the other.
 template <class Sum, class T>
 void addRows(PictureView<const T> picture, std::size_t y, std::size_t end, Sum* __restrict sums) {
     const std::size_t width = picture.width;
-    for (; y + 4 <= end; y += 4) {
-        const T* __restrict first = picture.row(y);
-        const T* __restrict second = picture.row(y + 1);
-        const T* __restrict third = picture.row(y + 2);
-        const T* __restrict fourth = picture.row(y + 3);
+    for (; y + rowsTogether <= end; y += rowsTogether) {
+        const T* rows[rowsTogether];
+        for (std::size_t i = 0; i < rowsTogether; ++i)
+            rows[i] = picture.row(y + i);
+#pragma omp simd
         for (std::size_t x = 0; x < width; ++x) {
-            const auto upper = static_cast<Sum>(static_cast<Sum>(sums[x] + static_cast<Sum>(first[x])) +
-                                                static_cast<Sum>(second[x]));
-            sums[x] = static_cast<Sum>(static_cast<Sum>(upper + static_cast<Sum>(third[x])) +
-                                       static_cast<Sum>(fourth[x]));
+            Sum sum = sums[x];
+            for (std::size_t i = 0; i < rowsTogether; ++i)
+                sum = static_cast<Sum>(sum + static_cast<Sum>(rows[i][x]));
+            sums[x] = sum;
         }
     }
     for (; y < end; ++y) {
@@ -231,7 +233,9 @@ template void columnMeans(PictureView<const std::uint8_t>, float*);
 template void columnMeans(PictureView<const std::uint16_t>, float*);
 
 bool meanProfile(const SzPicBuf& picture, bool ofRows, float* profile, std::size_t count) {
-    if (!picture.data || picture.channels != 1 || picture.width == 0 || picture.height == 0)
+    if (!picture.data || picture.channels != 1 || picture.width == 0 || picture.height == 0 ||
+        picture.linePitch < packedLineBytes(picture) ||
+        picture.linePitch % bytesPerSample(picture.dataType) != 0)
         return false;
     std::size_t written = 0;
     if (picture.dataType == EzImageDataType::UInt8)

@@ -14,6 +14,8 @@
 #include <cmath>
 #include <limits>
 #include <thread>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -38,7 +40,7 @@ QImage drawn(SpectrumPlot& plot, int width, int height, const QVector<double>& a
     QVector<double> x(amplitudes.size());
     for (int i = 0; i < x.size(); ++i)
         x[i] = i / (2.0 * x.size());
-    plot.draw(picture, x, amplitudes, lower, upper);
+    EXPECT_TRUE(plot.draw(picture, x, amplitudes, lower, upper));
     QImage image(width, height, QImage::Format_ARGB32);
     for (int y = 0; y < height; ++y)
         std::copy_n(picture.data + std::size_t(y) * picture.linePitch, lineBytes, image.scanLine(y));
@@ -328,6 +330,85 @@ TEST(SpectrumPlotPicture, tinyPicturesAreDrawnToo) {
                 EXPECT_EQ(qAlpha(image.pixel(width - 1, height - 1)), 255);
             }
         }
+}
+
+/// Where the plot's picture differs from its background.
+QRect inked(const QImage& image) {
+    const QRgb background = QApplication::palette().color(QPalette::Base).rgb();
+    QRect ink;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            if (image.pixel(x, y) != background)
+                ink |= QRect(x, y, 1, 1);
+    return ink;
+}
+
+TEST(SpectrumPlotPicture, showsNoOldBytesBeyondWhatQtCanDrawAtOnce) {
+    for (const auto& [width, height] : {std::pair{1, 40000}, {40000, 1}, {32768, 2}}) {
+        SpectrumPlot spectrum;
+        spectrum.prepare(width, height);
+        const QImage image = drawn(spectrum, width, height, {}, 0, 1);
+        bool isOpaque = true;
+        bool hasOldBytes = false;
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x) {
+                isOpaque = isOpaque && qAlpha(image.pixel(x, y)) == 255;
+                hasOldBytes = hasOldBytes || image.pixel(x, y) == 0x55555555U;
+            }
+        EXPECT_TRUE(isOpaque) << width << " x " << height;
+        EXPECT_FALSE(hasOldBytes) << width << " x " << height;
+    }
+}
+
+TEST(SpectrumPlotPicture, frameReachesTheEndsOfAVeryWideOne) {
+    SpectrumPlot spectrum;
+    spectrum.prepare(40000, 100);
+    const QRect ink = inked(drawn(spectrum, 40000, 100, decay(50), 0, 100));
+    EXPECT_GT(ink.right(), 39900); // the line on the right
+}
+
+TEST(SpectrumPlotPicture, isTheSameWhetherQtCanDrawItAtOnceOrNot) {
+    // Two parts; what lies in the first one is also drawn alone.
+    SpectrumPlot spectrum;
+    spectrum.prepare(17000, 60);
+    const QImage parts = drawn(spectrum, 17000, 60, decay(50), 0, 100);
+    QImage whole(17000, 60, QImage::Format_ARGB32_Premultiplied);
+    QCPPainter painter(&whole);
+    spectrum.plot().toPainter(&painter, 17000, 60);
+    painter.end();
+    EXPECT_EQ(parts, whole.convertToFormat(QImage::Format_ARGB32));
+}
+
+TEST(SpectrumPlotPicture, sizesThatNoImageHasAreRefusedAndNothingIsDrawn) {
+    SpectrumPlot spectrum;
+    std::uint32_t pixel = 0x55555555U;
+    SzPicBuf picture;
+    picture.data = reinterpret_cast<std::uint8_t*>(&pixel);
+    for (const auto& [width, height, pitch] :
+         {std::tuple{1U, 1U, 1U << 31}, {1U, 1U << 31, 4U}, {1U << 31, 1U, 4U}}) {
+        picture.width = width;
+        picture.height = height;
+        picture.linePitch = pitch;
+        EXPECT_FALSE(spectrum.draw(picture, {}, {}, 0, 1));
+    }
+    EXPECT_EQ(pixel, 0x55555555U);
+    picture.data = nullptr;
+}
+
+TEST(SpectrumPlotPicture, isOpaqueWhateverTheApplicationsColours) {
+    const QPalette before = QApplication::palette();
+    QPalette glass = before;
+    glass.setColor(QPalette::Base, QColor(10, 200, 30, 40));
+    glass.setColor(QPalette::WindowText, QColor(200, 10, 30, 60));
+    QApplication::setPalette(glass);
+    SpectrumPlot spectrum;
+    QApplication::setPalette(before);
+    spectrum.prepare(160, 120);
+    const QImage image = drawn(spectrum, 160, 120, decay(60), 0, 100);
+    EXPECT_EQ(image.pixelColor(0, 0), QColor(10, 200, 30));
+    for (int y = 0; y < 120; ++y)
+        for (int x = 0; x < 160; ++x)
+            ASSERT_EQ(qAlpha(image.pixel(x, y)), 255);
 }
 
 TEST(SpectrumPlotPicture, isTheSameDrawnAgainOnWhateverThread) {

@@ -312,9 +312,8 @@ IzChainData* CzFFT1DCnbl::processData(IzChainData* input) {
         return nullptr;
 
     const SzPicBuf* const samples = channelSamples(picture, metadata, current.channel, *m_extracted);
-    if (!samples || !transform(*samples, current))
+    if (!samples || !transform(*samples, current) || !plot(*output, current))
         return nullptr;
-    plot(*output, current);
     return output.deliver(image, outputMetadata);
 }
 
@@ -325,7 +324,7 @@ bool CzFFT1DCnbl::transform(const SzPicBuf& samples, const Parameters& current) 
            CzFFT::Calc1D(m_profile.data(), m_real.data(), m_imaginary.data(), m_work.a, m_work.b, m_work.c);
 }
 
-void CzFFT1DCnbl::plot(SzPicBuf& picture, const Parameters& current) {
+bool CzFFT1DCnbl::plot(SzPicBuf& picture, const Parameters& current) {
     const auto length = static_cast<int>(m_profile.size());
     const SzAmplitudeRange range = spectrumAmplitudes(m_real.data(), m_imaginary.data(), length,
                                                       length / 2 + (current.includeDC ? 0 : 1),
@@ -334,5 +333,5 @@ void CzFFT1DCnbl::plot(SzPicBuf& picture, const Parameters& current) {
     const double upper = current.autoScaleY ? range.largest : current.maxY;
     // The plot is the one thing that both threads use.
     QMutexLocker lock(&mutex);
-    m_plot.draw(picture, m_x, m_amplitudes, lower, upper);
+    return m_plot.draw(picture, m_x, m_amplitudes, lower, upper);
 }

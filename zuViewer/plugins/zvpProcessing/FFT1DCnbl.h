@@ -81,7 +81,7 @@ private:
     };
     Parameters parameters() const;
     bool transform(const SzPicBuf& samples, const Parameters& parameters);
-    void plot(SzPicBuf& picture, const Parameters& parameters);
+    bool plot(SzPicBuf& picture, const Parameters& parameters);
 
     // Guarded by mutex.
     SzFFTChannel m_channel;

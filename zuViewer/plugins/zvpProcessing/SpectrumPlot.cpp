@@ -16,6 +16,9 @@
 
 namespace {
 
+/// Qt draws nothing beyond 32767 pixels: larger pictures are drawn in parts.
+constexpr int tileSize = 16384;
+
 void setPens(QCPAxis& axis, const QPen& pen) {
     axis.setBasePen(pen);
     axis.setTickPen(pen);
@@ -75,7 +78,9 @@ SpectrumPlot::SpectrumPlot() : m_plot(std::make_unique<QCustomPlot>()) {
     QPen pen = m_plot->graph()->pen();
     pen.setColor(palette.color(QPalette::WindowText));
     m_plot->graph()->setPen(pen);
-    m_plot->setBackground(QBrush(palette.color(QPalette::Base), Qt::SolidPattern));
+    QColor background = palette.color(QPalette::Base);
+    background.setAlpha(255); // or the picture would show through
+    m_plot->setBackground(QBrush(background, Qt::SolidPattern));
 
     QFont font = m_plot->xAxis->labelFont();
     font.setPointSizeF(font.pointSizeF() + 1.0);
@@ -149,23 +154,33 @@ void SpectrumPlot::prepare(int width, int height) {
     m_plot->axisRect()->setAutoMargins(QCP::msRight | QCP::msTop | QCP::msBottom);
 }
 
-void SpectrumPlot::draw(SzPicBuf& picture, const QVector<double>& x, const QVector<double>& amplitudes,
+bool SpectrumPlot::draw(SzPicBuf& picture, const QVector<double>& x, const QVector<double>& amplitudes,
                         double lower, double upper) {
+    constexpr std::uint32_t most = std::numeric_limits<int>::max();
+    if (picture.linePitch > most || picture.width > most || picture.height > most)
+        return false;
     m_plot->graph()->setData(x, amplitudes, true);
     // The axis would keep the range of an earlier picture.
     m_plot->yAxis->setRange(QCPRange::validRange(lower, upper) ? QCPRange(lower, upper) : QCPRange(0.0, 1.0));
     const SzTicks ticks = amplitudeTicks(lower, upper, isLogarithmicY());
     m_plot->yAxis->setTicker(ticks.positions.size() < 2 ? QSharedPointer<QCPAxisTicker>(new QCPAxisTicker)
                                                         : textTicker(ticks.positions, ticks.labels));
+    m_plot->replot(QCustomPlot::rpRefreshHint);
 
     const int width = static_cast<int>(picture.width);
     const int height = static_cast<int>(picture.height);
-    // Everything is opaque, so that the bytes are those of plain ARGB, which is much slower to draw lines
-    // into.
-    QImage image(picture.data, width, height, static_cast<int>(picture.linePitch),
-                 QImage::Format_ARGB32_Premultiplied);
-    QCPPainter painter(&image);
-    m_plot->replot(QCustomPlot::rpRefreshHint);
-    m_plot->toPainter(&painter, width, height);
-    painter.end();
+    const int pitch = static_cast<int>(picture.linePitch);
+    for (int top = 0; top < height; top += std::min(tileSize, height - top))
+        for (int left = 0; left < width; left += std::min(tileSize, width - left)) {
+            // Everything is opaque, so that the bytes are those of plain ARGB, which is much slower to draw
+            // lines into.
+            QImage tile(picture.data + std::size_t(top) * picture.linePitch + std::size_t(left) * 4,
+                        std::min(tileSize, width - left), std::min(tileSize, height - top), pitch,
+                        QImage::Format_ARGB32_Premultiplied);
+            QCPPainter painter(&tile);
+            painter.translate(-left, -top);
+            m_plot->toPainter(&painter, width, height);
+            painter.end();
+        }
+    return true;
 }

@@ -28,9 +28,11 @@ public:
     /// Scales fonts, pens, ticks and margins to pictures of this size.
     void prepare(int width, int height);
 
-    /// Covers the whole picture, four channels of 8 bits, with the amplitudes over x. lower and upper are the
-    /// range of the amplitude axis; one that no axis can have becomes 0 to 1.
-    void draw(SzPicBuf& picture, const QVector<double>& x, const QVector<double>& amplitudes, double lower,
+    /// Covers the whole picture, four channels of 8 bits, with the amplitudes over x, of which there are as
+    /// many. lower and upper are the range of the amplitude axis; one that no axis can have becomes 0 to 1.
+    /// False, and nothing drawn, for pictures with more pixels or bytes per line, or more lines, than an int
+    /// can count.
+    bool draw(SzPicBuf& picture, const QVector<double>& x, const QVector<double>& amplitudes, double lower,
               double upper);
 
     QCustomPlot& plot() { return *m_plot; }

@@ -5,15 +5,22 @@
 #include "FFT1DWidget.h"
 #include "TestPictures.h"
 
+#include <QApplication>
 #include <QDomDocument>
 #include <QMetaClassInfo>
+#include <qcustomplot.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <complex>
 #include <limits>
 #include <memory>
+#include <string>
 #include <thread>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -86,6 +93,43 @@ protected:
         return pixels(*picture);
     }
 
+    /// The element's own plot, the only one that there is between two calls.
+    static QCustomPlot& plot() {
+        QCustomPlot* found = nullptr;
+        for (QWidget* const widget : QApplication::topLevelWidgets())
+            if (auto* const candidate = qobject_cast<QCustomPlot*>(widget)) {
+                EXPECT_EQ(found, nullptr);
+                found = candidate;
+            }
+        return *found;
+    }
+
+    /// What is plotted: as many positions as amplitudes.
+    static std::vector<double> plottedX() {
+        std::vector<double> all;
+        for (const QCPGraphData& point : *plot().graph()->data())
+            all.push_back(point.key);
+        return all;
+    }
+    static std::vector<double> plottedAmplitudes() {
+        std::vector<double> all;
+        for (const QCPGraphData& point : *plot().graph()->data())
+            all.push_back(point.value);
+        return all;
+    }
+
+    static void expectAmplitudes(const std::vector<double>& expected, double tolerance = 1e-4) {
+        const std::vector<double> found = plottedAmplitudes();
+        ASSERT_EQ(found.size(), expected.size());
+        for (std::size_t i = 0; i < found.size(); ++i)
+            EXPECT_NEAR(found[i], expected[i], tolerance) << i;
+    }
+
+    static void expectRange(double lower, double upper) {
+        EXPECT_NEAR(plot().yAxis->range().lower, lower, 1e-3);
+        EXPECT_NEAR(plot().yAxis->range().upper, upper, 1e-3);
+    }
+
     static std::vector<std::uint32_t> pixels(const SzPicBuf& picture) {
         std::vector<std::uint32_t> all;
         for (std::uint32_t y = 0; y < picture.height; ++y) {
@@ -101,6 +145,15 @@ protected:
         auto frame = numberedFrame(pictureFormat(static_cast<std::uint32_t>(samples.size()), 1));
         std::copy(samples.begin(), samples.end(), frame->picBuf().data);
         return frame;
+    }
+
+    /// The amplitude of a frequency, from its definition.
+    static double amplitudeOf(const std::vector<std::uint8_t>& samples, int frequency) {
+        constexpr double pi = 3.14159265358979323846;
+        std::complex<double> sum;
+        for (std::size_t x = 0; x < samples.size(); ++x)
+            sum += std::polar(double(samples[x]), -2 * pi * frequency * double(x) / double(samples.size()));
+        return std::abs(sum);
     }
 };
 
@@ -167,6 +220,23 @@ TEST_F(FFT1D, duplicateHasChannelAndDirectionAndForgetsEverythingElse) {
     EXPECT_TRUE(twin->autoScaleY());
     EXPECT_EQ(twin->minY(), 0.0);
     EXPECT_EQ(twin->maxY(), 400000.0);
+}
+
+TEST_F(FFT1D, takesPicturesFromOneImageProvider) {
+    CzFFT1DCnbl provider;
+    QObject other;
+    EXPECT_TRUE(element.acceptsPredecessor(&provider));
+    EXPECT_FALSE(element.acceptsPredecessor(&other));
+    EXPECT_FALSE(element.acceptsPredecessor(nullptr));
+    EXPECT_EQ(element.maxPredecessors(), 1);
+}
+
+TEST_F(FFT1D, captionOfABandBeyondTheFirstZoneIsMono) {
+    start(pictureFormat(8, 8, 1, uint8, mosaic), hyperspectral({filterZone(2, 2), filterZone(2, 2)}));
+    element.setChannel(3);
+    EXPECT_EQ(element.caption(), "FFT 1D(band 3, cols)");
+    element.setChannel(4);
+    EXPECT_EQ(element.caption(), "FFT 1D(Mono, cols)");
 }
 
 TEST_F(FFT1D, makesItsOwnWidget) {
@@ -307,18 +377,58 @@ TEST_F(FFT1D, firstStartKeepsALoadedChannelLaterOnesResetItWhenTheInputChanges) 
 
 // ---- Plots ----
 
-TEST_F(FFT1D, oddLengthDropsTheLastAmplitudeWithTheMeanAndNoneWithoutIt) {
-    // A pulse: every frequency alike, frequency 0 included.
-    const std::vector<std::uint8_t> pulse{100, 0, 0, 0, 0};
+struct Plotted {
+    int length;
+    bool includeDC;
+    std::vector<int> frequencies;
+};
+
+TEST_F(FFT1D, plotsTheFrequenciesFromZeroOnWithoutTheLastOrFromOneOn) {
     element.setTranstype(0);
-    element.setAutoScaleY(false);
-    element.setMaxY(200.0);
-    for (const bool includeDC : {true, false}) {
+    for (const Plotted& expected : {Plotted{1, true, {}},
+                                    {1, false, {}},
+                                    {2, true, {0}},
+                                    {2, false, {}},
+                                    {3, true, {0}},
+                                    {3, false, {1}},
+                                    {4, true, {0, 1}},
+                                    {4, false, {1}},
+                                    {5, true, {0, 1}}, // the last one is dropped
+                                    {5, false, {1, 2}},
+                                    {6, true, {0, 1, 2}},
+                                    {6, false, {1, 2}},
+                                    {7, true, {0, 1, 2}},
+                                    {7, false, {1, 2, 3}}}) {
+        SCOPED_TRACE(std::to_string(expected.length) + (expected.includeDC ? " with 0" : " without 0"));
+        const std::vector<std::uint8_t> all{10, 0, 200, 7, 90, 33, 1};
+        const std::vector<std::uint8_t> samples(all.begin(), all.begin() + expected.length);
+        element.setIncludeDC(expected.includeDC);
+        start(pictureFormat(std::uint32_t(expected.length), 1));
+        ASSERT_TRUE(process(row(samples)));
+        std::vector<double> amplitudes;
+        for (const int frequency : expected.frequencies)
+            amplitudes.push_back(amplitudeOf(samples, frequency));
+        expectAmplitudes(amplitudes);
+        if (amplitudes.empty())
+            continue;
+        const auto [smallest, largest] = std::minmax_element(amplitudes.begin(), amplitudes.end());
+        if (amplitudes.size() > 1)
+            expectRange(*smallest, *largest);
+    }
+}
+
+TEST_F(FFT1D, pointsShareTheWholeAxisWhateverTheirFrequency) {
+    element.setTranstype(0);
+    for (const auto& [width, includeDC, points] :
+         {std::tuple{640U, true, 320}, {640U, false, 319}, {641U, true, 320}, {641U, false, 320}}) {
         element.setIncludeDC(includeDC);
-        start(pictureFormat(5, 1));
-        const auto output = process(row(pulse));
-        ASSERT_TRUE(output);
-        EXPECT_EQ(pixels(output->picBuf()), expectedPlot(5, 1, {100, 100}, 0, 200));
+        start(pictureFormat(width, 4));
+        element.usePool(2, pictureFormat(704, 4, 4));
+        ASSERT_TRUE(process(pictureFormat(width, 4)));
+        const std::vector<double> x = plottedX();
+        ASSERT_EQ(x.size(), std::size_t(points));
+        for (int i = 0; i < points; ++i)
+            EXPECT_EQ(x[std::size_t(i)], i / (2.0 * points)) << width << " at " << i;
     }
 }
 
@@ -334,36 +444,67 @@ std::unique_ptr<CzImageData> stripes(std::uint32_t width, std::uint32_t height) 
 TEST_F(FFT1D, meanOfRowsShowsTheWaveAlongTheRowsFromFrequencyZeroOn) {
     element.setTranstype(0);
     start(pictureFormat(64, 48));
-    const auto output = process(stripes(64, 48));
-    ASSERT_TRUE(output);
-    QVector<double> amplitudes(32, 0.0);
+    ASSERT_TRUE(process(stripes(64, 48)));
+    std::vector<double> amplitudes(32, 0.0);
     amplitudes[0] = 20.0 * 64;
-    amplitudes[16] = std::sqrt(2.0F * 320.0F * 320.0F); // a fourth of the samples' frequency
-    EXPECT_EQ(pixels(output->picBuf()), expectedPlot(64, 48, amplitudes, 0, 1280));
+    amplitudes[16] = 320.0 * std::sqrt(2.0); // a fourth of the samples' frequency
+    expectAmplitudes(amplitudes);
+    expectRange(0, 1280);
 
     element.setIncludeDC(false);
     start(pictureFormat(64, 48));
-    const auto withoutMean = process(stripes(64, 48));
-    amplitudes = QVector<double>(31, 0.0);
-    amplitudes[15] = std::sqrt(2.0F * 320.0F * 320.0F);
-    EXPECT_EQ(pixels(withoutMean->picBuf()), expectedPlot(64, 48, amplitudes, 0, amplitudes[15]));
+    ASSERT_TRUE(process(stripes(64, 48)));
+    amplitudes = std::vector<double>(31, 0.0);
+    amplitudes[15] = 320.0 * std::sqrt(2.0);
+    expectAmplitudes(amplitudes);
+    expectRange(0, 320.0 * std::sqrt(2.0));
 }
 
 TEST_F(FFT1D, meanOfColumnsOfTheSamePictureIsFlat) {
     element.setTranstype(1);
     start(pictureFormat(64, 48));
-    QVector<double> amplitudes(24, 0.0);
+    ASSERT_TRUE(process(stripes(64, 48)));
+    std::vector<double> amplitudes(24, 0.0);
     amplitudes[0] = 20.0 * 48;
-    EXPECT_EQ(pixels(process(stripes(64, 48))->picBuf()), expectedPlot(64, 48, amplitudes, 0, 960));
+    expectAmplitudes(amplitudes, 0.0);
+    expectRange(0, 960);
 }
 
-TEST_F(FFT1D, constantPictureWithoutItsMeanHasNoAmplitudeAndARangeOfNothing) {
+TEST_F(FFT1D, constantPictureWithoutItsMeanHasNoAmplitudeAtAll) {
     element.setIncludeDC(false);
     start(pictureFormat(64, 48));
     auto frame = numberedFrame(pictureFormat(64, 48));
     std::fill_n(frame->picBuf().data, 64 * 48, std::uint8_t{77});
-    EXPECT_EQ(pixels(process(std::move(frame))->picBuf()),
-              expectedPlot(64, 48, QVector<double>(23, 0.0), 0.0, 0.0));
+    ASSERT_TRUE(process(std::move(frame)));
+    expectAmplitudes(std::vector<double>(23, 0.0), 0.0);
+    expectRange(0, 1); // an axis cannot have the range from 0 to 0
+}
+
+TEST_F(FFT1D, pictureIsThatOfItsPlot) {
+    element.setTranstype(0);
+    start(pictureFormat(320, 240));
+    element.usePool(2, pictureFormat(320, 240, 4));
+    const auto output = process(stripes(320, 240));
+    ASSERT_TRUE(output);
+    EXPECT_GT(plot().axisRect()->width(), 100);
+    QVector<double> amplitudes(160, 0.0);
+    amplitudes[0] = 20.0 * 320;
+    amplitudes[80] = 1600.0 * std::sqrt(2.0);
+    EXPECT_EQ(pixels(output->picBuf()), expectedPlot(320, 240, amplitudes, 0, 6400));
+    EXPECT_NE(pixels(output->picBuf()), expectedPlot(320, 240, QVector<double>(160, 0.0), 0, 6400));
+}
+
+TEST_F(FFT1D, amplitudeAxisHasTheFixedRangeWhereThePlotDoesNotChooseIt) {
+    start(pictureFormat(64, 48));
+    EXPECT_TRUE(load(element, {{"channel", "0"}, {"autoScaleY", "0"}, {"minY", "-5"}, {"maxY", "2500"}}));
+    ASSERT_TRUE(process(stripes(64, 48)));
+    expectRange(-5, 2500);
+    element.setMinY(100.0);
+    ASSERT_TRUE(process(stripes(64, 48)));
+    expectRange(100, 2500);
+    element.setAutoScaleY(true);
+    ASSERT_TRUE(process(stripes(64, 48)));
+    expectRange(0, 960);
 }
 
 TEST_F(FFT1D, sixteenBitsPaddedLinesAndFrameData) {
@@ -385,92 +526,159 @@ TEST_F(FFT1D, sixteenBitsPaddedLinesAndFrameData) {
 }
 
 TEST_F(FFT1D, fixedRangeLogarithmicScaleAndGridsShowInThePicture) {
-    start(pictureFormat(100, 80));
-    const auto plain = pixels(process(pictureFormat(100, 80))->picBuf());
+    const SzPicBufInfo format = pictureFormat(320, 240);
+    start(format);
+    element.usePool(2, pictureFormat(320, 240, 4));
+    const auto shown = [&] { return pixels(process(format)->picBuf()); };
+    const auto plain = shown();
     element.setAutoScaleY(false);
-    EXPECT_NE(pixels(process(pictureFormat(100, 80))->picBuf()), plain);
+    EXPECT_NE(shown(), plain);
     element.setAutoScaleY(true);
-    EXPECT_EQ(pixels(process(pictureFormat(100, 80))->picBuf()), plain);
+    EXPECT_EQ(shown(), plain);
     element.setLogarithmicY(true);
-    EXPECT_NE(pixels(process(pictureFormat(100, 80))->picBuf()), plain);
+    EXPECT_NE(shown(), plain);
     element.setLogarithmicY(false);
+    EXPECT_EQ(shown(), plain);
     element.setGridX(false);
-    const auto withoutGridX = pixels(process(pictureFormat(100, 80))->picBuf());
+    const auto withoutGridX = shown();
     EXPECT_NE(withoutGridX, plain);
     element.setGridX(true);
-    EXPECT_EQ(pixels(process(pictureFormat(100, 80))->picBuf()), plain);
+    element.setGridY(false);
+    EXPECT_NE(shown(), plain);
+    EXPECT_NE(shown(), withoutGridX);
+    element.setGridY(true);
+    EXPECT_EQ(shown(), plain);
 }
 
-TEST_F(FFT1D, colourComponentsSubPlanesAndBandsAreAnalysedInTheirOwnSize) {
-    // 8 x 4: the profile of a plane has half of its rows.
-    load(element, {{"channel", "2"}, {"transtype", "1"}});
+TEST_F(FFT1D, subPlanesAreAnalysedInTheirOwnSize) {
+    // 64 x 8: the profile of a plane has half of its rows.
     const SzPicBufInfo bayer = pictureFormat(64, 8, 1, uint8, rggb);
+    load(element, {{"channel", "2"}, {"transtype", "1"}});
     start(bayer);
     auto frame = numberedFrame(bayer);
     for (std::uint32_t y = 0; y < 8; ++y)
         for (std::uint32_t x = 0; x < 64; ++x)
             frame->picBuf().data[y * 64 + x] = y == 1 && x % 2 == 0 ? 60 : 0; // a pulse in plane 2 alone
-    EXPECT_EQ(pixels(process(std::move(frame))->picBuf()), expectedPlot(64, 8, {60, 60}, 60, 60));
-
+    ASSERT_TRUE(process(std::move(frame)));
+    expectAmplitudes({60, 60}, 0.0);
     element.setChannel(1);
     start(bayer);
-    EXPECT_TRUE(process(bayer));
-
-    const SzPicBufInfo bands = pictureFormat(64, 8, 1, uint16, mosaic);
-    const CzImageMetadata metadata = hyperspectral({filterZone(4, 2)});
-    start(bands, metadata);
-    element.setChannel(5);
-    start(bands, metadata);
-    EXPECT_TRUE(process(bands, metadata));
-
-    start(pictureFormat(16, 8, 3));
-    element.setChannel(2);
-    start(pictureFormat(16, 8, 3));
-    EXPECT_TRUE(process(pictureFormat(16, 8, 3)));
+    ASSERT_TRUE(process(bayer));
+    EXPECT_EQ(plottedAmplitudes().size(), 2U);
+    EXPECT_GT(plottedAmplitudes()[0], 60.0);
+    element.setChannel(-1);
+    start(bayer);
+    ASSERT_TRUE(process(bayer));
+    EXPECT_EQ(plottedAmplitudes().size(), 4U);
 }
 
-TEST_F(FFT1D, typeTwoHasOneValuePerRowYetTheLengthOfTheWidth) {
-    element.setAutoScaleY(false);
-    element.setMaxY(1000.0);
-    for (const auto& [width, height] : {std::pair{8U, 4U}, {4U, 8U}}) {
-        element.setTranstype(2);
-        start(pictureFormat(width, height));
-        auto frame = numberedFrame(pictureFormat(width, height));
-        std::vector<float> profile(width);
-        ASSERT_TRUE(meanProfile(frame->picBuf(), true, profile.data(), width));
-        EXPECT_EQ(profile[width - 1] == 0.0F, width > height);
-        const auto output = process(std::move(frame));
-        ASSERT_TRUE(output);
-
-        // The same as that profile as the one row of a picture would give.
-        std::vector<float> real(width);
-        std::vector<float> imaginary(width);
-        void* a = nullptr;
-        void* b = nullptr;
-        void* c = nullptr;
-        ASSERT_TRUE(CzFFT::Alloc1D(static_cast<int>(width), a, b, c));
-        ASSERT_TRUE(CzFFT::Calc1D(profile.data(), real.data(), imaginary.data(), a, b, c));
-        CzFFT::Free1D(a, b, c);
-        QVector<double> amplitudes(static_cast<int>(width) / 2);
-        spectrumAmplitudes(real.data(), imaginary.data(), static_cast<int>(width),
-                           static_cast<int>(width) / 2, amplitudes.data(), amplitudes.size());
-        EXPECT_EQ(pixels(output->picBuf()), expectedPlot(width, height, amplitudes, 0, 1000));
+TEST_F(FFT1D, bandsAreAnalysedInTheirOwnSize) {
+    for (const EzImageDataType type : {uint8, uint16}) {
+        const SzPicBufInfo format = pictureFormat(4, 8, 1, type, mosaic); // 1 2 3 4 / 5 6 7 8 / ...
+        const CzImageMetadata metadata = hyperspectral({filterZone(4, 2)});
+        start(format, metadata);
+        element.setChannel(5); // the second column of every other row: 6, 14, 22, 30
+        start(format, metadata);
+        ASSERT_TRUE(process(format, metadata));
+        expectAmplitudes({72, 16 * std::sqrt(2.0)});
     }
 }
 
-TEST_F(FFT1D, lengthsOfOneAndTwoGivePlotsWithoutALine) {
-    element.setTranstype(0);
-    for (const bool includeDC : {true, false})
-        for (const std::uint32_t width : {1U, 2U}) {
-            element.setIncludeDC(includeDC);
-            start(pictureFormat(width, 40));
-            const auto output = process(pictureFormat(width, 40));
-            ASSERT_TRUE(output);
-            if (width == 2 && includeDC)
-                continue; // one point
-            EXPECT_EQ(pixels(output->picBuf()),
-                      expectedPlot(width, 40, {}, std::numeric_limits<double>::max(), 0.0));
-        }
+TEST_F(FFT1D, colourComponentsAreAnalysedInTheOrderInWhichTheyAreStored) {
+    const SzPicBufInfo format = pictureFormat(2, 2, 3); // 1 2 3, 4 5 6 / 7 8 9, 10 11 12
+    for (const auto& [channel, sum] : {std::pair{0, 11.0}, {1, 13.0}, {2, 15.0}}) {
+        start(format);
+        element.setChannel(channel);
+        ASSERT_TRUE(process(format));
+        expectAmplitudes({sum}); // of the means of both rows
+    }
+}
+
+TEST_F(FFT1D, channelsThatTheInputDoesNotHaveAreFlat) {
+    constexpr std::int32_t most = std::numeric_limits<std::int32_t>::max();
+    constexpr std::int32_t least = std::numeric_limits<std::int32_t>::min();
+    const CzImageMetadata bands = hyperspectral({filterZone(2, 2)});
+    struct Case {
+        SzPicBufInfo format;
+        std::int32_t channel;
+    };
+    for (const Case& test :
+         {Case{pictureFormat(8, 8, 3), 3}, Case{pictureFormat(8, 8, 3), most},
+          Case{pictureFormat(8, 8, 1, uint8, rggb), 16}, Case{pictureFormat(8, 8, 1, uint8, rggb), most},
+          Case{pictureFormat(8, 8, 1, uint16, mosaic), 4},
+          Case{pictureFormat(8, 8, 1, uint16, mosaic), most}}) {
+        start(test.format, bands);
+        element.setChannel(test.channel);
+        start(test.format, bands);
+        ASSERT_TRUE(process(test.format, bands));
+        for (const double amplitude : plottedAmplitudes())
+            EXPECT_EQ(amplitude, 0.0) << test.channel;
+    }
+    // Below 0 a mosaic is analysed as it is, and other pictures have channel 0.
+    for (const SzPicBufInfo& format : {pictureFormat(8, 8, 1, uint8, rggb), pictureFormat(8, 8)}) {
+        start(format);
+        element.setChannel(least);
+        start(format);
+        ASSERT_TRUE(process(format));
+        ASSERT_EQ(plottedAmplitudes().size(), 4U);
+        EXPECT_EQ(plottedAmplitudes()[0], 8 * 32.5); // 1 to 64
+    }
+}
+
+TEST_F(FFT1D, zonesOrCellsOfZeroAreFlatInTheSizeOfThePicture) {
+    auto noCell = filterZone(2, 2);
+    noCell.cellWidth = noCell.cellHeight = 0;
+    auto narrow = filterZone(2, 2);
+    narrow.cellWidth = 0;
+    for (const CzImageMetadata& metadata :
+         {CzImageMetadata(), hyperspectral({}), hyperspectral({noCell}), hyperspectral({narrow})}) {
+        const SzPicBufInfo format = pictureFormat(6, 8, 1, uint8, mosaic);
+        start(format, metadata);
+        element.setChannel(0);
+        start(format, metadata);
+        ASSERT_TRUE(process(format, metadata));
+        expectAmplitudes({0, 0, 0, 0}, 0.0);
+    }
+}
+
+TEST_F(FFT1D, cellLargerThanThePictureLeavesNothingToAnalyse) {
+    const SzPicBufInfo format = pictureFormat(6, 8, 1, uint8, mosaic);
+    const CzImageMetadata metadata = hyperspectral({filterZone(16, 16)});
+    start(format, metadata);
+    element.setChannel(0);
+    start(format, metadata);
+    EXPECT_FALSE(process(format, metadata));
+    EXPECT_EQ(element.pool->freeBuffers(), 2);
+}
+
+TEST_F(FFT1D, typeTwoHasOneValuePerRowYetTheLengthOfTheWidth) {
+    element.setTranstype(2);
+    element.setIncludeDC(false);
+    // Rows of 1 2 3 4 5 6, 7 8 ...: means 3.5 and 9.5, and nothing in the other four places.
+    start(pictureFormat(6, 2));
+    ASSERT_TRUE(process(pictureFormat(6, 2)));
+    expectAmplitudes({std::abs(3.5 + std::polar(9.5, -3.14159265358979 / 3)),
+                      std::abs(3.5 + std::polar(9.5, -2 * 3.14159265358979 / 3))});
+    // Rows of 1, 2, ...: of six means the first two.
+    element.setIncludeDC(true);
+    start(pictureFormat(2, 6)); // 1 2 / 3 4: 1.5 and 3.5
+    ASSERT_TRUE(process(pictureFormat(2, 6)));
+    expectAmplitudes({5.0});
+}
+
+TEST_F(FFT1D, lengthsOfOneAndTwoGivePlotsWithOnePointOrNone) {
+    for (const std::int32_t transtype : {0, 1, 2})
+        for (const bool includeDC : {true, false})
+            for (const std::uint32_t length : {1U, 2U}) {
+                element.setTranstype(transtype);
+                element.setIncludeDC(includeDC);
+                const SzPicBufInfo format =
+                    transtype == 1 ? pictureFormat(40, length) : pictureFormat(length, 40);
+                start(format);
+                ASSERT_TRUE(process(format));
+                EXPECT_EQ(plottedX(),
+                          length == 2 && includeDC ? std::vector<double>{0.0} : std::vector<double>{});
+            }
 }
 
 TEST_F(FFT1D, picturesOfEverySmallSizeAreDrawn) {
@@ -525,12 +733,36 @@ TEST_F(FFT1D, settingsLoadedInMidRunCountWithoutHarm) {
 
 TEST_F(FFT1D, otherSampleTypesPassOnWithOneMessage) {
     start(pictureFormat(4, 4, 1, EzImageDataType::UInt32));
-    for (const EzImageDataType type :
-         {EzImageDataType::UInt32, EzImageDataType::Float32, EzImageDataType::Int8}) {
+    for (const std::uint32_t number : {0U, 1U, 3U, 5U, 6U, 7U, 8U, 9U}) {
+        const auto type = static_cast<EzImageDataType>(number);
         const auto frame = numberedFrame(pictureFormat(4, 4, 1, type));
         EXPECT_EQ(element.processData(frame.get()), frame.get());
         EXPECT_EQ(element.errorMessage(), "The input image data type is not supported.");
     }
+}
+
+TEST_F(FFT1D, formatAcceptsSmallSamplesThatProcessingDoesNot) {
+    for (const std::uint32_t number : {0U, 1U, 3U, 9U}) {
+        const SzPicBufInfo format = pictureFormat(4, 4, 1, static_cast<EzImageDataType>(number));
+        SzPicBufInfo output;
+        EXPECT_TRUE(element.outputImageInfo(format, output, nullptr, nullptr)) << number;
+        EXPECT_EQ(output.dataType, uint8);
+        start(format);
+        const auto frame = numberedFrame(format);
+        EXPECT_EQ(element.processData(frame.get()), frame.get()) << number;
+    }
+}
+
+TEST_F(FFT1D, firstMessageStays) {
+    class ReportingElement : public Element {
+    public:
+        using Element::setErrorMessage;
+    };
+    ReportingElement reporting;
+    reporting.setErrorMessage("something earlier");
+    const auto frame = numberedFrame(pictureFormat(4, 4, 1, EzImageDataType::UInt32));
+    EXPECT_EQ(reporting.processData(frame.get()), frame.get());
+    EXPECT_EQ(reporting.errorMessage(), "something earlier");
 }
 
 TEST_F(FFT1D, whatIsNoPictureAndWhatABypassedElementGetsPassOn) {

@@ -125,6 +125,23 @@ TEST_F(FFT2D, duplicateHasTheChannelAndNothingElse) {
     EXPECT_EQ(twin->caption(), "FFT 2D(Channel 3)");
 }
 
+TEST_F(FFT2D, takesPicturesFromOneImageProvider) {
+    CzFFT2DCnbl provider;
+    QObject other;
+    EXPECT_TRUE(element.acceptsPredecessor(&provider));
+    EXPECT_FALSE(element.acceptsPredecessor(&other));
+    EXPECT_FALSE(element.acceptsPredecessor(nullptr));
+    EXPECT_EQ(element.maxPredecessors(), 1);
+}
+
+TEST_F(FFT2D, captionOfABandBeyondTheFirstZoneIsMono) {
+    start(pictureFormat(8, 8, 1, uint8, mosaic), hyperspectral({filterZone(2, 2), filterZone(2, 2)}));
+    element.setChannel(3);
+    EXPECT_EQ(element.caption(), "FFT 2D(band 3)");
+    element.setChannel(4);
+    EXPECT_EQ(element.caption(), "FFT 2D(Mono)");
+}
+
 TEST_F(FFT2D, makesItsOwnWidget) {
     const std::unique_ptr<QWidget> widget(element.createConfigWidget());
     EXPECT_TRUE(qobject_cast<CzFFT2DWidget*>(widget.get()));
@@ -223,8 +240,8 @@ TEST_F(FFT2D, planarPicturesManyComponentsAndDeepSamplesAreRefusedAndNothingIsWr
 }
 
 TEST_F(FFT2D, formatAcceptsSmallSamplesThatProcessingDoesNot) {
-    for (const EzImageDataType type : {EzImageDataType::Undefined, EzImageDataType::Int8,
-                                       EzImageDataType::Int16, EzImageDataType::Float16}) {
+    for (const std::uint32_t number : {0U, 1U, 3U, 9U}) {
+        const auto type = static_cast<EzImageDataType>(number);
         EXPECT_EQ(outputFormat(pictureFormat(4, 4, 1, type)).width, 4U);
         start(pictureFormat(4, 4, 1, type));
         const auto frame = numberedFrame(pictureFormat(4, 4, 1, type));
@@ -380,7 +397,8 @@ TEST_F(FFT2D, zonesOrCellsOfZeroGiveASpectrumOfNothing) {
 }
 
 TEST_F(FFT2D, channelsThatTheInputDoesNotHaveGiveASpectrumOfNothing) {
-    for (const std::int32_t channel : {3, 1000, std::numeric_limits<std::int32_t>::max()}) {
+    for (const std::int32_t channel :
+         {3, 1000, std::numeric_limits<std::int32_t>::max(), std::numeric_limits<std::int32_t>::min()}) {
         start(pictureFormat(2, 1, 3));
         element.setChannel(channel);
         expectSpectrum(process(pictureFormat(2, 1, 3)).get(), {0, 0}, {0, 0});
@@ -391,7 +409,8 @@ TEST_F(FFT2D, channelsThatTheInputDoesNotHaveGiveASpectrumOfNothing) {
 
 TEST_F(FFT2D, otherSampleTypesPassOnWithOneMessage) {
     start(pictureFormat(4, 4, 1, EzImageDataType::UInt32));
-    for (const EzImageDataType type : {EzImageDataType::UInt32, EzImageDataType::Float32}) {
+    for (const std::uint32_t number : {0U, 1U, 3U, 5U, 6U, 7U, 8U, 9U}) {
+        const auto type = static_cast<EzImageDataType>(number);
         const auto frame = numberedFrame(pictureFormat(4, 4, 1, type));
         EXPECT_EQ(element.processData(frame.get()), frame.get());
         EXPECT_EQ(element.errorMessage(), "The input image data type is not supported.");

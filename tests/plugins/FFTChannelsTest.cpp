@@ -131,6 +131,34 @@ TEST(FFTChannelList, bandsAreNamedByARunningIndexWhateverTheirWavelength) {
     EXPECT_EQ(listed(raw(7)), QStringList{"Mono"}); // a mosaic that nobody describes
 }
 
+TEST(FFTChannelList, hasAnEntryForEachBandThatIsDescribedAndSelectsWithinTheCell) {
+    auto zone = filterZone(2, 2);
+    zone.bands.append(CzHsiCameraParams::CzBand("too many", 999));
+    const CzImageMetadata more = hyperspectral({zone});
+    EXPECT_EQ(listed(raw(7), more), (QStringList{"Mono", "band 0", "band 1", "band 2", "band 3", "Mono"}));
+    EXPECT_EQ(selectedChannel(3, raw(7), more), 3);
+    EXPECT_EQ(selectedChannel(4, raw(7), more), -1); // the cell has but four
+
+    zone.bands.resize(2);
+    const CzImageMetadata fewer = hyperspectral({zone});
+    EXPECT_EQ(listed(raw(7), fewer), (QStringList{"Mono", "band 0", "band 1"}));
+    EXPECT_EQ(selectedChannel(3, raw(7), fewer), 3); // has no entry
+    EXPECT_EQ(selectedChannel(4, raw(7), fewer), -1);
+    QListWidget list;
+    fillChannelList(list, selectableChannels(raw(7), fewer), 3);
+    EXPECT_EQ(list.currentRow(), -1);
+
+    zone.cellWidth = 0;
+    const CzImageMetadata noCell = hyperspectral({zone});
+    EXPECT_EQ(listed(raw(7), noCell), (QStringList{"Mono", "Mono", "Mono"}));
+    EXPECT_EQ(selectedChannel(0, raw(7), noCell), -1);
+    zone.cellWidth = zone.cellHeight = std::numeric_limits<std::uint32_t>::max();
+    const CzImageMetadata vast = hyperspectral({zone});
+    EXPECT_EQ(listed(raw(7), vast), (QStringList{"Mono", "band 0", "band 1"}));
+    EXPECT_EQ(selectedChannel(std::numeric_limits<std::int32_t>::max(), raw(7), vast),
+              std::numeric_limits<std::int32_t>::max());
+}
+
 TEST(FFTChannelList, channelBeyondTheLastSelectsTheWholeMosaicOrTheFirstComponent) {
     const CzImageMetadata bands = hyperspectral({filterZone(2, 2)});
     EXPECT_EQ(selectedChannel(3, raw(1), {}), 3);

@@ -7,17 +7,23 @@
 
 #include <QListWidget>
 
-#include <algorithm>
+#include <cstdint>
 
 namespace {
 
-/// Bands that can be chosen: those of the first zone.
-std::int32_t bandCount(const CzHsiCameraParams& sensor) {
+/// Bands of the first zone by the size of its cell, whether or not all of them are described.
+std::uint64_t bandCount(const CzHsiCameraParams& sensor) {
     if (sensor.zones.isEmpty())
         return 0;
     const CzHsiCameraParams::CzFilterZone& zone = sensor.zones.first();
-    const std::uint64_t cell = std::uint64_t{zone.cellWidth} * zone.cellHeight;
-    return static_cast<std::int32_t>(std::min(cell, static_cast<std::uint64_t>(zone.bands.size())));
+    return std::uint64_t{zone.cellWidth} * zone.cellHeight;
+}
+
+QString bandName(std::int32_t band, const CzHsiCameraParams* sensor) {
+    if (!sensor || band < 0 || static_cast<std::uint64_t>(band) >= bandCount(*sensor) ||
+        band >= sensor->zones.first().bands.size())
+        return CzFFT2DCnbl::tr("Mono");
+    return sensor->zones.first().bands.at(band).name();
 }
 
 QString mosaicChannelName(std::int32_t channel, const SzPicBufInfo& format, const CzHsiCameraParams* sensor) {
@@ -42,9 +48,7 @@ QString mosaicChannelName(std::int32_t channel, const SzPicBufInfo& format, cons
     case EzColorFilterArray::RGBR:
         return named({first(red), green, blue, second(red)});
     case EzColorFilterArray::Hyperspectral:
-        return sensor && channel >= 0 && channel < bandCount(*sensor)
-                   ? sensor->zones.first().bands.at(channel).name()
-                   : mono;
+        return bandName(channel, sensor);
     default:
         return QString();
     }
@@ -90,8 +94,10 @@ QMap<int, QString> selectableChannels(const SzPicBufInfo& format, const CzImageM
     int count = 0;
     if (isRaw(format)) {
         first = -1;
-        const bool hyperspectral = format.colorFilterArray == EzColorFilterArray::Hyperspectral;
-        count = hyperspectral ? bandCount(sensor) : 4;
+        if (format.colorFilterArray != EzColorFilterArray::Hyperspectral)
+            count = 4;
+        else if (!sensor.zones.isEmpty())
+            count = sensor.zones.first().sortedBandIdxs(false).size();
     } else {
         count = static_cast<int>(format.channels);
         if (format.isColor && count == 4)
@@ -108,7 +114,8 @@ std::int32_t selectedChannel(std::int32_t channel, const SzPicBufInfo& format,
     if (!isRaw(format))
         return selectableChannels(format, metadata).contains(channel) ? channel : 0;
     const bool hyperspectral = format.colorFilterArray == EzColorFilterArray::Hyperspectral;
-    return channel < (hyperspectral ? bandCount(metadata.hsiCameraParams) : 4) ? channel : -1;
+    const std::uint64_t count = hyperspectral ? bandCount(metadata.hsiCameraParams) : 4;
+    return channel < 0 || static_cast<std::uint64_t>(channel) < count ? channel : -1;
 }
 
 void fillChannelList(QListWidget& list, const QMap<int, QString>& channels, std::int32_t selected) {

@@ -19,10 +19,11 @@ class QListWidget;
 QString channelName(std::int32_t channel, const SzPicBufInfo& format, const CzHsiCameraParams* sensor);
 
 /// The channels that the user can choose from, by their index: −1, the picture as it is, for mosaics alone.
+/// The bands of a mosaic are those that its first zone describes.
 QMap<int, QString> selectableChannels(const SzPicBufInfo& format, const CzImageMetadata& metadata);
 
-/// Which of them stands for the element's channel: one beyond the last is the picture as it is or, where that
-/// is no choice, the first.
+/// Which of them stands for the element's channel: one beyond the last, or beyond the cell of the mosaic, is
+/// the picture as it is or, where that is no choice, the first.
 std::int32_t selectedChannel(std::int32_t channel, const SzPicBufInfo& format,
                              const CzImageMetadata& metadata);
 

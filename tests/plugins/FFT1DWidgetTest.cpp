@@ -267,4 +267,23 @@ TEST(FFT1DWidget, noTypeAtAllIsIgnored) {
     EXPECT_EQ(element.transtype(), 1);
 }
 
+TEST(FFT1DInChain, frameWhoseTransformFailsIsConsumedWithoutAMessage) {
+    const SzPicBufInfo format = pictureFormat(1, 1, 1, EzImageDataType::UInt8, rggb); // empty sub-planes
+    CzChain chain;
+    auto* const element = new CountingElement; // the chain's
+    chain.append(element);
+    chain.source().setFormat(format, CzImageMetadata());
+    element->setChannel(3);
+    ASSERT_TRUE(chain.start());
+    EXPECT_TRUE(chain.source().push(numberedFrame(format)));
+    EXPECT_TRUE(chain.waitUntilIdle(10000));
+    chain.stop();
+    const SzChainCounters counters = chain.counters();
+    EXPECT_EQ(counters.framesIn, 1U);
+    EXPECT_EQ(counters.framesConsumed, 1U);
+    EXPECT_EQ(counters.framesOut + counters.framesDropped + counters.framesFailed, 0U);
+    EXPECT_EQ(counters.poolExhaustions, 0U);
+    EXPECT_EQ(element->errorMessage(), QString());
+}
+
 } // namespace

@@ -184,4 +184,19 @@ TEST_F(FFT2DInChain, changedInputResetsTheChannelInMidRunAndLosesNoFrame) {
     EXPECT_EQ(chain.counters().framesOut, 2U);
 }
 
+TEST_F(FFT2DInChain, frameWhoseTransformFailsIsConsumedWithoutAMessage) {
+    format = pictureFormat(1, 1, 1, EzImageDataType::UInt8, rggb); // its sub-planes have no pixels
+    chain.source().setFormat(format, CzImageMetadata());
+    element->setChannel(3);
+    ASSERT_TRUE(chain.start());
+    pushFrame();
+    chain.stop();
+    const SzChainCounters counters = chain.counters();
+    EXPECT_EQ(counters.framesIn, 1U);
+    EXPECT_EQ(counters.framesConsumed, 1U);
+    EXPECT_EQ(counters.framesOut + counters.framesDropped + counters.framesFailed, 0U);
+    EXPECT_EQ(counters.poolExhaustions, 0U);
+    EXPECT_EQ(element->errorMessage(), QString());
+}
+
 } // namespace

@@ -57,14 +57,13 @@ TEST_F(FftPlans, areTheSameForTheSameLengthAndKind) {
     ASSERT_TRUE(plan);
     EXPECT_EQ(planOf(EzFftKind::RealLine, 360), plan);
     EXPECT_NE(planOf(EzFftKind::ComplexLine, 360), plan);
-    EXPECT_NE(planOf(EzFftKind::RealColumns, 360), plan);
     EXPECT_NE(planOf(EzFftKind::RealLine, 361), plan);
 }
 
 TEST_F(FftPlans, lengthsThatNoPictureHasAreRefused) {
     EXPECT_FALSE(planOf(EzFftKind::RealLine, 0));
     EXPECT_FALSE(planOf(EzFftKind::ComplexLine, -1));
-    EXPECT_FALSE(planOf(EzFftKind::RealColumns, longestFft + 1));
+    EXPECT_FALSE(planOf(EzFftKind::RealLine, longestFft + 1));
 }
 
 TEST_F(FftPlans, thatAreInUseOutliveAnyNumberOfOthers) {
@@ -129,16 +128,16 @@ TEST_F(FftPlans, folderThatCannotBeWrittenCostsNothingButTime) {
 
 TEST_F(FftPlans, thatWereMadeInAHurryAreNotTakenForTheBest) {
     constexpr int length = 2048;
-    const FftPlan guessed = planOf(EzFftKind::RealColumns, length, nearlyNothing);
+    const FftPlan guessed = planOf(EzFftKind::ComplexLine, length, nearlyNothing);
     ASSERT_TRUE(guessed);
     EXPECT_TRUE(wisdom().isEmpty());
 
-    const FftPlan measured = planOf(EzFftKind::RealColumns, length);
+    const FftPlan measured = planOf(EzFftKind::ComplexLine, length);
     ASSERT_TRUE(measured);
     EXPECT_NE(measured, guessed);
     EXPECT_FALSE(wisdom().isEmpty());
     EXPECT_FALSE(wisdom().contains("TIMEOUT"));
-    EXPECT_EQ(planOf(EzFftKind::RealColumns, length), measured);
+    EXPECT_EQ(planOf(EzFftKind::ComplexLine, length), measured);
     EXPECT_EQ(guessed.use_count(), 2); // whoever has it may go on; it is the planner that destroys it
 }
 
@@ -177,7 +176,7 @@ TEST_F(FftPlans, thatAreKnownTakeNoTime) {
 }
 
 TEST_F(FftPlans, timeLimitIsThePlannersOwnAndNobodyElsesAfterwards) {
-    ASSERT_TRUE(planOf(EzFftKind::RealColumns, 2592, nearlyNothing));
+    ASSERT_TRUE(planOf(EzFftKind::ComplexLine, 2592, nearlyNothing));
     constexpr int length = 2700;
     const FftMemory input = allocateFftMemory(2 * sizeof(fftwf_complex) * length);
     const FftMemory output = allocateFftMemory(2 * sizeof(fftwf_complex) * length);

@@ -10,7 +10,9 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <new>
+#include <utility>
 
 namespace {
 
@@ -23,6 +25,12 @@ struct SzTransform1D {
 
 // ---- Pictures ----
 
+// Two columns of real samples are transformed as one line of complex values, the left one as its real part.
+// Their spectra are taken apart by the symmetry that each of them has.
+
+constexpr std::size_t linesAtOnce = 8;
+constexpr std::size_t columnsAtOnce = 2 * linesAtOnce;
+
 /// Pictures with fewer pixels are done before a second thread has woken up.
 constexpr std::size_t leastPixelsForThreads = 512 * 512;
 
@@ -34,10 +42,10 @@ struct SzTransform2D {
     FftPlan rows;
     int threads;
     std::size_t pitch;        ///< complex values from row to row of the columns' spectra
+    std::size_t linePitch;    ///< complex values from line to line of columns
     std::size_t scratchBytes; ///< work memory of each thread
 
     int spectrumRows() const { return height / 2 + 1; }
-    std::size_t columnBytes() const { return fftAligned(std::size_t(height) * fftColumns * sizeof(float)); }
 };
 
 /// Whether pictures with these samples can be transformed.
@@ -67,21 +75,40 @@ std::uint64_t sumOf(PictureView<const T> picture) {
     return sum;
 }
 
-/// Columns of a picture from column left on, side by side and without the mean. Where there are fewer than
-/// fftColumns, zeros follow.
+/// Columns of a picture from column left on, without the mean and halved, as lines of complex values. Where
+/// there are fewer than columnsAtOnce, zeros follow.
 template <class T>
-void loadColumns(PictureView<const T> picture, std::size_t left, std::int32_t mean, float* columns) {
-    const std::size_t count = std::min<std::size_t>(fftColumns, picture.width - left);
-    for (std::size_t y = 0; y < picture.height; ++y, columns += fftColumns) {
+void loadColumns(PictureView<const T> picture, std::size_t left, std::int32_t mean, float* lines,
+                 std::size_t linePitch) {
+    const std::size_t count = std::min<std::size_t>(columnsAtOnce, picture.width - left);
+    for (std::size_t y = 0; y < picture.height; ++y) {
         const T* const in = picture.row(y) + left;
-        if (count == fftColumns) {
-            for (std::size_t x = 0; x < fftColumns; ++x)
-                columns[x] = static_cast<float>(in[x] - mean);
-            continue;
+        float samples[columnsAtOnce] = {};
+        if (count == columnsAtOnce)
+            for (std::size_t x = 0; x < columnsAtOnce; ++x)
+                samples[x] = 0.5F * static_cast<float>(in[x] - mean);
+        else
+            for (std::size_t x = 0; x < count; ++x)
+                samples[x] = 0.5F * static_cast<float>(in[x] - mean);
+        for (std::size_t line = 0; line < linesAtOnce; ++line)
+            std::memcpy(lines + 2 * (line * linePitch + y), samples + 2 * line, 2 * sizeof(float));
+    }
+}
+
+/// Takes the spectra of columns apart and stores them side by side, one row for each frequency from 0 on.
+void storeColumns(const float* lines, std::size_t linePitch, std::size_t height, float* spectra,
+                  std::size_t pitch) {
+    for (std::size_t frequency = 0; frequency <= height / 2; ++frequency) {
+        const std::size_t opposite = frequency == 0 ? 0 : height - frequency;
+        float* const row = spectra + 2 * frequency * pitch;
+        for (std::size_t line = 0; line < linesAtOnce; ++line) {
+            const float* const a = lines + 2 * (line * linePitch + frequency);
+            const float* const b = lines + 2 * (line * linePitch + opposite);
+            row[4 * line] = a[0] + b[0];
+            row[4 * line + 1] = a[1] - b[1];
+            row[4 * line + 2] = a[1] + b[1];
+            row[4 * line + 3] = b[0] - a[0];
         }
-        std::fill(std::transform(in, in + count, columns,
-                                 [mean](T sample) { return static_cast<float>(sample - mean); }),
-                  columns + fftColumns, 0.0F);
     }
 }
 
@@ -121,18 +148,20 @@ void mirrorLine(const float* real, const float* imaginary, std::size_t length, f
 template <class T>
 void transformColumns(const SzTransform2D& transform, PictureView<const T> picture, std::int32_t mean,
                       fftwf_complex* spectra, std::uint8_t* scratch) {
-    const int blocks = (transform.width + fftColumns - 1) / fftColumns;
+    const auto height = std::size_t(transform.height);
+    const std::size_t linePitch = transform.linePitch;
+    const int blocks = static_cast<int>((std::size_t(transform.width) + columnsAtOnce - 1) / columnsAtOnce);
 #pragma omp parallel for schedule(static) num_threads(transform.threads)
     for (int block = 0; block < blocks; ++block) {
-        std::uint8_t* const own = scratch + transform.scratchBytes * std::size_t(omp_get_thread_num());
-        auto* const columns = reinterpret_cast<float*>(own);
-        auto* const results = reinterpret_cast<fftwf_complex*>(own + transform.columnBytes());
-        const std::size_t left = std::size_t(block) * fftColumns;
-        forInstructionSet<&loadColumns<T>>(picture, left, mean, columns);
-        fftwf_execute_dft_r2c(transform.columns.get(), columns, results);
-        for (int row = 0; row < transform.spectrumRows(); ++row)
-            std::copy_n(&results[row * fftColumns][0], 2 * fftColumns,
-                        &spectra[std::size_t(row) * transform.pitch + left][0]);
+        auto* const lines = reinterpret_cast<fftwf_complex*>(scratch + transform.scratchBytes *
+                                                                           std::size_t(omp_get_thread_num()));
+        fftwf_complex* const results = lines + linesAtOnce * linePitch;
+        const std::size_t left = std::size_t(block) * columnsAtOnce;
+        forInstructionSet<&loadColumns<T>>(picture, left, mean, &lines[0][0], linePitch);
+        for (std::size_t line = 0; line < linesAtOnce; ++line)
+            fftwf_execute_dft(transform.columns.get(), lines + line * linePitch, results + line * linePitch);
+        forInstructionSet<&storeColumns>(&std::as_const(results[0][0]), linePitch, height, &spectra[left][0],
+                                         transform.pitch);
     }
 }
 
@@ -253,20 +282,22 @@ bool CzFFT::Alloc2D(const SzPicBufInfo& format, void*& a, void*& b, void*& c) {
     transform->height = static_cast<int>(format.height);
     // Before the plans: refused soon when there is not enough of it.
     constexpr std::size_t valuesPerLine = fftAlignment / sizeof(fftwf_complex);
-    const std::size_t blocks = (format.width + fftColumns - 1) / fftColumns;
-    transform->pitch = blocks * fftColumns + valuesPerLine; // no power of two: rows share no cache set
+    const std::size_t blocks = (std::size_t{format.width} + columnsAtOnce - 1) / columnsAtOnce;
+    // No powers of two: neither rows nor lines share a cache set.
+    transform->pitch = blocks * columnsAtOnce + valuesPerLine;
+    transform->linePitch =
+        (std::size_t{format.height} + valuesPerLine - 1) / valuesPerLine * valuesPerLine + valuesPerLine;
     const auto rows = std::size_t(transform->spectrumRows());
     const bool paysThreads = std::size_t{format.width} * format.height >= leastPixelsForThreads;
     transform->threads = paysThreads ? omp_get_max_threads() : 1;
-    transform->scratchBytes =
-        fftAligned(std::max(transform->columnBytes() + rows * fftColumns * sizeof(fftwf_complex),
-                            std::size_t{format.width} * sizeof(fftwf_complex)));
+    transform->scratchBytes = fftAligned(
+        std::max(2 * linesAtOnce * transform->linePitch, std::size_t{format.width}) * sizeof(fftwf_complex));
     FftMemory spectra = allocateFftMemory(rows * transform->pitch * sizeof(fftwf_complex));
     FftMemory scratch = allocateFftMemory(transform->scratchBytes * std::size_t(transform->threads));
     if (!spectra || !scratch)
         return false;
     double seconds = fftPlanningSeconds;
-    transform->columns = fftPlan(EzFftKind::RealColumns, transform->height, seconds);
+    transform->columns = fftPlan(EzFftKind::ComplexLine, transform->height, seconds);
     transform->rows = fftPlan(EzFftKind::ComplexLine, transform->width, seconds);
     if (!transform->columns || !transform->rows)
         return false;

@@ -92,27 +92,18 @@ private:
 
         // Measuring overwrites both, so they belong to the planner.
         const int length = entry.length;
-        const auto samples = std::size_t(length) * (entry.kind == EzFftKind::RealColumns ? fftColumns : 2);
-        const FftMemory input = allocateFftMemory(samples * sizeof(float));
-        const FftMemory output = allocateFftMemory((samples + 2 * fftColumns) * sizeof(float));
+        const std::size_t bytes = std::size_t(length) * sizeof(fftwf_complex);
+        const FftMemory input = allocateFftMemory(bytes);
+        const FftMemory output = allocateFftMemory(bytes + sizeof(fftwf_complex));
         if (!input || !output)
             return;
         const auto planned = [&](unsigned flags) {
-            auto* const in = static_cast<float*>(input.get());
             auto* const out = static_cast<fftwf_complex*>(output.get());
-            const auto plan = [&] {
-                switch (entry.kind) {
-                case EzFftKind::RealLine:
-                    return fftwf_plan_dft_r2c_1d(length, in, out, flags);
-                case EzFftKind::RealColumns:
-                    return fftwf_plan_many_dft_r2c(1, &length, fftColumns, in, nullptr, fftColumns, 1, out,
-                                                   nullptr, fftColumns, 1, flags);
-                case EzFftKind::ComplexLine:
-                    break;
-                }
-                return fftwf_plan_dft_1d(length, static_cast<fftwf_complex*>(input.get()), out, FFTW_FORWARD,
-                                         flags);
-            }();
+            const fftwf_plan plan =
+                entry.kind == EzFftKind::RealLine
+                    ? fftwf_plan_dft_r2c_1d(length, static_cast<float*>(input.get()), out, flags)
+                    : fftwf_plan_dft_1d(length, static_cast<fftwf_complex*>(input.get()), out, FFTW_FORWARD,
+                                        flags);
             return plan ? FftPlan(plan, &fftwf_destroy_plan) : nullptr;
         };
 

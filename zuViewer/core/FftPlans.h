@@ -12,17 +12,11 @@
 #include <memory>
 #include <type_traits>
 
-/// Forward transforms of one dimension, in single precision and out of place. A real input has as many
-/// results as there are frequencies from 0 on: ⌊length / 2⌋ + 1.
+/// Forward transforms of one dimension, in single precision and out of place.
 enum class EzFftKind {
-    RealLine,    ///< of length real samples
-    RealColumns, ///< of each of fftColumns columns: sample y of column x at y × fftColumns + x, so the
-                 ///< results
+    RealLine,    ///< of length real samples, with a result for each frequency from 0 on: ⌊length / 2⌋ + 1
     ComplexLine, ///< of length complex values
 };
-
-/// Columns that are transformed together: they fill one cache line, two as complex values.
-constexpr int fftColumns = 16;
 
 struct FftMemoryDeleter {
     void operator()(void* memory) const { std::free(memory); }

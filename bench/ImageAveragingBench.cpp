@@ -162,6 +162,10 @@ class Sums : public AveragedPicture {
 public:
     Sums(Size size, std::uint32_t channels)
         : AveragedPicture(size, EzImageDataType::UInt32, channels == 4 ? 3 : channels) {}
+
+    void set(std::uint32_t sum) {
+        std::fill_n(reinterpret_cast<std::uint32_t*>(buffer.data), buffer.dataSize() / sizeof sum, sum);
+    }
 };
 
 CzHistoData means() {
@@ -182,7 +186,8 @@ void accumulate(benchmark::State& state, Size size, EzImageDataType type, std::u
 
 void divide(benchmark::State& state, Size size, EzImageDataType type, std::uint32_t channels) {
     constexpr std::uint32_t count = 15; // no power of two, which would be easy
-    const Sums sums(size, channels);
+    Sums sums(size, channels);
+    sums.set(count * (type == uint8 ? 255 : 65535));
     AveragedPicture output(size, type, channels);
     // It reads and writes as many bytes as the kernel reads and writes together.
     std::vector<std::uint8_t> copy((sums.buffer.dataSize() + output.buffer.dataSize()) / 2);

@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <numeric>
 #include <random>
 #include <string>
 #include <type_traits>
@@ -81,13 +82,14 @@ public:
                         m_memory.begin() + line * m_pitchSamples);
     }
 
-    /// Noise over the whole range; floats in steps of 1/8, whose sums are exact.
-    void fillWithNoise(unsigned seed) {
+    /// Noise over the whole range, or over that of so many bits; floats in steps of 1/8, whose sums are
+    /// exact.
+    void fillWithNoise(unsigned seed, unsigned bits = 32) {
         std::mt19937 random(seed);
         std::vector<T> noise(m_lines * m_lineSamples);
         for (T& sample : noise)
             sample = std::is_same_v<T, float> ? static_cast<T>(static_cast<int>(random() % 16001) - 8000) / 8
-                                              : static_cast<T>(random());
+                                              : static_cast<T>(random() >> (32 - bits));
         set(noise);
     }
 
@@ -251,9 +253,18 @@ TEST_P(AveragingKernels, sumsGrowByTheSamplesAtTheirPlaceInEveryTypeLayoutAndPit
 TEST_P(AveragingKernels, quotientsAreWrittenAtTheirPlaceInEveryTypeLayoutAndPitch) {
     forAllTypesAndLayouts([](auto sample, const Layout& layout) {
         using T = decltype(sample);
-        for (const std::uint32_t count : {1U, 3U, 16U, 4294967295U}) {
+        for (const auto& [count, bits] : {std::pair{1U, 32U},
+                                          {3U, 32U},
+                                          {16U, 32U},
+                                          {4294967295U, 32U},
+                                          {1U, 31U},
+                                          {3U, 31U},
+                                          {16U, 31U},
+                                          {1U, 15U},
+                                          {3U, 15U},
+                                          {16U, 15U}}) {
             auto sums = pixels<SumOf<T>>(layout, 5);
-            sums.fillWithNoise(3);
+            sums.fillWithNoise(3, bits);
             auto output = pixels<T>(layout, layout.padding);
             auto expected = pixels<T>(layout, layout.padding);
             const bool packed = sumsSkipFourth(layout);
@@ -408,6 +419,36 @@ TEST_P(AveragingKernels, differencesOf8BitsAreThoseOfPlainArithmeticForEverySamp
     }
 }
 
+TEST_P(AveragingKernels, differencesOf16BitsAreThoseOfPlainArithmeticAtEveryEdge) {
+    const std::vector<int> edges{0, 1, 2, 255, 4095, 4096, 32766, 32767, 32768, 32769, 65534, 65535};
+    std::vector<std::uint16_t> averages;
+    std::vector<std::uint16_t> samples;
+    for (const int average : edges)
+        for (const int sample : edges) {
+            averages.push_back(static_cast<std::uint16_t>(average));
+            samples.push_back(static_cast<std::uint16_t>(sample));
+        }
+    for (const std::uint32_t channels : {1U, 2U, 3U}) {
+        const auto width = static_cast<std::uint32_t>(samples.size()) / channels;
+        Pixels<std::uint16_t> average(width, 1, channels);
+        Pixels<std::uint16_t> picture(width, 1, channels);
+        average.set(averages);
+        for (const std::uint32_t depth : {0U, 1U, 12U, 15U, 16U}) {
+            average.picture.bitDepth = depth;
+            for (const int mean : edges) {
+                picture.set(samples);
+                ASSERT_TRUE(SubtractFromAverage(average.picture, picture.picture,
+                                                histogramOf(std::vector<double>(channels, mean))));
+                std::vector<std::uint16_t> expected;
+                for (std::size_t i = 0; i < samples.size(); ++i)
+                    expected.push_back(static_cast<std::uint16_t>(
+                        std::min(std::max(samples[i] - averages[i] + mean, 0), (1 << depth) - 1)));
+                ASSERT_EQ(picture.samples(), expected) << "mean " << mean << ", " << depth << " bits";
+            }
+        }
+    }
+}
+
 TEST_P(AveragingKernels, brightestRowsOfAnyLengthAreAddedUpWithoutOverflow) {
     for (const std::uint32_t width : {1U, 63U, 511U, 1023U, 1024U, 1025U, 3000U, 70000U}) {
         Pixels<std::uint8_t> bytes(width, 1);
@@ -454,6 +495,79 @@ TEST_P(AveragingKernels, quotientsAreThoseOfIntegerDivisionForEveryDivisorAndAtE
         ASSERT_TRUE(DivideSums(sums.picture, output.picture, divisor));
         ASSERT_EQ(output.samples(), expected) << "divided by " << divisor;
     }
+}
+
+/// The quotients of a row of sums are those of integer division, cut to T.
+template <class T>
+void expectQuotients(const std::vector<std::uint32_t>& dividends, std::uint32_t divisor, bool isColour) {
+    Pixels<std::uint32_t> sums(static_cast<std::uint32_t>(dividends.size()), 1);
+    sums.set(dividends);
+    const auto width = static_cast<std::uint32_t>(dividends.size() / (isColour ? 3 : 1));
+    sums.picture.width = width;
+    sums.picture.channels = isColour ? 3 : 1;
+    sums.picture.isColor = isColour;
+    Pixels<T> output(width, 1, isColour ? 4 : 1, interleaved, isColour);
+    std::vector<T> expected;
+    for (std::size_t i = 0; i < std::size_t{width} * sums.picture.channels; ++i) {
+        expected.push_back(static_cast<T>(dividends[i] / divisor));
+        if (isColour && i % 3 == 2)
+            expected.push_back(T(untouched));
+    }
+    ASSERT_TRUE(DivideSums(sums.picture, output.picture, divisor));
+    ASSERT_EQ(output.samples(), expected) << "divided by " << divisor;
+}
+
+TEST_P(AveragingKernels, quotientsOfEverySumOf15BitsAreThoseOfIntegerDivision) {
+    std::vector<std::uint32_t> all(32768);
+    std::iota(all.begin(), all.end(), 0U);
+    std::vector<std::uint32_t> divisors{1000, 4095, 16383, 16384, 16385, 32766, 32767, 32768, 32769, 65536};
+    for (std::uint32_t divisor = 1; divisor <= 260; ++divisor)
+        divisors.push_back(divisor);
+    for (const std::uint32_t divisor : divisors) {
+        expectQuotients<std::uint8_t>(all, divisor, divisor % 2 == 0);
+        expectQuotients<std::uint16_t>(all, divisor, divisor % 2 != 0);
+    }
+}
+
+TEST_P(AveragingKernels, quotientsAroundEveryMultipleAreThoseOfIntegerDivisionWhateverTheLargestSum) {
+    std::mt19937 random(11);
+    std::vector<std::uint32_t> divisors{1,   2,   3,    7,          15,         16,        255,
+                                        256, 257, 1000, 2147483647, 2147483648, 4294967295};
+    for (const std::uint32_t divisor : {32767U, 32768U, 32769U, 65535U, 65536U, 65537U})
+        divisors.push_back(divisor);
+    for (int i = 0; i < 200; ++i)
+        divisors.push_back(random() >> (random() % 31) | 1);
+    for (const std::uint32_t divisor : divisors)
+        for (const std::uint32_t most : {32767U, 32768U, 65535U, 2147483647U, 2147483648U, 4294967295U}) {
+            std::vector<std::uint32_t> dividends{0, 1, most, most - 1};
+            while (dividends.size() < 300) {
+                const std::uint32_t quotient = random() % (std::uint64_t{most / divisor} + 1);
+                for (const std::uint32_t below : {0U, 1U})
+                    dividends.push_back(std::max(quotient * divisor, below) - below);
+            }
+            expectQuotients<std::uint8_t>(dividends, divisor, false);
+            expectQuotients<std::uint8_t>(dividends, divisor, true);
+            expectQuotients<std::uint16_t>(dividends, divisor, false);
+            expectQuotients<std::uint16_t>(dividends, divisor, true);
+        }
+}
+
+TEST_P(AveragingKernels, rowsAreDividedRightWhateverTheRowsBeforeThem) {
+    constexpr std::uint32_t width = 37;
+    const std::vector<std::uint32_t> brightest{100,        32767,      32768, 200, 2147483647,
+                                               2147483648, 4294967295, 300,   3};
+    Pixels<std::uint32_t> sums(width, static_cast<std::uint32_t>(brightest.size()));
+    std::vector<std::uint32_t> dividends;
+    for (const std::uint32_t sum : brightest)
+        for (std::uint32_t x = 0; x < width; ++x)
+            dividends.push_back(x == 20 ? sum : x);
+    sums.set(dividends);
+    Pixels<std::uint8_t> output(width, static_cast<std::uint32_t>(brightest.size()));
+    ASSERT_TRUE(DivideSums(sums.picture, output.picture, 3));
+    std::vector<std::uint8_t> expected;
+    for (const std::uint32_t sum : dividends)
+        expected.push_back(static_cast<std::uint8_t>(sum / 3));
+    EXPECT_EQ(output.samples(), expected);
 }
 
 TEST_P(AveragingKernels, floatSumsGiveTheSameBitsAtEveryInstructionSet) {

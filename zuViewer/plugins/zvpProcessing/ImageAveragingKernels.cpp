@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ImageAveragingKernels.h"
 
+#include "DivisionByFours.h"
 #include "ElementSupport.h"
 #include "ExactDivision.h"
 #include "HistoData.h"
@@ -13,6 +14,10 @@
 #include <numeric>
 #include <type_traits>
 #include <vector>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace {
 
@@ -264,17 +269,23 @@ void addColours(PictureView<const T> source, PictureView<SumOf<T>> sums) {
 // ---- Dividing ----
 
 template <class T>
-void dividePlane(PictureView<const SumOf<T>> sums, PictureView<T> output, DividerOf<T> divide) {
+void dividePlane(PictureView<const SumOf<T>> sums, PictureView<T> output, DividerOf<T> divide,
+                 DivisionByFours<T> byFours) {
     const std::size_t samples = std::size_t{sums.width} * output.channels;
-    for (std::size_t y = 0; y < sums.height; ++y)
-        divideSums(sums.row(y), output.row(y), samples, divide);
+    for (std::size_t y = 0; y < sums.height; ++y) {
+        const std::size_t done = 4 * byFours.template divideRow<4>(sums.row(y), output.row(y), samples / 4);
+        divideSums(sums.row(y) + done, output.row(y) + done, samples - done, divide);
+    }
 }
 
 template <class T>
-void divideColours(PictureView<const SumOf<T>> sums, PictureView<T> output, DividerOf<T> divide) {
+void divideColours(PictureView<const SumOf<T>> sums, PictureView<T> output, DividerOf<T> divide,
+                   DivisionByFours<T> byFours) {
     T means[readColours<T>] = {};
+    const std::size_t followed = std::max(sums.width, 1U) - 1; // pixels with a sum behind their own
     for (std::size_t y = 0; y < sums.height; ++y)
-        for (std::size_t x = 0; x < sums.width; x += coloursTogether) {
+        for (std::size_t x = byFours.template divideRow<3>(sums.row(y), output.row(y), followed);
+             x < sums.width; x += coloursTogether) {
             const std::size_t pixels = std::min(coloursTogether, sums.width - x);
             divideSums(sums.row(y) + 3 * x, means, 3 * pixels, divide);
             setColours(output.row(y) + 4 * x, means, pixels);
@@ -460,7 +471,38 @@ struct Subtraction {
     const T* subtracted; // all bits set, or none where the average is not subtracted
     const T* limits;
     std::size_t length;
+    bool isSaturating; // whether subtractSaturating() is used
 };
+
+#ifdef __SSE2__
+[[gnu::always_inline]] inline __m128i load(const void* samples) {
+    return _mm_loadu_si128(static_cast<const __m128i*>(samples));
+}
+#endif
+
+/// Subtracts from as many samples of a block as it can, from the first on, and returns how many these were:
+/// only those of 16 bits, and only where nothing beyond SSE2 is used. That has no smaller and no larger of
+/// two such samples, but saturation, which plain C++ is not compiled to.
+template <class T>
+std::size_t subtractSaturating([[maybe_unused]] const T* __restrict average,
+                               [[maybe_unused]] T* __restrict picture, [[maybe_unused]] std::size_t samples,
+                               [[maybe_unused]] const Subtraction<T>& block) {
+    std::size_t done = 0;
+#ifdef __SSE2__
+    constexpr std::size_t together = sizeof(__m128i) / sizeof(T);
+    if constexpr (sizeof(T) == 2)
+        for (; block.isSaturating && done + together <= samples; done += together) {
+            const __m128i sample = load(picture + done);
+            const __m128i subtrahend = _mm_and_si128(load(average + done), load(block.subtracted + done));
+            const __m128i above = _mm_subs_epu16(sample, subtrahend);
+            const __m128i below = _mm_subs_epu16(subtrahend, sample); // one of the two is 0
+            const __m128i sum = _mm_adds_epu16(_mm_subs_epu16(load(block.means + done), below), above);
+            const __m128i beyond = _mm_subs_epu16(sum, load(block.limits + done));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(picture + done), _mm_sub_epi16(sum, beyond));
+        }
+#endif
+    return done;
+}
 
 template <class T>
 void subtractLine(const T* __restrict average, T* __restrict picture, std::size_t samples, T mean, T limit) {
@@ -481,12 +523,16 @@ void subtractSamples(PictureView<const T> average, PictureView<T> picture, Subtr
     for (std::size_t y = 0; y < average.height; ++y) {
         const T* const a = average.row(y);
         T* const p = picture.row(y);
-        if (average.channels == 1)
+        if (average.channels == 1 && !block.isSaturating) {
             subtractLine(a, p, samples, block.means[0], block.limits[0]);
-        else
-            for (std::size_t i = 0; i < samples; i += block.length)
-                subtractBlock(a + i, p + i, std::min(block.length, samples - i), block.means,
-                              block.subtracted, block.limits);
+            continue;
+        }
+        for (std::size_t i = 0; i < samples; i += block.length) {
+            const std::size_t count = std::min(block.length, samples - i);
+            const std::size_t done = subtractSaturating(a + i, p + i, count, block);
+            subtractBlock(a + i + done, p + i + done, count - done, block.means + done,
+                          block.subtracted + done, block.limits + done);
+        }
     }
 }
 
@@ -518,7 +564,9 @@ void subtract(const SzPicBuf& average, SzPicBuf& picture, const CzHistoData& his
             subtracted.data()[i] = kept ? 0 : largest;
             limits.data()[i] = kept ? largest : fullScale<T>(average.bitDepth);
         }
-        const Subtraction<T> block{means.data(), subtracted.data(), limits.data(), means.length()};
+        const bool isSaturating = sizeof(T) == 2 && instructionSet() == EzInstructionSet::Portable;
+        const Subtraction<T> block{means.data(), subtracted.data(), limits.data(), means.length(),
+                                   isSaturating};
         forInstructionSet<&subtractSamples<T>>(walk<const T>(average), walk<T>(picture), block);
     }
 }
@@ -617,14 +665,16 @@ bool DivideSums(const SzPicBuf& sums, SzPicBuf& output, std::uint32_t count) {
         if (!areSumsOf<T>(sums, output))
             return false;
         const DividerOf<T> divide(count);
+        const DivisionByFours<T> byFours(count);
         if (hasUnsummedSample(output))
-            forInstructionSet<&divideColours<T>>(view<const SumOf<T>>(sums), view<T>(output), divide);
+            forInstructionSet<&divideColours<T>>(view<const SumOf<T>>(sums), view<T>(output), divide,
+                                                 byFours);
         else if (isPlanar(output))
             for (std::uint32_t plane = 0; plane < sums.channels; ++plane)
                 forInstructionSet<&dividePlane<T>>(planeView<const SumOf<T>>(sums, plane),
-                                                   planeView<T>(output, plane), divide);
+                                                   planeView<T>(output, plane), divide, byFours);
         else
-            forInstructionSet<&dividePlane<T>>(view<const SumOf<T>>(sums), view<T>(output), divide);
+            forInstructionSet<&dividePlane<T>>(view<const SumOf<T>>(sums), view<T>(output), divide, byFours);
         return true;
     });
     if (divided)

@@ -245,6 +245,8 @@ const bool registered = [] {
                                               (channels == 4 ? "_bgra" : "");
                     benchmark::RegisterBenchmark(title.c_str(), operation, size, type, channels)
                         ->UseManualTime()
+                        ->Iterations(size == small ? 201
+                                                   : 31) // not searched for: that would run OpenCV again
                         ->Unit(benchmark::kMillisecond);
                 }
     return true;

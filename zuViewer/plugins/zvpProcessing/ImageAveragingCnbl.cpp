@@ -10,6 +10,7 @@
 #include <QRect>
 #include <QThread>
 
+#include <limits>
 #include <optional>
 
 namespace {
@@ -201,7 +202,8 @@ bool CzImageAveragingCnbl::addToSeries(const SzPicBuf& picture, const Parameters
     }
     if (!AccumulatePicture(picture, *m_sums))
         return false;
-    ++m_frameCounter;
+    if (m_frameCounter < std::numeric_limits<std::int32_t>::max()) // still pictures alone count without end
+        ++m_frameCounter;
     return true;
 }
 

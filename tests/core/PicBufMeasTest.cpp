@@ -10,7 +10,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <limits>
+#include <random>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -79,6 +82,63 @@ TEST_P(Histogram, isTheOneOfAPlainComputationForEveryTypeLayoutAndPitch) {
                 EXPECT_NEAR(actual.deviation, std::sqrt(squares / count), 1e-9 * actual.deviation);
             }
         }
+}
+
+/// Counts sample by sample; the picture's lines are packed.
+template <class T>
+std::vector<std::vector<std::uint32_t>> plainCounts(const SzPicBuf& picture) {
+    std::vector<std::vector<std::uint32_t>> counts(
+        picture.channels, std::vector<std::uint32_t>(std::size_t{1} << 8 * sizeof(T)));
+    const auto* const samples = reinterpret_cast<const T*>(picture.data);
+    for (std::size_t i = 0; i < std::size_t{picture.width} * picture.height * picture.channels; ++i)
+        ++counts[i % picture.channels][samples[i]];
+    return counts;
+}
+
+template <class T>
+void expectPlainCounts(std::uint32_t width, std::uint32_t height, std::uint32_t channels,
+                       const std::function<T(std::size_t)>& sampleOf) {
+    const EzImageDataType type = sizeof(T) == 1 ? EzImageDataType::UInt8 : EzImageDataType::UInt16;
+    SzPicBufInfo format = pictureFormat(width, height, channels, type);
+    format.linePitch = width * channels * static_cast<std::uint32_t>(sizeof(T));
+    SCOPED_TRACE(formatName(format));
+    HeapPicture picture(format);
+    for (std::size_t i = 0; i < std::size_t{width} * height * channels; ++i)
+        reinterpret_cast<T*>(picture->data)[i] = sampleOf(i);
+    const CzHistoData histogram = measured(*picture);
+    const auto expected = plainCounts<T>(*picture);
+    ASSERT_EQ(histogram.channels.size(), static_cast<int>(channels));
+    for (std::uint32_t channel = 0; channel < channels; ++channel) {
+        const std::uint32_t place = channels == 3 ? 2 - channel : channel;
+        EXPECT_TRUE(std::equal(expected[place].begin(), expected[place].end(),
+                               histogram.channels[static_cast<int>(channel)].bins.begin()))
+            << channel;
+    }
+}
+
+template <class T>
+class HistogramCounts : public testing::Test {};
+using CountedTypes = testing::Types<std::uint8_t, std::uint16_t>;
+TYPED_TEST_SUITE(HistogramCounts, CountedTypes);
+
+TYPED_TEST(HistogramCounts, areThoseOfEachSampleForRunsOfAnyLength) {
+    // Each line is a run of equal pixels and one other: lengths around powers of two are where counters end.
+    for (std::uint32_t channels = 1; channels <= 4; ++channels)
+        for (const std::uint32_t length : {254U, 255U, 256U, 257U, 510U, 511U, 512U, 513U, 514U, 1023U, 1024U,
+                                           1025U, 4099U, 65535U, 65536U, 65537U})
+            for (const std::uint32_t height : {1U, 3U})
+                expectPlainCounts<TypeParam>(length, height, channels, [=](std::size_t i) {
+                    const bool isLast = i / channels % length == length - 1;
+                    return static_cast<TypeParam>(isLast ? ~(i % channels) : 7 * (i % channels));
+                });
+}
+
+TYPED_TEST(HistogramCounts, areThoseOfEachSampleInNoise) {
+    for (std::uint32_t channels = 1; channels <= 4; ++channels) {
+        std::mt19937 random(channels);
+        expectPlainCounts<TypeParam>(997, 301, channels,
+                                     [&](std::size_t) { return static_cast<TypeParam>(random()); });
+    }
 }
 
 // ---- By hand ----

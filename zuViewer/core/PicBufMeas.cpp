@@ -7,8 +7,10 @@
 #include "PictureView.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -118,20 +120,92 @@ void countBins(QVector<std::uint32_t>& bins, PictureView<const T> lines, std::si
     }
 }
 
-/// Counts the samples of each lane: those that lie so many samples apart in their line.
+// Samples are counted by words of 16 bits. A counter is a byte, so that those of all words stay in a fast
+// cache.
+constexpr std::size_t wordValues = 65536;
+constexpr std::uint32_t counterValues = 256;
+
+/// Samples in a word of 16 bits.
+template <class T>
+constexpr std::size_t samplesPerWord = sizeof(std::uint16_t) / sizeof(T);
+
+/// Counts that a picture's samples of 8 or 16 bits have, for each channel of its own.
+template <class T>
+class SampleCounts {
+public:
+    explicit SampleCounts(std::size_t channels)
+        : m_counts(channels, std::vector<std::uint32_t>(std::size_t{1} << std::numeric_limits<T>::digits)) {}
+
+    /// Counts a sample of a line.
+    void add(std::size_t place, T sample) { ++ofPlace(place)[sample]; }
+
+    /// Adds a word at a place of a line as often as takes a counter back to 0. Seldom: apart from the loop.
+    [[gnu::noinline, gnu::cold]] void addFullCounter(std::size_t place, std::uint16_t word) {
+        ofPlace(place)[static_cast<T>(word)] += counterValues;
+        if constexpr (samplesPerWord<T> == 2)
+            ofPlace(place + 1)[static_cast<T>(word >> 8)] += counterValues;
+    }
+
+    /// Adds the counters of all words at a place.
+    void addCounters(std::size_t place, const std::uint8_t* counters) {
+        std::uint32_t* const counts = ofPlace(place).data();
+        if constexpr (samplesPerWord<T> == 1) {
+            for (std::size_t word = 0; word < wordValues; ++word)
+                counts[word] += counters[word];
+        } else {
+            std::vector<std::uint32_t>& others = ofPlace(place + 1);
+            for (std::uint32_t& other : others) {
+                std::uint32_t sum = 0;
+                for (std::size_t sample = 0; sample < others.size(); ++sample)
+                    sum += counters[sample];
+                for (std::size_t sample = 0; sample < others.size(); ++sample)
+                    counts[sample] += counters[sample];
+                other += sum;
+                counters += others.size();
+            }
+        }
+    }
+
+    const std::vector<std::uint32_t>& channel(std::size_t channel) const { return m_counts[channel]; }
+
+private:
+    std::vector<std::uint32_t>& ofPlace(std::size_t place) { return m_counts[place % m_counts.size()]; }
+
+    std::vector<std::vector<std::uint32_t>> m_counts;
+};
+
+/// A word of one sample or two, of which the first is its lower byte.
+template <class T>
+std::uint16_t wordAt(const T* samples) {
+    if constexpr (samplesPerWord<T> == 1)
+        return *samples;
+    else
+        return static_cast<std::uint16_t>(samples[0] | samples[1] << 8);
+}
+
+/// Counts the samples by words, those of several lanes by turns: a count that follows one of the same word
+/// would have to wait for it. All lanes together hold whole pixels.
 template <std::size_t lanes, class T>
-void countSamples(PictureView<const T> lines, std::uint32_t* counts) {
-    constexpr std::size_t values = std::size_t{1} << std::numeric_limits<T>::digits;
+void countWords(PictureView<const T> lines, SampleCounts<T>& counts) {
+    constexpr std::size_t step = lanes * samplesPerWord<T>;
+    std::vector<std::uint8_t> laneCounters(lanes * wordValues);
+    std::uint8_t* const counters = laneCounters.data();
     const std::size_t samples = std::size_t{lines.width} * lines.channels;
     for (std::size_t y = 0; y < lines.height; ++y) {
         const T* const line = lines.row(y);
         std::size_t i = 0;
-        for (; i + lanes <= samples; i += lanes)
-            for (std::size_t lane = 0; lane < lanes; ++lane)
-                ++counts[lane * values + line[i + lane]];
-        for (std::size_t lane = 0; i < samples; ++i, ++lane)
-            ++counts[lane * values + line[i]];
+        for (; i + step <= samples; i += step)
+            for (std::size_t lane = 0; lane < lanes; ++lane) {
+                const std::size_t place = lane * samplesPerWord<T>;
+                const std::uint16_t word = wordAt(line + i + place);
+                if (++counters[lane * wordValues + word] == 0)
+                    counts.addFullCounter(place, word);
+            }
+        for (; i < samples; ++i)
+            counts.add(i, line[i]);
     }
+    for (std::size_t lane = 0; lane < lanes; ++lane)
+        counts.addCounters(lane * samplesPerWord<T>, counters + lane * wordValues);
 }
 
 /// What the counts of a channel's samples tell.
@@ -155,12 +229,14 @@ CzHistoData::SzChannel measuredByCounts(const std::vector<std::uint32_t>& counts
     if (flags.testFlag(Flag::Mean))
         measured.mean = mean;
     if (flags.testFlag(Flag::Deviation)) {
-        double squares = 0.0;
-        for (std::size_t value = 0; value < counts.size(); ++value) {
-            const double distance = static_cast<double>(value) - mean;
-            squares += counts[value] * (distance * distance);
-        }
-        measured.deviation = std::sqrt(squares / static_cast<double>(samples));
+        std::array<double, 8> squares = {}; // sums that do not wait for one another
+        for (std::size_t value = 0; value < counts.size(); value += squares.size())
+            for (std::size_t i = 0; i < squares.size(); ++i) {
+                const double distance = static_cast<double>(value + i) - mean;
+                squares[i] += counts[value + i] * (distance * distance);
+            }
+        const double sumOfSquares = std::accumulate(squares.begin(), squares.end(), 0.0);
+        measured.deviation = std::sqrt(sumOfSquares / static_cast<double>(samples));
     }
     measured.bins.resize(static_cast<int>(bin.count()));
     std::uint32_t* const bins = measured.bins.data();
@@ -170,29 +246,19 @@ CzHistoData::SzChannel measuredByCounts(const std::vector<std::uint32_t>& counts
 }
 
 /// Measures up to 4 channels of interleaved lines, in the order of the samples, of 8 or 16 bits: so few
-/// values that their counts tell everything. The samples of one channel are counted in several lanes by
-/// turns: a count that follows one of the same value would have to wait for it.
+/// values that their counts tell everything.
 template <class T>
 void measureByCounts(QVector<CzHistoData::SzChannel>& result, PictureView<const T> lines, const Binning& bin,
                      QFlags<Flag> flags) {
-    constexpr std::size_t values = std::size_t{1} << std::numeric_limits<T>::digits;
-    constexpr std::size_t turns = sizeof(T) == 1 ? 4 : 2; // more counts of 16-bit samples fit no fast cache
-    const std::size_t channels = lines.channels;
-    const std::size_t lanes = std::max(channels, turns / channels * channels);
-    std::vector<std::uint32_t> counts(lanes * values);
-    if (lanes == 2)
-        countSamples<2>(lines, counts.data());
-    else if (lanes == 3)
-        countSamples<3>(lines, counts.data());
+    SampleCounts<T> counts(lines.channels);
+    if (lines.channels == 3)
+        countWords<3>(lines, counts);
+    else if (lines.channels == 4 && samplesPerWord<T> == 1)
+        countWords<4>(lines, counts);
     else
-        countSamples<4>(lines, counts.data());
-    for (std::size_t channel = 0; channel < channels; ++channel) {
-        std::vector<std::uint32_t> sums(values);
-        for (std::size_t lane = channel; lane < lanes; lane += channels)
-            for (std::size_t value = 0; value < values; ++value)
-                sums[value] += counts[lane * values + value];
-        result.append(measuredByCounts(sums, bin, flags));
-    }
+        countWords<2>(lines, counts);
+    for (std::size_t channel = 0; channel < lines.channels; ++channel)
+        result.append(measuredByCounts(counts.channel(channel), bin, flags));
 }
 
 /// Adds up what the lanes of one channel have seen.

@@ -192,6 +192,27 @@ TEST_F(LutMapping, duplicateHasAllSettingsAndFindsItsOwnRange) {
     expectSame(duplicate->settings(), settings);
 }
 
+TEST_F(LutMapping, duplicateMapsByTheSettingsItGotAndNotByTheTableOfTheFirst) {
+    setRange(0, 100);
+    EXPECT_EQ(mapped({10, 50}), (Bytes{26, 128}));
+    CzChain chain;
+    chain.append(element.duplicate());
+    setRange(0, 50);
+    EXPECT_EQ(mapped({10, 50}), (Bytes{51, 255}));
+
+    chain.source().setFormat(lineFormat(2), CzImageMetadata());
+    Bytes output;
+    chain.setFrameObserver([&](const SzFrameReport& report) {
+        if (const auto* const image = qobject_cast<const CzImageData*>(report.output))
+            output = samplesOfLine<std::uint8_t>(image->picBuf());
+    });
+    ASSERT_TRUE(chain.start());
+    EXPECT_TRUE(chain.source().push(lineOf(Bytes{10, 50})));
+    EXPECT_TRUE(chain.waitUntilIdle(10000));
+    chain.stop();
+    EXPECT_EQ(output, (Bytes{26, 128}));
+}
+
 // ---- Settings ----
 
 TEST_F(LutMapping, savesItsSevenSettings) {
@@ -205,6 +226,14 @@ TEST_F(LutMapping, savesItsSevenSettings) {
     EXPECT_EQ(settings.attribute("SrcMax"), "9000000000");
     EXPECT_EQ(settings.attribute("Gamma"), "0.5");
     EXPECT_EQ(settings.attributes().count(), 1 + 7); // the base class's identifier
+}
+
+TEST_F(LutMapping, failureOfTheBaseClassIsReportedAfterTheSettingsWereRead) {
+    setRange(0, 100);
+    EXPECT_EQ(mapped({10, 50}), (Bytes{26, 128}));
+    EXPECT_FALSE(load({{"state", "sleeping"}, {"SrcMax", "50"}, {"PseudoColor", "3"}}));
+    expectSame(element.settings(), {false, 3, false, 2, 0, 50, 1.0});
+    EXPECT_EQ(mapped({10, 50}), (Bytes{51, 255}));
 }
 
 TEST_F(LutMapping, settingsSurviveSavingAndLoading) {
@@ -383,6 +412,11 @@ TEST(AutomaticRange, countsBeyond32BitsAreSummedUp) {
     EXPECT_EQ(rangeOf(histogramOf({{4294967295U, 4294967295U, 4294967295U, 4294967295U}}), 250), Range(1, 2));
 }
 
+TEST(AutomaticRange, thresholdBeyond64BitsIsNeverExceeded) {
+    const std::vector<std::uint32_t> bins(4096, 4294967295U); // times two million: more than 2^64
+    EXPECT_EQ(rangeOf(histogramOf({bins}), 2147483647), Range(0, 0));
+}
+
 // ---- Formats ----
 
 TEST_F(LutMapping, formatAndMetadataStayWithoutRgb) {
@@ -452,13 +486,58 @@ TEST_F(LutMapping, rgbIsNoMosaicAnyMore) {
     EXPECT_EQ(outputMetadata.colorFilterArray, EzColorFilterArray::None);
 }
 
+TEST_F(LutMapping, rgbIsNoMosaicAnyMoreAlsoWherePictureAndMetadataDisagree) {
+    setMapToRgb(0);
+    const auto rgbMetadata = [this](EzColorFilterArray ofPicture, EzColorFilterArray ofMetadata) {
+        CzImageMetadata metadata = hyperspectral({filterZone(4, 4)});
+        metadata.colorFilterArray = ofMetadata;
+        SzPicBufInfo output;
+        CzImageMetadata outputMetadata;
+        EXPECT_TRUE(element.outputImageInfo(pictureFormat(8, 8, 1, uint8, ofPicture), output, &metadata,
+                                            &outputMetadata));
+        EXPECT_EQ(output.colorFilterArray, EzColorFilterArray::None);
+        EXPECT_EQ(outputMetadata.colorFilterArray, EzColorFilterArray::None);
+        const auto frame = process(numberedFrame(pictureFormat(8, 8, 1, uint8, ofPicture), metadata));
+        EXPECT_EQ(frame->imageMetadata(), outputMetadata);
+        return outputMetadata;
+    };
+    constexpr auto mosaic = EzColorFilterArray::Hyperspectral;
+    constexpr auto bayer = EzColorFilterArray::BayerRGGB;
+    constexpr auto none = EzColorFilterArray::None;
+    for (const auto other : {none, bayer}) {
+        EXPECT_EQ(rgbMetadata(mosaic, other), CzImageMetadata());
+        EXPECT_EQ(rgbMetadata(other, mosaic), CzImageMetadata());
+    }
+    // Where neither says so, there was none, and what is told of a sensor stays.
+    CzImageMetadata kept = hyperspectral({filterZone(4, 4)});
+    kept.colorFilterArray = none;
+    EXPECT_EQ(rgbMetadata(bayer, none), kept);
+    EXPECT_EQ(rgbMetadata(none, bayer), kept);
+}
+
+TEST_F(LutMapping, withoutInputMetadataTheOutputsAreEmpty) {
+    for (const bool rgb : {false, true}) {
+        if (rgb)
+            setMapToRgb(0);
+        SzPicBufInfo output;
+        CzImageMetadata outputMetadata = hyperspectral({filterZone(4, 4)});
+        EXPECT_TRUE(element.outputImageInfo(pictureFormat(8, 8, 1, uint8, EzColorFilterArray::Hyperspectral),
+                                            output, nullptr, &outputMetadata));
+        EXPECT_EQ(outputMetadata, CzImageMetadata());
+    }
+}
+
 TEST_F(LutMapping, outputsMayBeTheInputs) {
     setMapToRgb(0);
-    SzPicBufInfo format = pictureFormat(9, 3, 1, uint16, EzColorFilterArray::Hyperspectral);
-    CzImageMetadata metadata = hyperspectral({filterZone(4, 4)});
-    EXPECT_TRUE(element.outputImageInfo(format, format, &metadata, &metadata));
-    EXPECT_EQ(format.linePitch, 36U);
-    EXPECT_EQ(metadata, CzImageMetadata());
+    for (const bool metadataKnow : {true, false}) {
+        SzPicBufInfo format = pictureFormat(9, 3, 1, uint16, EzColorFilterArray::Hyperspectral);
+        CzImageMetadata metadata = hyperspectral({filterZone(4, 4)});
+        if (!metadataKnow)
+            metadata.colorFilterArray = EzColorFilterArray::None;
+        EXPECT_TRUE(element.outputImageInfo(format, format, &metadata, &metadata));
+        EXPECT_EQ(format.linePitch, 36U);
+        EXPECT_EQ(metadata, CzImageMetadata());
+    }
 }
 
 // ---- A frame ----
@@ -523,6 +602,19 @@ TEST_F(LutMapping, mapsPaddedPlanarAndColourPictures) {
     format.linePitch = 2;
     output = process(lineOf(Bytes{0, 50, 100, 255, 10, 20}, format));
     EXPECT_EQ(samplesOfLine<std::uint8_t>(output->picBuf()), (Bytes{0, 128, 255, 255, 26, 51}));
+}
+
+TEST_F(LutMapping, mapsTheHostsOwnLayoutLineByLine) {
+    setRange(0, 100);
+    SzPicBufInfo format = lineFormat(2, uint8, 8, 3);
+    format.storageFormat = EzDataStorageFormat::HostPacked;
+    auto output = process(lineOf(Bytes{0, 50, 100, 255, 10, 20}, format));
+    EXPECT_EQ(output->picBuf().storageFormat, EzDataStorageFormat::HostPacked);
+    EXPECT_EQ(samplesOfLine<std::uint8_t>(output->picBuf()), (Bytes{0, 128, 255, 255, 26, 51}));
+    setMapToRgb(-1);
+    output = process(lineOf(Bytes{0, 50, 100, 255, 10, 20}, format));
+    EXPECT_EQ(output->picBuf().storageFormat, EzDataStorageFormat::Interleaved);
+    EXPECT_EQ(samplesOfLine<std::uint8_t>(output->picBuf()), (Bytes{0, 128, 255, 255, 255, 26, 51, 255}));
 }
 
 TEST_F(LutMapping, bendsTheRangeByItsGamma) {
@@ -696,6 +788,17 @@ TEST_F(LutMapping, pictureWithoutAHistogramKeepsTheRange) {
     EXPECT_EQ(element.settings().srcMax, 8);
 }
 
+TEST_F(LutMapping, pictureAfterOneWithoutATableKeepsTheFoundRangeUntilTheTimeIsUp) {
+    setAutomatic();
+    process(lineOf(std::vector<std::uint32_t>{0x00640000, 0x00C80000},
+                   lineFormat(2, EzImageDataType::UInt32, 32)));
+    EXPECT_EQ(element.settings().srcMin, 0x00640000);
+    wait(125);
+    EXPECT_EQ(mapped({10, 20}), (Bytes{0, 0})) << "there was no table that could have been dropped";
+    wait(1);
+    EXPECT_EQ(mapped({10, 20}), (Bytes{0, 255}));
+}
+
 TEST_F(LutMapping, constantPictureIsBlackByItsStep) {
     setAutomatic();
     EXPECT_EQ(mapped({77, 77}), (Bytes{0, 0}));
@@ -778,6 +881,28 @@ TEST_F(LutMapping, whatCannotBeConvertedEitherIsBlackAndShowsNoOldFrame) {
         ASSERT_TRUE(output);
         EXPECT_EQ(samplesOfLine<std::uint8_t>(output->picBuf()), (Bytes{0, 0, 0, 255, 0, 0, 0, 255}));
     }
+}
+
+TEST_F(LutMapping, pictureWithoutPixelsComesOutBlackAndKeepsTheRange) {
+    for (const bool rgb : {false, true}) {
+        if (rgb)
+            setMapToRgb(0);
+        setAutomatic();
+        SzPicBuf nothing;
+        nothing.setPicFormat(lineFormat(2));
+        auto frame = std::make_unique<CzImageData>();
+        frame->setPicBuf(nothing);
+        const auto output = process(std::move(frame));
+        ASSERT_TRUE(output);
+        EXPECT_EQ(samplesOfLine<std::uint8_t>(output->picBuf()),
+                  rgb ? (Bytes{0, 0, 0, 255, 0, 0, 0, 255}) : (Bytes{0, 0}));
+        EXPECT_EQ(element.settings().srcMin, 0);
+        EXPECT_EQ(element.settings().srcMax, 255);
+        EXPECT_TRUE(element.errorMessage().isEmpty());
+    }
+    // A format without pixels gets no buffer.
+    auto frame = std::make_unique<CzImageData>();
+    EXPECT_EQ(element.processData(frame.get()), nullptr);
 }
 
 // ---- Settings that only saved chains have ----

@@ -19,6 +19,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <functional>
 #include <limits>
 #include <memory>
@@ -203,6 +204,27 @@ TEST(LutInmapCnblWidget, showsSettingsThatNoControlCanSetAsTheNearestOnes) {
     // From then on what it shows counts, also the missing palette.
     ShownWidget::click(shown.mapToRgb);
     expectSame(element.settings(), {false, -2, true, 0, 0, std::numeric_limits<int>::max(), 0.1});
+}
+
+TEST(LutInmapCnblWidget, gammaThatNoControlCanSetIsShownWithinTheLimits) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    const std::vector<std::pair<double, double>> gammas = {
+        {0.0, 0.1},       {-0.0, 0.1},   {-3.0, 0.1},         {-infinity, 0.1},
+        {infinity, 10.0}, {1e300, 10.0}, {std::nan(""), 10.0}};
+    for (const auto& [gamma, expected] : gammas) {
+        Element element;
+        element.setInput(inputFormat(8));
+        Settings settings = element.settings();
+        settings.gamma = gamma;
+        element.setSettings(settings);
+        const ShownWidget shown(element);
+        EXPECT_EQ(shown.gamma->value(), expected) << gamma;
+        EXPECT_TRUE(std::isnan(gamma) ? std::isnan(element.settings().gamma)
+                                      : element.settings().gamma == gamma)
+            << "opening the widget changes nothing";
+        shown.gamma->setValue(2.5);
+        EXPECT_EQ(element.settings().gamma, 2.5);
+    }
 }
 
 TEST(LutInmapCnblWidget, paletteRowIsHiddenForSeveralChannels) {

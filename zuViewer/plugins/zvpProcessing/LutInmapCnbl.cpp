@@ -38,6 +38,14 @@ std::int32_t truncated(double value) {
     return static_cast<std::int32_t>(std::clamp<double>(value, Limits::min(), Limits::max()));
 }
 
+/// So many per mille of the samples, cut off after the point, and to what an integer can hold.
+std::uint64_t perMilleOf(std::uint64_t samples, std::int32_t tolerance) {
+    constexpr double beyond = 18446744073709551616.0; // of 64 bits
+    const double threshold = tolerance > 0 ? tolerance * static_cast<double>(samples) / 1000 : 0.0;
+    return threshold < beyond ? static_cast<std::uint64_t>(threshold)
+                              : std::numeric_limits<std::uint64_t>::max();
+}
+
 /// The first of the bins at which their running sum exceeds threshold.
 template <class Iterator>
 Iterator whereSumExceeds(std::uint64_t threshold, Iterator begin, Iterator end) {
@@ -91,6 +99,9 @@ void convertWithoutTable(bool mapToRgb, SzPicBuf& output, const SzPicBuf& input)
 /// be the inputs themselves.
 void negotiate(bool mapToRgb, const SzPicBufInfo& input, SzPicBufInfo& output,
                const CzImageMetadata& inputMetadata, CzImageMetadata* outputMetadata) {
+    // The picture and its metadata may disagree.
+    const bool wasMosaic = input.colorFilterArray == EzColorFilterArray::Hyperspectral ||
+                           inputMetadata.colorFilterArray == EzColorFilterArray::Hyperspectral;
     output = input;
     if (outputMetadata)
         *outputMetadata = inputMetadata;
@@ -105,7 +116,6 @@ void negotiate(bool mapToRgb, const SzPicBufInfo& input, SzPicBufInfo& output,
     output.isColor = true;
     output.linePitch = alignedLinePitch(output, 4);
     if (outputMetadata) {
-        const bool wasMosaic = outputMetadata->colorFilterArray == EzColorFilterArray::Hyperspectral;
         outputMetadata->colorFilterArray = EzColorFilterArray::None;
         if (wasMosaic) {
             outputMetadata->hsiCameraParams = CzHsiCameraParams();
@@ -120,8 +130,8 @@ std::optional<SzSampleRange> automaticRange(const CzHistoData& histogram, std::i
     if (histogram.channels.isEmpty())
         return std::nullopt;
     const QVector<std::uint32_t>& first = histogram.channels.first().bins;
-    const auto samples = static_cast<double>(std::accumulate(first.begin(), first.end(), std::uint64_t{0}));
-    const auto threshold = static_cast<std::uint64_t>(tolerance > 0 ? tolerance * samples / 1000 : 0.0);
+    const std::uint64_t threshold =
+        perMilleOf(std::accumulate(first.begin(), first.end(), std::uint64_t{0}), tolerance);
 
     auto [low, high] = rangeOfBins(first, threshold);
     for (const CzHistoData::SzChannel& channel : histogram.channels) {

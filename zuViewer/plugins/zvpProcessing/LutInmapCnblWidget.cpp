@@ -32,19 +32,21 @@ int asInt(double value) {
     return static_cast<int>(std::clamp<double>(value, Limits::min(), Limits::max()));
 }
 
-/// One row from black to almost white, of all samples that a palette's preview shows.
+/// Rows from black to almost white, of all samples that a palette's preview shows. Without data when there is
+/// no memory.
 SzPicBuf greyRamp() {
     SzPicBuf ramp;
-    CzPicBufAPI::AllocPicBufFromHeap(ramp, stripWidth, stripHeight, 1, EzImageDataType::UInt8, 0, 0,
-                                     EzDataStorageFormat::Interleaved, EzColorFilterArray::None, false,
-                                     false);
+    if (!CzPicBufAPI::AllocPicBufFromHeap(ramp, stripWidth, stripHeight, 1, EzImageDataType::UInt8, 0, 0,
+                                          EzDataStorageFormat::Interleaved, EzColorFilterArray::None, false,
+                                          false))
+        return ramp;
     for (std::uint32_t y = 0; y < stripHeight; ++y)
         for (std::uint32_t x = 0; x < stripWidth; ++x)
             ramp.data[y * ramp.linePitch + x] = static_cast<std::uint8_t>(255 * x / stripWidth);
     return ramp;
 }
 
-/// The ramp in the colours of a palette.
+/// The ramp in the colours of a palette; none when there is no memory.
 QImage paletteStrip(const SzPicBuf& ramp, int palette) {
     QImage strip(stripWidth, stripHeight, QImage::Format_RGB32);
     SzPicBuf pixels;
@@ -60,9 +62,8 @@ QImage paletteStrip(const SzPicBuf& ramp, int palette) {
 
     CzLut lut(8, 1, false);
     lut.pseudoColorIdx = palette;
-    lut.allocRgb(32);
-    lut.apply(&pixels, &ramp, nullptr);
-    return strip;
+    const bool mapped = lut.allocRgb(32) && lut.apply(&pixels, &ramp, nullptr);
+    return mapped ? strip : QImage();
 }
 
 } // namespace

@@ -1,14 +1,18 @@
-// SPDX-License-Identifier: GPL-3.0-or-later
+// SPDX-License-Identifier: GPL-3.0-or-later AND CC0-1.0 AND LicenseRef-Matplotlib AND Apache-2.0
 #include "LutPalettes.h"
 
-// The tables as their authors published them, rounded to 8 bits: red, green and blue from the highest byte to
-// the lowest, from the darkest value to the brightest.
+// Tables of others, whose licences lie in LICENSES. Changed: rounded to 8 bits; red, green and blue from the
+// highest byte to the lowest, from the darkest value to the brightest.
 //
-// viridis, plasma, inferno, magma: Nathaniel J. Smith and Stéfan van der Walt, 2015. CC0 1.0 (public domain).
+// viridis, plasma, inferno, magma: Nathaniel J. Smith and Stéfan van der Walt, 2015. CC0 1.0 (no copyright).
+//
 // cividis: Jamie R. Nuñez, Christopher R. Anderton and Ryan S. Renslow, "Optimizing colormaps with
 // consideration for color vision deficiency to enable accurate interpretation of scientific data", PLoS ONE
-// 13(7), e0199239, 2018 (open access). turbo: Anton Mikhailov, "Turbo, An Improved Rainbow Colormap for
-// Visualization", 2019. Copyright 2019 Google LLC, under the Apache License, Version 2.0.
+// 13(7), e0199239, 2018. The numbers are those that Matplotlib 3.6 distributes, under its licence. Copyright
+// (c) 2012- Matplotlib Development Team; All Rights Reserved.
+//
+// turbo: Anton Mikhailov, "Turbo, An Improved Rainbow Colormap for Visualization", 2019. Copyright 2019
+// Google LLC. Apache License 2.0.
 
 const std::array<std::array<std::uint32_t, 256>, paletteCount> palettes = {{
     // viridis

@@ -14,12 +14,23 @@ class CzImageMetadata;
 /// Set the public members, allocate, apply. One thread at a time.
 ///
 /// A sample v becomes dstMin + (dstMax − dstMin) × t^(1 / gamma), rounded half up, where t is
-/// (v − srcMin) / (srcMax − srcMin), cut to 0 … 1. What the destination cannot hold becomes its smallest or
-/// largest sample. Where srcMax ≤ srcMin there is a step instead: dstMin up to srcMin, dstMax above it. Every
-/// sample is mapped, the padding of colours too; those beyond the source's depth like its largest one.
+/// (v − srcMin) / (srcMax − srcMin), cut to 0 … 1. Every sample is mapped, the padding of colours too. There
+/// is a result for all that may be set:
+///
+/// - gamma of 0, below 0, infinite or not a number: counts as 1.
+/// - srcMax equal to srcMin, as in the range of a constant picture, or below it: a step. Samples up to srcMin
+///   become dstMin, so a constant picture all of it; those above become dstMax.
+/// - srcMin and srcMax at the ends of 64 bits: as they are. The difference is exact, and then rounded to a
+///   double.
+/// - dstMin and dstMax beyond what the destination can hold: cut to its smallest and largest sample. dstMin
+///   may lie above dstMax.
+/// - Samples above 2^bitDepth − 1, as 8 bits in a 16-bit container may have: mapped like 2^bitDepth − 1.
+/// - bitDepth of 0 or above 16: alloc() and allocRgb() fail, and so does alloc() for such an outBitDepth.
+/// - outBitDepth that the destination's samples are too small for, as 12 of 8-bit ones: apply() fails.
+/// - pseudoColorIdx of −1, −2, 99 or any other number without a palette: grey.
 class ZUCORE_EXPORT CzLut {
 public:
-    /// The stretch of all channels. Any numbers will do.
+    /// The stretch of all channels.
     class ZUCORE_EXPORT CzCompContrast {
     public:
         std::int64_t srcMin = 0;

@@ -38,7 +38,9 @@ public:
 
     // Parameters
 
-    /// Saved chains may hold any numbers.
+    /// Saved chains may hold any numbers; CzLut says what becomes of them. A tolerance of 0 and less allows
+    /// for no sample; one of 1000 and more, and any too large for its type, for all of them: the range is
+    /// then 0 … 0.
     struct SzSettings {
         bool mapToRgb;              ///< to 8-bit RGB with alpha, instead of the input's format
         std::int32_t pseudoColor;   ///< palette for RGB; −1 (and any number without a palette): grey

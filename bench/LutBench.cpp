@@ -16,6 +16,8 @@
 #include <omp.h>
 
 #include <functional>
+#include <map>
+#include <memory>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -45,6 +47,20 @@ struct Case {
     std::uint32_t bitDepth() const { return type == uint8 ? 8 : contents == EzContents::Scene ? 12 : 16; }
 };
 
+/// A camera's scene of this size and depth, rendered once.
+const SzPicBuf& scene(const Size& size, std::uint32_t bitDepth) {
+    static std::map<std::pair<Size, std::uint32_t>, std::unique_ptr<CzImageData>> scenes;
+    std::unique_ptr<CzImageData>& image = scenes[{size, bitDepth}];
+    if (!image) {
+        SzSceneSettings settings;
+        settings.width = size.first;
+        settings.height = size.second;
+        settings.bitDepth = bitDepth;
+        image = renderScene(QStringLiteral("mono"), settings);
+    }
+    return image->picBuf();
+}
+
 /// A picture for a case.
 class LutPicture : public BenchPicture {
 public:
@@ -68,18 +84,14 @@ private:
 
     /// Each channel holds the same scene.
     void fillWithScene() {
-        SzSceneSettings settings;
-        settings.width = buffer.width;
-        settings.height = buffer.height;
-        settings.bitDepth = buffer.bitDepth;
-        const auto scene = renderScene(QStringLiteral("mono"), settings);
-        if (scene->picBuf().dataType != buffer.dataType)
+        const SzPicBuf& mono = scene({buffer.width, buffer.height}, buffer.bitDepth);
+        if (mono.dataType != buffer.dataType)
             throw std::logic_error("the scene has other samples");
         withSampleType(buffer.dataType, [&](auto sample) {
             using T = decltype(sample);
             for (std::size_t y = 0; y < buffer.height; ++y)
                 for (std::size_t i = 0; i < std::size_t{buffer.width} * buffer.channels; ++i)
-                    view<T>(buffer).row(y)[i] = view<const T>(scene->picBuf()).row(y)[i / buffer.channels];
+                    view<T>(buffer).row(y)[i] = view<const T>(mono).row(y)[i / buffer.channels];
             return true;
         });
     }

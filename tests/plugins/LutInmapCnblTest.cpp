@@ -788,6 +788,14 @@ TEST_F(LutMapping, pictureWithoutAHistogramKeepsTheRange) {
     EXPECT_EQ(element.settings().srcMax, 8);
 }
 
+TEST_F(LutMapping, histogramWithoutACountMakesTheRangeZero) {
+    setAutomatic();
+    const std::vector<float> nothing(2, std::numeric_limits<float>::quiet_NaN());
+    process(lineOf(nothing, lineFormat(2, EzImageDataType::Float32, 16)));
+    EXPECT_EQ(element.settings().srcMin, 0);
+    EXPECT_EQ(element.settings().srcMax, 0);
+}
+
 TEST_F(LutMapping, pictureAfterOneWithoutATableKeepsTheFoundRangeUntilTheTimeIsUp) {
     setAutomatic();
     process(lineOf(std::vector<std::uint32_t>{0x00640000, 0x00C80000},

@@ -10,7 +10,7 @@
 namespace {
 
 TEST(ExactDivision, every16BitNumberByDivisorsOfEverySize) {
-    for (std::uint32_t divisor = 1; divisor <= 65535;
+    for (std::uint32_t divisor = ExactDivision<std::uint16_t>::leastDivisor; divisor <= 65535;
          divisor = divisor < 1100 ? divisor + 1 : divisor * 9 / 8) {
         const ExactDivision<std::uint16_t> divide(static_cast<std::uint16_t>(divisor));
         std::uint32_t wrong = 0;

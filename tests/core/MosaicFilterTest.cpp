@@ -410,7 +410,8 @@ TEST_P(MosaicFilter, everySumOf8BitSamplesIsDividedExactlyInCellsOfUpTo256Sample
 }
 
 TEST_P(MosaicFilter, everySumOf16BitSamplesIsDividedExactlyInSquareCellsAndAwkwardOnes) {
-    for (const std::uint32_t count : {2U * 2, 3U * 3, 4U * 4, 5U * 5, 7U * 9, 11U * 13, 15U * 15, 16U * 16})
+    for (const std::uint32_t count : {1U, 2U, 2U * 2, 2U * 4, 3U * 3, 4U * 4, 5U * 5, 4U * 8, 7U * 9, 8U * 8,
+                                      8U * 16, 11U * 13, 15U * 15, 16U * 16})
         expectEverySumRounded<std::uint16_t>(uint16, count);
 }
 
@@ -478,14 +479,20 @@ TEST_P(MosaicFilter, rangesBeyondAFloatAreStretchedAsWell) {
     EXPECT_EQ(sliding(normalize, source, 3, 1), (std::vector<double>{0, 0.5, 1}));
 }
 
+/// Large enough for all threads. Sums of the floats are rounded, so that their order would show.
+HeapPicture pictureForThreads(EzImageDataType type) {
+    HeapPicture source = patternPicture(mosaicFormat(300, 241, type));
+    if (type == float32)
+        fillSamples(*source, [&](std::uint32_t x, std::uint32_t y, std::uint32_t) {
+            return static_cast<double>(
+                static_cast<float>(std::sin(x * 100.0 + y) * std::exp2((x * 7 + y * 3) % 60)));
+        });
+    return source;
+}
+
 TEST_P(MosaicFilter, anyNumberOfThreadsGivesTheSame) {
     for (const EzImageDataType type : kernelSampleTypes()) {
-        HeapPicture source = patternPicture(mosaicFormat(300, 241, type));
-        if (type == float32) // sums that are rounded
-            fillSamples(*source, [&](std::uint32_t x, std::uint32_t y, std::uint32_t) {
-                return static_cast<double>(
-                    static_cast<float>(std::sin(x * 100.0 + y) * std::exp2((x * 7 + y * 3) % 60)));
-            });
+        const HeapPicture source = pictureForThreads(type);
         for (const Filter filter : filters) {
             omp_set_num_threads(1);
             const std::vector<double> one = sliding(filter, source, 5, 4);
@@ -495,6 +502,44 @@ TEST_P(MosaicFilter, anyNumberOfThreadsGivesTheSame) {
             }
             omp_set_num_threads(omp_get_num_procs());
         }
+    }
+}
+
+TEST_P(MosaicFilter, anyNumberOfThreadsGivesTheSameValuesPerCell) {
+    for (const EzImageDataType type : kernelSampleTypes()) {
+        const HeapPicture source = pictureForThreads(type);
+        for (const Filter filter : statistics)
+            for (const int cell : {2, 4, 5, 16}) {
+                omp_set_num_threads(1);
+                const std::vector<double> one = perCell(filter, source, cell, cell);
+                for (const int threads : {2, 3, 8, 64}) {
+                    omp_set_num_threads(threads);
+                    EXPECT_EQ(perCell(filter, source, cell, cell), one) << cell << ", " << threads;
+                }
+                omp_set_num_threads(omp_get_num_procs());
+            }
+    }
+}
+
+TEST_P(MosaicFilter, everyCellOfAPictureThatIsLargerThanTheCaches) {
+    constexpr std::uint32_t cellWidth = 5;
+    constexpr std::uint32_t cellHeight = 3;
+    const HeapPicture source(mosaicFormat(cellWidth * 821 + 4, cellHeight * 1400 + 2));
+    const auto samples = view<std::uint8_t>(*source);
+    const auto sampleOfCell = [](std::uint32_t x, std::uint32_t y) {
+        return static_cast<std::uint8_t>(7 * x + 13 * y);
+    };
+    for (std::uint32_t y = 0; y < samples.height; ++y)
+        for (std::uint32_t x = 0; x < samples.width; ++x)
+            samples.row(y)[x] = sampleOfCell(x / cellWidth, y / cellHeight);
+    for (const Filter filter : statistics) {
+        HeapPicture cells = blank(mosaicFormat(821, 1400));
+        ASSERT_TRUE(filter(*source, all(*source), cellWidth, cellHeight, *cells));
+        std::uint32_t wrong = 0;
+        for (std::uint32_t y = 0; y < cells->height; ++y)
+            for (std::uint32_t x = 0; x < cells->width; ++x)
+                wrong += view<const std::uint8_t>(*cells).row(y)[x] != sampleOfCell(x, y);
+        EXPECT_EQ(wrong, 0U);
     }
 }
 

@@ -100,14 +100,25 @@ struct Mean {
         std::conditional_t<std::is_same_v<Sum, std::uint64_t>, PlainDivision, ExactDivision<Sum>>;
     static constexpr bool canRemove = true;
     explicit Mean(std::uint64_t count)
-        : half(static_cast<Sum>(count / 2)), division{static_cast<Sum>(count)} {}
+        : half(static_cast<Sum>(count / 2)), division{static_cast<Sum>(count)} {
+        if ((count & (count - 1)) == 0)
+            while (count >> shift > 1)
+                ++shift;
+    }
     static Sum load(T sample) { return sample; }
     static Sum combine(Sum a, Sum b) { return static_cast<Sum>(a + b); }
     static Sum remove(Sum a, Sum b) { return static_cast<Sum>(a - b); }
-    T store(Sum sum) const { return static_cast<T>(division(static_cast<Sum>(sum + half))); }
+    T store(Sum sum) const {
+        const auto dividend = static_cast<Sum>(sum + half);
+        if constexpr (std::is_same_v<Sum, std::uint32_t>)
+            if (shift > 0)
+                return static_cast<T>(dividend >> shift);
+        return static_cast<T>(division(dividend));
+    }
 
     Sum half;
     Division division;
+    unsigned shift = 0; // that divides as well, and faster, where the number is a power of two
 };
 
 template <>
@@ -124,6 +135,15 @@ struct Mean<float, double> {
 };
 
 // ---- Lines ----
+
+constexpr std::size_t cacheLine = 64; // bytes
+
+/// Values from one line of scratch to the next: each begins a cache line.
+template <class Value>
+constexpr std::size_t scratchPitch(std::size_t width) {
+    constexpr std::size_t values = cacheLine / sizeof(Value);
+    return (width / values + 1) * values;
+}
 
 /// The values of a line of samples: themselves where they are values already, otherwise made in scratch.
 template <class R>
@@ -222,8 +242,8 @@ template <class R>
 inline void slideAlong(R reduction, const typename R::Value* columns, std::size_t width,
                        std::size_t cellWidth, typename R::Sample* out, typename R::Value* scratch) {
     const std::size_t windows = width - cellWidth + 1;
-    combineWindows<R>(columns, cellWidth, windows, scratch, scratch + width, out,
-                      [&](typename R::Value value) { return reduction.store(value); });
+    combineWindows<R>(columns, cellWidth, windows, scratch, scratch + scratchPitch<typename R::Value>(width),
+                      out, [&](typename R::Value value) { return reduction.store(value); });
     std::fill(out + windows, out + width, out[windows - 1]);
 }
 
@@ -237,19 +257,20 @@ inline void slideBySuffixes(R reduction, PictureView<const typename R::Sample> s
                             typename R::Value* __restrict scratch) {
     using Value = typename R::Value;
     const std::size_t width = source.width;
+    const std::size_t pitch = scratchPitch<Value>(width);
     const std::size_t last = cellHeight - 1;
     Value* const columns = scratch;
-    Value* const longestPrefix = scratch + width;
-    Value* const windows = scratch + 2 * width;
-    Value* const suffixes = scratch + 4 * width; // the one that begins at a line has the line's number ...
+    Value* const longestPrefix = scratch + pitch;
+    Value* const windows = scratch + 2 * pitch;
+    Value* const suffixes = scratch + 4 * pitch; // the one that begins at a line has the line's number ...
     const Value* const lastSuffix =              // ... but the last may be the line itself
-        valuesOf<R>(source.row(top + last), suffixes + last * width, width);
+        valuesOf<R>(source.row(top + last), suffixes + last * pitch, width);
     const auto suffix = [&](std::size_t line) -> const Value* {
-        return line == last ? lastSuffix : suffixes + line * width;
+        return line == last ? lastSuffix : suffixes + line * pitch;
     };
 
     for (std::size_t line = last; line-- > 0;)
-        combineLine<R>(suffix(line + 1), source.row(top + line), suffixes + line * width, width);
+        combineLine<R>(suffix(line + 1), source.row(top + line), suffixes + line * pitch, width);
     slideAlong(reduction, suffix(0), width, cellWidth, destination.row(top), windows);
 
     const Value* prefix = nullptr;
@@ -281,7 +302,7 @@ inline void slideBySums(R reduction, PictureView<const typename R::Sample> sourc
     using Value = typename R::Value;
     const std::size_t width = source.width;
     Value* const columns = scratch;
-    Value* const windows = scratch + width;
+    Value* const windows = scratch + scratchPitch<Value>(width);
     std::fill(columns, columns + width, Value{});
     for (std::size_t line = top; line < top + cellHeight; ++line)
         combineLine<R>(columns, source.row(line), columns, width);
@@ -389,14 +410,37 @@ inline void combineCells(PictureView<const typename R::Sample> source, std::size
     Value* __restrict const windows = scratch + 3 * width;
     combineWindows<R>(scratch, step, width - step + 1, scratch + width, scratch + 2 * width, windows,
                       [](Value value) { return value; });
+    // First what is done one by one: 5 is the step of many sensors.
+    const auto pick = [&](auto every) {
+        for (std::size_t i = 0; i < cells; ++i)
+            scratch[i] = windows[i * every];
+    };
+    if (step == 5)
+        pick(std::integral_constant<std::size_t, 5>());
+    else
+        pick(step);
     for (std::size_t i = 0; i < cells; ++i)
-        result[i] = store(windows[i * step]);
+        result[i] = store(scratch[i]);
+}
+
+/// Has lines of a picture that the caches do not hold fetched in advance: the processor by itself begins anew
+/// with each line.
+template <class T>
+inline void prefetchFromMemory(PictureView<const T> source, std::size_t top, std::size_t lines) {
+    constexpr std::size_t inCaches = 16 << 20;
+    if (source.pitch * source.height <= inCaches)
+        return;
+    for (std::size_t line = top; line < top + lines; ++line)
+        for (std::size_t x = 0; x < source.width; x += cacheLine / sizeof(T))
+            __builtin_prefetch(source.row(line) + x);
 }
 
 template <class R>
 void reduceCells(R reduction, PictureView<const typename R::Sample> source,
                  PictureView<typename R::Sample> destination, std::size_t cellWidth, std::size_t cellHeight,
                  std::size_t cellLine, typename R::Value* scratch) {
+    if (cellLine + 1 < destination.height)
+        prefetchFromMemory(source, (cellLine + 1) * cellHeight, cellHeight);
     combineCells<R>(source, cellWidth, cellHeight, cellLine * cellHeight, destination.width, scratch,
                     destination.row(cellLine),
                     [&](typename R::Value value) { return reduction.store(value); });
@@ -545,10 +589,12 @@ bool forEachOnThreads(std::size_t threadCount, std::size_t count, std::size_t sc
     if (count == 0)
         return true;
     const auto threads = static_cast<int>(std::min(count, threadCount));
-    constexpr std::size_t cacheLine = 64; // which no two threads share
-    const std::size_t perThread = (scratchBytes / cacheLine + 1) * cacheLine;
-    const std::unique_ptr<std::byte[]> scratch(new (std::nothrow)
-                                                   std::byte[perThread * static_cast<std::size_t>(threads)]);
+    constexpr std::align_val_t alignment{cacheLine}; // no two threads write to the same cache line
+    const auto release = [](std::byte* memory) { ::operator delete(memory, alignment); };
+    const std::size_t perThread = (scratchBytes + cacheLine - 1) / cacheLine * cacheLine;
+    const std::size_t bytes = perThread * static_cast<std::size_t>(threads);
+    const std::unique_ptr<std::byte, decltype(release)> scratch(
+        static_cast<std::byte*>(::operator new(bytes, alignment, std::nothrow)), release);
     if (!scratch)
         return false;
 #pragma omp parallel for num_threads(threads) schedule(static)
@@ -567,7 +613,7 @@ bool slide(R reduction, const SzPicBuf& source, const Area& area, SzPicBuf& dest
     const std::size_t blockLines = R::canRemove ? (lines + threads - 1) / threads : area.cellHeight;
     const std::size_t blocks = (lines + blockLines - 1) / blockLines;
     const std::size_t scratchLines = R::canRemove ? 3 : area.cellHeight + 4;
-    const std::size_t scratchBytes = scratchLines * area.width * sizeof(Value);
+    const std::size_t scratchBytes = scratchLines * scratchPitch<Value>(area.width) * sizeof(Value);
     const auto slideOne = [&](std::size_t block, std::byte* scratch) {
         const std::size_t top = block * blockLines;
         forInstructionSet<&slideBlock<R>>(reduction, in, out, area.cellWidth, area.cellHeight, top,
@@ -650,7 +696,8 @@ bool CzPicBufAPI::FilterAvgOnMosaicPicBuf(const SzPicBuf& source, const QRect& r
                    return filter(double{});
                } else {
                    if constexpr (sizeof(T) < sizeof(std::uint16_t))
-                       if (sumFits<T, std::uint16_t>(count))
+                       if (count >= ExactDivision<std::uint16_t>::leastDivisor &&
+                           sumFits<T, std::uint16_t>(count))
                            return filter(std::uint16_t{});
                    if constexpr (sizeof(T) < sizeof(std::uint32_t))
                        if (sumFits<T, std::uint32_t>(count))

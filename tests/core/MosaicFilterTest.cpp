@@ -472,6 +472,38 @@ TEST_P(MosaicFilter, normalizedWhatIsNotANumberStaysNoneAndDoesNotDisturbItsCell
     EXPECT_EQ(result[2], 255.0);
 }
 
+TEST_P(MosaicFilter, normalizedInfinitiesAreTheEndsAndWhatIsFiniteTheOtherEndOrTheMiddle) {
+    HeapPicture source = picture(3, float32,
+                                 {1, infinity, 3,                  //
+                                  -infinity, 1, 3,                 //
+                                  -infinity, 1e38, infinity,       //
+                                  infinity, infinity, infinity,    //
+                                  -infinity, -infinity, -infinity, //
+                                  0.0, -0.0, 0.0});
+    source->bitDepth = 8;
+    EXPECT_EQ(sliding(normalize, source, 3, 1), (std::vector<double>{0, 255, 0,     //
+                                                                     0, 255, 255,   //
+                                                                     0, 127.5, 255, //
+                                                                     0, 0, 0,       //
+                                                                     0, 0, 0,       //
+                                                                     0, 0, 0}));
+}
+
+TEST_P(MosaicFilter, normalizedCellsWithInfinitiesKeepWhatIsNotANumber) {
+    HeapPicture source = picture(3, float32,
+                                 {nan, infinity, infinity, //
+                                  nan, -infinity, 5,       //
+                                  nan, -nan, nan});
+    source->bitDepth = 8;
+    const std::vector<double> result = sliding(normalize, source, 3, 1);
+    for (const std::size_t place : {0, 3, 6, 7, 8})
+        EXPECT_TRUE(std::isnan(result[place])) << place;
+    EXPECT_EQ(result[1], 0.0); // flat
+    EXPECT_EQ(result[2], 0.0);
+    EXPECT_EQ(result[4], 0.0);
+    EXPECT_EQ(result[5], 255.0);
+}
+
 TEST_P(MosaicFilter, rangesBeyondAFloatAreStretchedAsWell) {
     constexpr double most = std::numeric_limits<float>::max();
     HeapPicture source = picture(3, float32, {-most, 0, most});

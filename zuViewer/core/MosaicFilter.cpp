@@ -470,10 +470,18 @@ inline std::uint32_t stretched(std::uint32_t sample, std::uint32_t low, std::uin
     return static_cast<std::uint32_t>((product + range / 2) / range);
 }
 
+/// In place of an infinity: a number beside which every float is next to nothing. What is not a number stays
+/// none.
+inline double withoutInfinity(float sample) {
+    constexpr double far = 1e300;
+    const auto value = static_cast<double>(sample);
+    return value > far ? far : value < -far ? -far : value;
+}
+
 inline float stretched(float sample, float low, float high, double largest) {
-    const double range = static_cast<double>(high) - static_cast<double>(low);
-    const double part =
-        (static_cast<double>(sample) - static_cast<double>(low)) / (range > 0.0 ? range : 1.0);
+    const double lowest = withoutInfinity(low);
+    const double range = withoutInfinity(high) - lowest;
+    const double part = (withoutInfinity(sample) - lowest) / (range > 0.0 ? range : 1.0);
     return static_cast<float>(part * largest);
 }
 

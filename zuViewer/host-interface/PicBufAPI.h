@@ -97,7 +97,9 @@ public:
                                         int cellHeight, SzPicBuf& destination);
     /// Stretches the samples of each whole cell to [0, 2^bitDepth − 1], halves rounded up; a bitDepth of 0 or
     /// beyond the sample type is the type's own. Flat cells become 0, samples outside whole cells are copied
-    /// (also where there is no whole cell at all). destination has the size of source.
+    /// (also where there is no whole cell at all). destination has the size of source. Of floats, what is not
+    /// a number stays none and does not count; an infinity is one end of the range, and what is finite in its
+    /// cell becomes the other end, or the middle between −∞ and ∞.
     static bool FilterNormalizeOnMosaicPicBuf(const SzPicBuf& source, const QRect& region, int cellWidth,
                                               int cellHeight, SzPicBuf& destination);
 };

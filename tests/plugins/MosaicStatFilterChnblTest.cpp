@@ -497,7 +497,7 @@ TEST_F(MosaicStatFilter, sensorsThatAreNoSimpleMosaicPassOnWithAMessage) {
     }
 }
 
-TEST_F(MosaicStatFilter, mosaicWithoutAZoneIsRefusedAndNotDividedIntoCellsOfNothing) {
+TEST_F(MosaicStatFilter, mosaicWithoutAZoneIsRefusedAsNoSimpleOneByEveryFilter) {
     for (const std::int32_t filter : {minimum, maximum, average, normalize})
         for (const bool interpolation : {false, true}) {
             choose(filter, interpolation);

@@ -52,15 +52,11 @@ Pattern negotiatedPattern(const SzPicBufInfo& input, const CzImageMetadata* meta
     return pattern;
 }
 
-/// For the pixels, which the picture itself decides: without a sensor, there is no cell.
+/// For the pixels, which the picture itself decides: without a zone, the cell is one of 0 × 0.
 Pattern patternOf(const SzPicBuf& picture, const CzImageMetadata& metadata) {
     Pattern pattern(picture);
-    if (picture.colorFilterArray != EzColorFilterArray::Hyperspectral)
-        return pattern;
-    if (metadata.hsiCameraParams.zones.isEmpty())
-        pattern.width = pattern.height = 0;
-    else
-        pattern.setZone(metadata.hsiCameraParams.zones.first());
+    if (picture.colorFilterArray == EzColorFilterArray::Hyperspectral)
+        pattern.setZone(metadata.hsiCameraParams.zones.value(0));
     return pattern;
 }
 

@@ -23,9 +23,11 @@ constexpr auto uint8 = EzImageDataType::UInt8;
 constexpr auto uint16 = EzImageDataType::UInt16;
 constexpr auto rggb = EzColorFilterArray::BayerRGGB;
 constexpr auto mosaic = EzColorFilterArray::Hyperspectral;
+const QString failed = "The processing failed.";
 
 class Element : public LooseElement<CzMedianCnbl> {
 public:
+    using CzMedianCnbl::medianBuffer;
     using CzMedianCnbl::planesIn;
     using CzMedianCnbl::planesOut;
 };
@@ -39,9 +41,13 @@ protected:
         element.setupStart();
     }
 
-    std::unique_ptr<CzImageData> process(std::unique_ptr<CzImageData> frame) {
+    void usePool() {
         if (!element.pool)
             element.usePool(1, pictureFormat(64, 64, 4, uint16));
+    }
+
+    std::unique_ptr<CzImageData> process(std::unique_ptr<CzImageData> frame) {
+        usePool();
         auto* const input = frame.release();
         IzChainData* const output = element.processData(input);
         EXPECT_NE(output, input);
@@ -60,6 +66,24 @@ protected:
     void expectPassedOn(std::unique_ptr<CzImageData> frame, const QString& message) {
         EXPECT_EQ(element.processData(frame.get()), frame.get());
         EXPECT_EQ(element.errorMessage(), message);
+    }
+
+    /// Sends a frame through that cannot be filtered: it stays as it was, and the pool gets its buffer back.
+    void expectFailure(std::unique_ptr<CzImageData> frame) {
+        usePool();
+        const SzPicBuf picture = frame->picBuf();
+        const auto pixels = [&] {
+            return picture.data ? std::vector<std::uint8_t>(picture.data, picture.data + picture.dataSize())
+                                : std::vector<std::uint8_t>();
+        };
+        const std::vector<std::uint8_t> before = pixels();
+        EXPECT_EQ(element.processData(frame.get()), frame.get());
+        EXPECT_EQ(element.errorMessage(), failed);
+        EXPECT_EQ(pixels(), before);
+        SzPicBuf buffer;
+        EXPECT_TRUE(CzPicBufAPI::AllocPicBufFromPool(element.pool->handle(), nullptr, buffer,
+                                                     pictureFormat(64, 64, 4, uint16), false));
+        CzPicBufAPI::FreePicBuf(buffer, false);
     }
 
     QDomElement settings(const QString& kernelSize) {
@@ -88,6 +112,17 @@ std::unique_ptr<CzImageData> noise(const SzPicBufInfo& format,
         for (std::uint32_t x = 0; x < pixels.width * pixels.channels; ++x)
             pixels.row(y)[x] = static_cast<T>(random());
     return frame;
+}
+
+/// The samples of an interleaved picture, line by line without padding.
+template <class T>
+std::vector<T> allSamplesOf(const SzPicBuf& picture) {
+    const PictureView<const T> pixels = view<const T>(picture);
+    std::vector<T> samples;
+    for (std::uint32_t y = 0; y < pixels.height; ++y)
+        samples.insert(samples.end(), pixels.row(y),
+                       pixels.row(y) + std::size_t{pixels.width} * pixels.channels);
+    return samples;
 }
 
 /// The median of the samples that lie in steps of the cell around (x, y), the border ones repeated; of those
@@ -165,6 +200,9 @@ TEST_F(Median, duplicateHasTheRadiusAndNothingOfTheRun) {
     auto* const twin = qobject_cast<CzMedianCnbl*>(copy.get());
     ASSERT_TRUE(twin);
     EXPECT_EQ(twin->radius(), 4);
+    EXPECT_TRUE((twin->*&Element::planesIn)().empty());
+    EXPECT_TRUE((twin->*&Element::planesOut)().empty());
+    EXPECT_EQ((twin->*&Element::medianBuffer)(), nullptr);
 }
 
 TEST_F(Median, makesItsOwnWidget) {
@@ -263,34 +301,43 @@ TEST_F(Median, planeCountIsThatOfTheFirstZonesCellOrFour) {
     EXPECT_TRUE(element.planesIn().empty());
 }
 
-TEST_F(Median, stopFreesThePlanesAndMayComeTwiceOrWithoutAStart) {
+TEST_F(Median, stopFreesPlanesAndScratchAndMayComeTwiceOrWithoutAStart) {
     element.setupStop();
     startFor(pictureFormat(8, 8, 1, uint8, rggb));
     EXPECT_EQ(element.planesIn().size(), 4U);
+    EXPECT_TRUE(element.medianBuffer());
     element.setupStop();
     element.setupStop();
     EXPECT_TRUE(element.planesIn().empty());
     EXPECT_TRUE(element.planesOut().empty());
+    EXPECT_FALSE(element.medianBuffer());
 }
 
 TEST_F(Median, startAllocatesNothingForUnknownOrUnsupportedInput) {
     element.setupStart();
     EXPECT_TRUE(element.planesIn().empty());
+    EXPECT_FALSE(element.medianBuffer());
     startFor(pictureFormat(8, 8, 1, EzImageDataType::UInt32, rggb));
     EXPECT_TRUE(element.planesIn().empty());
+    EXPECT_FALSE(element.medianBuffer());
 }
 
-TEST_F(Median, startAllocatesNothingForASensorThatCannotBe) {
+TEST_F(Median, startAllocatesNoPlanesForASensorThatCannotBe) {
     auto zone = filterZone(2, 2);
     zone.cellWidth = zone.cellHeight = 100000; // ten thousand million planes
     startFor(pictureFormat(8, 8, 1, uint8, mosaic), hyperspectral({zone}));
     EXPECT_TRUE(element.planesIn().empty());
 }
 
-TEST_F(Median, planesThatCannotBeAllocatedLeaveNone) {
+TEST_F(Median, planesThatCannotBeAllocatedLeaveNoneAndFramesPassOnWithAMessage) {
+    const SzPicBufInfo format = pictureFormat(8, 8, 1, uint16, rggb);
+    startFor(format);
     startFor(pictureFormat(4000000000U, 4000000000U, 1, uint16, rggb));
     EXPECT_TRUE(element.planesIn().empty());
     EXPECT_TRUE(element.planesOut().empty());
+    expectFailure(numberedFrame(format));
+    startFor(format);
+    EXPECT_TRUE(process(numberedFrame(format)));
 }
 
 // ---- A frame: what passes on ----
@@ -499,48 +546,147 @@ TEST_F(Median, mosaicOfSeveralChannelsIsClearedWhereNoPlaneIs) {
               (std::vector<std::uint8_t>{9, 0, 9, 9, 0, 9, 0, 0, 0, 0, 0, 0}));
 }
 
+TEST_F(Median, paddedLinesAreFilteredLikePackedOnes) {
+    for (const EzColorFilterArray filter : {EzColorFilterArray::None, rggb, mosaic})
+        for (const std::uint32_t channels : {1U, 3U}) {
+            if (filter != EzColorFilterArray::None && channels > 1)
+                continue;
+            const CzImageMetadata metadata = hyperspectral({filterZone(3, 2)});
+            const SzPicBufInfo packed = pictureFormat(12, 8, channels, uint16, filter);
+            SzPicBufInfo padded = packed;
+            padded.linePitch += 10;
+            const auto expected = processInRun(noise<std::uint16_t>(packed, metadata));
+            ASSERT_TRUE(expected);
+            const std::vector<std::uint16_t> samples = allSamplesOf<std::uint16_t>(expected->picBuf());
+            element.usePool(2, pictureFormat(64, 64, 4, uint16));
+            const auto output = processInRun(noise<std::uint16_t>(padded, metadata));
+            ASSERT_TRUE(output);
+            EXPECT_EQ(output->picBuf().linePitch, padded.linePitch);
+            EXPECT_EQ(allSamplesOf<std::uint16_t>(output->picBuf()), samples);
+        }
+}
+
+TEST_F(Median, planarMosaicOfOneChannelIsFilteredLikeAnInterleavedOne) {
+    for (const EzColorFilterArray filter : {rggb, mosaic}) {
+        SzPicBufInfo format = pictureFormat(12, 8, 1, uint8, filter);
+        format.storageFormat = EzDataStorageFormat::Planar;
+        const CzImageMetadata metadata = hyperspectral({filterZone(2, 2)});
+        const auto output = processInRun(noise<std::uint8_t>(format, metadata));
+        ASSERT_TRUE(output);
+        EXPECT_EQ(output->picBuf().storageFormat, EzDataStorageFormat::Planar);
+        expectBandMedians<std::uint8_t>(output->picBuf(), noise<std::uint8_t>(format)->picBuf(), 2, 2, 12, 8,
+                                        1);
+    }
+}
+
+TEST_F(Median, planarMosaicOfSeveralChannelsIsFilteredInItsFirstPlaneAndClearedElsewhere) {
+    // Columns of the cell are as many samples apart as a pixel has: the right ones go to every second sample
+    // from the fourth on.
+    SzPicBufInfo format = pictureFormat(4, 4, 3, uint8, rggb);
+    format.storageFormat = EzDataStorageFormat::Planar;
+    format.linePitch = 4;
+    auto frame = std::make_unique<CzImageData>();
+    SzPicBuf picture;
+    ASSERT_TRUE(CzPicBufAPI::AllocPicBufFromHeap(picture, format, false));
+    std::fill_n(picture.data, 48, std::uint8_t{9});
+    frame->setPicBuf(picture);
+    const auto output = processInRun(std::move(frame));
+    ASSERT_TRUE(output);
+    std::vector<std::uint8_t> expected(48, 0);
+    for (std::size_t y = 0; y < 4; ++y)
+        for (const std::size_t x : {0U, 2U, 3U})
+            expected[4 * y + x] = 9;
+    const std::uint8_t* const data = output->picBuf().data;
+    EXPECT_EQ(std::vector<std::uint8_t>(data, data + 48), expected);
+}
+
+TEST_F(Median, largeCellsInASmallPictureAreFilteredWhereTheyHaveSamples) {
+    // The cell is larger than the picture, so that each band has one sample at most.
+    const CzImageMetadata metadata = hyperspectral({filterZone(8, 8)});
+    const SzPicBufInfo format = pictureFormat(5, 6, 1, uint8, mosaic);
+    const auto output = processInRun(noise<std::uint8_t>(format, metadata));
+    ASSERT_TRUE(output);
+    EXPECT_EQ(samplesOf<std::uint8_t>(output->picBuf()),
+              samplesOf<std::uint8_t>(noise<std::uint8_t>(format)->picBuf()));
+}
+
+TEST_F(Median, samplesOfAPlaneThatAreNotPutBackCountInTheirNeighboursMedians) {
+    // The region begins two cells left of the picture: of each band's plane, 100 100 100 50 70 20 20 20, the
+    // first four samples are put back.
+    auto zone = filterZone(4, 1);
+    zone.left = -8;
+    zone.top = 0;
+    zone.right = 15;
+    zone.bottom = 3;
+    auto frame = numberedFrame(pictureFormat(16, 4, 1, uint8, mosaic), hyperspectral({zone}));
+    const int samples[] = {100, 50, 70, 20};
+    for (std::uint32_t i = 0; i < 64; ++i)
+        frame->picBuf().data[i] = static_cast<std::uint8_t>(samples[i % 16 / 4] + i % 4);
+    const auto output = processInRun(std::move(frame));
+    ASSERT_TRUE(output);
+    const std::uint8_t* const row = output->picBuf().data;
+    for (int band = 0; band < 4; ++band)
+        EXPECT_EQ((std::vector<int>{row[band], row[4 + band], row[8 + band], row[12 + band]}),
+                  (std::vector<int>{100 + band, 100 + band, 100 + band, 70 + band}));
+}
+
 // ---- Pictures and runs that do not belong together ----
 
-TEST_F(Median, mosaicOutsideOfItsRunIsDropped) {
+TEST_F(Median, mosaicOutsideOfItsRunPassesOnWithAMessage) {
     const SzPicBufInfo format = pictureFormat(8, 8, 1, uint8, rggb);
-    EXPECT_FALSE(process(numberedFrame(format))); // no run
+    const auto expectFiltered = [&] {
+        const auto output = process(noise<std::uint8_t>(format));
+        ASSERT_TRUE(output);
+        expectBandMedians<std::uint8_t>(output->picBuf(), noise<std::uint8_t>(format)->picBuf(), 2, 2, 8, 8,
+                                        1);
+    };
+    expectFailure(numberedFrame(format)); // no run
     startFor(format);
-    EXPECT_TRUE(process(numberedFrame(format)));
-    EXPECT_FALSE(process(numberedFrame(pictureFormat(10, 8, 1, uint8, rggb))));
-    EXPECT_FALSE(process(numberedFrame(pictureFormat(8, 10, 1, uint8, rggb))));
-    EXPECT_FALSE(process(numberedFrame(pictureFormat(8, 8, 1, uint16, rggb))));
-    EXPECT_FALSE(
-        process(numberedFrame(pictureFormat(8, 8, 1, uint8, mosaic), hyperspectral({filterZone(3, 3)}))));
-    EXPECT_TRUE(process(numberedFrame(format)));
+    expectFiltered();
+    expectFailure(numberedFrame(pictureFormat(10, 8, 1, uint8, rggb)));
+    expectFailure(numberedFrame(pictureFormat(8, 10, 1, uint8, rggb)));
+    expectFailure(numberedFrame(pictureFormat(8, 8, 1, uint16, rggb)));
+    expectFailure(numberedFrame(pictureFormat(8, 8, 1, uint8, mosaic), hyperspectral({filterZone(3, 3)})));
+    expectFiltered();
+    EXPECT_EQ(element.errorMessage(), failed); // stays
+}
+
+TEST_F(Median, failureIsReportedOnceAndDoesNotReplaceAnEarlierMessage) {
+    usePool();
+    const QString message = "The input image data type is not supported.";
+    expectPassedOn(numberedFrame(pictureFormat(8, 8, 1, EzImageDataType::Float32)), message);
+    expectPassedOn(numberedFrame(pictureFormat(8, 8, 1, uint8, rggb)), message);
 }
 
 TEST_F(Median, pictureWithoutMosaicNeedsNoRun) {
-    const SzPicBufInfo format = pictureFormat(8, 6, 3, uint8);
-    const auto fresh = process(numberedFrame(format));
-    ASSERT_TRUE(fresh);
+    const SzPicBufInfo format = pictureFormat(8, 6, 1, uint16);
+    const auto output = process(noise<std::uint16_t>(format));
+    ASSERT_TRUE(output);
+    expectBandMedians<std::uint16_t>(output->picBuf(), noise<std::uint16_t>(format)->picBuf(), 1, 1, 8, 6, 1);
 }
 
-TEST_F(Median, pictureWithoutDataIsDropped) {
+TEST_F(Median, pictureWithoutDataPassesOnWithAMessage) {
     for (const EzColorFilterArray filter : {EzColorFilterArray::None, rggb}) {
         auto frame = std::make_unique<CzImageData>();
         SzPicBuf picture;
         picture.setPicFormat(pictureFormat(8, 8, 1, uint8, filter));
         frame->setPicBuf(picture);
-        EXPECT_FALSE(process(std::move(frame)));
+        startFor(picture);
+        expectFailure(std::move(frame));
     }
 }
 
 TEST_F(Median, settingsLoadedInMidRunChangeTheRadiusButNotTheScratch) {
     const SzPicBufInfo format = pictureFormat(30, 20, 1, uint16, rggb);
     startFor(format);
-    const SzPicBuf* const planes = &*element.planesIn().front();
-    const std::uint8_t* const samples = planes->data;
+    const void* const scratch = element.medianBuffer();
+    EXPECT_TRUE(scratch);
     ASSERT_TRUE(element.loadSettings(settings("9")));
     const auto output = process(noise<std::uint16_t>(format));
     ASSERT_TRUE(output);
     expectBandMedians<std::uint16_t>(output->picBuf(), noise<std::uint16_t>(format)->picBuf(), 2, 2, 30, 20,
                                      4);
-    EXPECT_EQ(planes->data, samples);
+    EXPECT_EQ(element.medianBuffer(), scratch);
 }
 
 } // namespace

@@ -14,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <memory>
 
 namespace {
@@ -153,6 +154,21 @@ TEST(MedianWidget, slotIsFoundByItsName) {
     EXPECT_EQ(element.radius(), 4);
     EXPECT_EQ(
         CzMedianWidget::staticMetaObject.methodCount() - CzMedianWidget::staticMetaObject.methodOffset(), 1);
+}
+
+TEST(MedianWidget, slotTakesAnyNumber) {
+    LooseElement<CzMedianCnbl> element;
+    const ShownWidget shown(element);
+    const auto radiusFor = [&](int value) {
+        element.setRadius(7);
+        EXPECT_TRUE(
+            QMetaObject::invokeMethod(shown.widget.get(), "onSpinRadiusValueChanged", Q_ARG(int, value)));
+        EXPECT_EQ(shown.label->text(), "3x3"); // the spin box's
+        return element.radius();
+    };
+    for (const int value : {2, 1, 0, -1, -7, INT_MIN})
+        EXPECT_EQ(radiusFor(value), 0) << value;
+    EXPECT_EQ(radiusFor(INT_MAX), 1073741823);
 }
 
 // ---- In a chain ----

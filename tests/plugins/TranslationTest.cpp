@@ -120,7 +120,7 @@ TEST(Translation, toolsFindEveryTextInTheContextOfItsClass) {
     EXPECT_EQ(textsFoundIn("CzMedianCnbl"),
               (QStringList{"Median", "Only the simple mosaic HSI images are supported.",
                            "Performs the median filtering with given kernel size.",
-                           "The input image data type is not supported."}));
+                           "The input image data type is not supported.", "The processing failed."}));
     EXPECT_EQ(textsFoundIn("CzMedianWidget"), (QStringList{"Kernel size:", "Median Filter"}));
     EXPECT_EQ(textsFoundIn("CzFFT2DCnbl"),
               (QStringList{"Blue", "Channel", "Cyan", "FFT 2D(%1)", "Green", "Magenta", "Mono",
@@ -225,6 +225,12 @@ TEST_F(Translated, elementWidgetAndPluginSpeakTheLanguageOfTheUser) {
     const auto floats = numberedFrame(pictureFormat(8, 8, 1, EzImageDataType::Float32));
     EXPECT_EQ(other.processData(floats.get()), floats.get());
     EXPECT_EQ(other.errorMessage(), "Nicht dieser Datentyp.");
+    LooseElement<CzMedianCnbl> withoutRun;
+    withoutRun.usePool(1, pictureFormat(8, 8));
+    const auto bayerFrame =
+        numberedFrame(pictureFormat(8, 8, 1, EzImageDataType::UInt8, EzColorFilterArray::BayerRGGB));
+    EXPECT_EQ(withoutRun.processData(bayerFrame.get()), bayerFrame.get());
+    EXPECT_EQ(withoutRun.errorMessage(), "Filtern misslungen.");
 
     CzLutInmapCnbl lut;
     EXPECT_EQ(lut.caption(), "Kontrast");

@@ -369,6 +369,10 @@
         <source>Only the simple mosaic HSI images are supported.</source>
         <translation>Nur einfache Mosaike.</translation>
     </message>
+    <message>
+        <source>The processing failed.</source>
+        <translation>Filtern misslungen.</translation>
+    </message>
 </context>
 <context>
     <name>CzMedianWidget</name>

@@ -38,7 +38,7 @@ bool isHyperspectral(const SzPicBufInfo& format) {
 }
 
 /// The format of one plane of a mosaic, or of any other picture as it is. Every mosaic is halved, whatever
-/// its cell: planes of larger cells exceed the picture, and what is beyond it is not put back.
+/// its cell: planes of larger cells exceed the picture.
 SzPicBufInfo planeFormat(const SzPicBufInfo& format) {
     SzPicBufInfo plane = format;
     plane.linePitch = 0;
@@ -78,31 +78,58 @@ bool extractPlane(SzPicBuf& plane, const SzPicBuf& picture, const CzImageMetadat
     return extractBayerPlane(plane, picture, static_cast<std::uint32_t>(number));
 }
 
-/// Puts a plane back between the others, as far as it lies inside the picture. The pattern begins in the
-/// picture's corner, whatever region of the sensor the plane came from.
+/// How many of a plane's samples have a place in the picture, from its upper left corner on. The pattern
+/// begins in the picture's corner, whatever region of the sensor the plane came from.
+struct SzInside {
+    std::uint64_t columns;
+    std::uint64_t lines;
+};
+
+SzInside insideOf(const SzPicBuf& picture, const SzPicBufInfo& plane, const SzPattern& pattern,
+                  std::size_t number) {
+    const auto count = [](std::uint64_t size, std::uint64_t first, std::uint64_t step) {
+        return first < size ? (size - first + step - 1) / step : 0;
+    };
+    const std::uint64_t samples = packedLineBytes(picture) / bytesPerSample(picture.dataType);
+    const std::uint64_t columns = count(samples, number % pattern.width * picture.channels, pattern.width);
+    const std::uint64_t lines = count(picture.height, number / pattern.width, pattern.height);
+    return {std::min<std::uint64_t>(plane.width, columns), std::min<std::uint64_t>(plane.height, lines)};
+}
+
+/// The same pixels with what their windows reach, as a picture that owns nothing. Planes of large cells hold
+/// much more, which would be filtered for nothing.
+SzPicBuf reached(const SzPicBuf& plane, const SzInside& inside, int radius) {
+    SzPicBuf part;
+    part.setPicFormat(plane);
+    part.data = plane.data;
+    const auto reach = static_cast<std::uint64_t>(radius);
+    part.width = static_cast<std::uint32_t>(std::min<std::uint64_t>(plane.width, inside.columns + reach));
+    part.height = static_cast<std::uint32_t>(std::min<std::uint64_t>(plane.height, inside.lines + reach));
+    return part;
+}
+
+/// Puts what lies inside the picture of a plane back between the others.
 template <class T>
 void scatterPlane(const SzPicBuf& picture, const SzPicBuf& plane, const SzPattern& pattern,
-                  std::size_t number) {
+                  std::size_t number, const SzInside& inside) {
     const PictureView<T> lines = view<T>(picture);
     const PictureView<const T> samples = view<const T>(plane);
-    const std::size_t end = std::size_t{lines.width} * lines.channels;
     const std::size_t firstColumn = number % pattern.width * picture.channels;
-    std::size_t line = number / pattern.width;
-    for (std::size_t y = 0; y < samples.height && line < lines.height; ++y, line += pattern.height) {
-        const T* in = samples.row(y);
-        const T* const inEnd = in + samples.width;
-        T* const out = lines.row(line);
-        for (std::size_t x = firstColumn; x < end && in < inEnd; x += pattern.width)
-            out[x] = *in++;
+    const std::size_t firstLine = number / pattern.width;
+    for (std::size_t y = 0; y < inside.lines; ++y) {
+        const T* const in = samples.row(y);
+        T* const out = lines.row(firstLine + y * pattern.height) + firstColumn;
+        for (std::size_t x = 0; x < inside.columns; ++x)
+            out[x * pattern.width] = in[x];
     }
 }
 
 void scatterPlane(const SzPicBuf& picture, const SzPicBuf& plane, const SzPattern& pattern,
-                  std::size_t number) {
+                  std::size_t number, const SzInside& inside) {
     if (picture.dataType == EzImageDataType::UInt8)
-        scatterPlane<std::uint8_t>(picture, plane, pattern, number);
+        scatterPlane<std::uint8_t>(picture, plane, pattern, number, inside);
     else
-        scatterPlane<std::uint16_t>(picture, plane, pattern, number);
+        scatterPlane<std::uint16_t>(picture, plane, pattern, number, inside);
 }
 
 /// Whether the planes together hold every sample of the picture. The last line or column of an odd size is in
@@ -259,8 +286,10 @@ IzChainData* CzMedianCnbl::processData(IzChainData* input) {
         return nullptr;
     const bool filtered = isMosaic(picture) ? filterPlanes(*output, picture, metadata, radius)
                                             : CzPicBufAPI::Median(picture, *output, radius, m_medianBuffer);
-    if (!filtered)
-        return nullptr; // the host counts it
+    if (!filtered) {
+        reportOnce(*this, &CzMedianCnbl::setErrorMessage, tr("The processing failed."));
+        return input;
+    }
     return output.deliver(image, metadata);
 }
 
@@ -277,13 +306,16 @@ bool CzMedianCnbl::filterPlanes(SzPicBuf& output, const SzPicBuf& input, const C
     if (!fits(m_planesIn, pattern, plane))
         return false;
     for (std::size_t i = 0; i < m_planesIn.size(); ++i) {
-        SzPicBuf& in = *m_planesIn[i];
-        SzPicBuf& out = *m_planesOut[i];
+        const SzInside inside = insideOf(input, plane, pattern, i);
+        if (inside.columns == 0 || inside.lines == 0)
+            continue;
+        SzPicBuf in = reached(*m_planesIn[i], inside, radius);
+        SzPicBuf out = reached(*m_planesOut[i], inside, radius);
         if (!extractPlane(in, input, metadata, static_cast<int>(i)))
             clearPicture(in); // the picture has no sample of this band: no older frame may show
         if (!CzPicBufAPI::Median(in, out, radius, m_medianBuffer))
             return false;
-        scatterPlane(output, out, pattern, i);
+        scatterPlane(output, out, pattern, i, inside);
     }
     return true;
 }

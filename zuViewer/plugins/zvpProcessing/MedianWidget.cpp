@@ -37,7 +37,7 @@ CzMedianWidget::CzMedianWidget(CzMedianCnbl* element)
 }
 
 void CzMedianWidget::onSpinRadiusValueChanged(int value) {
-    m_element->setRadius((value - 1) / 2);
+    m_element->setRadius((std::max(value, 1) - 1) / 2);
     updateLabel();
 }
 

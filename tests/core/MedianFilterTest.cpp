@@ -11,6 +11,7 @@
 #include <climits>
 #include <numeric>
 #include <random>
+#include <tuple>
 
 namespace {
 
@@ -70,6 +71,16 @@ void expectMedian(const SzPicBuf& source, int radius, void* work = nullptr) {
     HeapPicture result(source);
     ASSERT_TRUE(CzPicBufAPI::Median(source, *result, radius, work));
     EXPECT_TRUE(isMedianOf(*result, source, radius));
+}
+
+/// So many values of the sample type's range, or as many as there are pixels, all over the picture.
+HeapPicture shuffledValues(std::uint32_t width, std::uint32_t height, std::uint32_t values,
+                           EzImageDataType type = uint16) {
+    HeapPicture picture(pictureFormat(width, height, 1, type));
+    fillSamples(*picture, [&](std::uint32_t x, std::uint32_t y, std::uint32_t) {
+        return (x + width * y) * 7919U % values;
+    });
+    return picture;
 }
 
 class Median : public EachInstructionSet {};
@@ -183,31 +194,98 @@ TEST_P(Median, blocksOfALineMeetWithoutASeam) {
 }
 
 TEST_P(Median, stripsMeetWithoutASeam) {
-    HeapPicture picture = patternPicture(pictureFormat(1100, 5, 1, uint16));
-    for (const int radius : {2, 30})
-        expectMedian(*picture, radius);
+    // By networks, which have no strips, and by histograms of one to four tiers.
+    for (const std::uint32_t values : {200U, 3000U, 60000U}) {
+        const HeapPicture picture = shuffledValues(1100, 5, values);
+        for (const int radius : {2, 20, 30})
+            expectMedian(*picture, radius);
+    }
+}
+
+TEST_P(Median, sumsOfColumnsCountInWideWindows) {
+    // Windows of 261 columns begin and end anywhere in the groups of 8 and 64 columns of which there are
+    // sums.
+    for (const std::uint32_t values : {3000U, 60000U}) {
+        const HeapPicture picture = shuffledValues(500, 13, values);
+        for (const int radius : {24, 127, 128, 130}) {
+            HeapPicture result(*picture);
+            ASSERT_TRUE(CzPicBufAPI::Median(*picture, *result, radius, nullptr));
+            EXPECT_TRUE(isMedianOf(*result, *picture, radius, 7));
+        }
+    }
+}
+
+TEST_P(Median, valuesThatComeBackAfterManyLinesAreCountedAfresh) {
+    // 50 dark lines, 50 bright ones, 50 dark ones: further apart than the windows reach.
+    HeapPicture picture(pictureFormat(70, 150, 1, uint16));
+    fillSamples(*picture, [](std::uint32_t x, std::uint32_t y, std::uint32_t) {
+        return y / 50 % 2 * 40000 + (x + 70 * y) * 7919U % 20011;
+    });
+    for (const int radius : {13, 24}) {
+        HeapPicture result(*picture);
+        ASSERT_TRUE(CzPicBufAPI::Median(*picture, *result, radius, nullptr));
+        EXPECT_TRUE(isMedianOf(*result, *picture, radius, 23));
+    }
 }
 
 TEST(MedianFilter, doesNotDependOnTheNumberOfThreads) {
-    // Large enough for seven threads; by networks and by histograms.
-    const HeapPicture picture = patternPicture(pictureFormat(1000, 400, 2, uint8));
+    // Large enough for seven threads: by networks, and by histograms of one to four tiers without sums of
+    // columns and with them.
+    struct Case {
+        EzImageDataType type;
+        std::uint32_t values;
+        int radius;
+    };
     const int before = omp_get_max_threads();
-    for (const int radius : {4, 20}) {
-        HeapPicture one(*picture);
+    for (const Case& one :
+         {Case{uint8, 200, 4}, Case{uint8, 200, 20}, Case{uint16, 3000, 3}, Case{uint16, 60000, 3},
+          Case{uint16, 60000, 9}, Case{uint16, 3000, 20}, Case{uint16, 3000, 30}, Case{uint16, 3000, 130},
+          Case{uint16, 60000, 20}, Case{uint16, 60000, 30}, Case{uint16, 60000, 130}}) {
+        SCOPED_TRACE(testing::Message() << one.values << " values, radius " << one.radius);
+        const HeapPicture picture = shuffledValues(1000, 400, one.values, one.type);
+        HeapPicture expected(*picture);
         omp_set_num_threads(1);
-        EXPECT_TRUE(CzPicBufAPI::Median(*picture, *one, radius, nullptr));
+        ASSERT_TRUE(CzPicBufAPI::Median(*picture, *expected, one.radius, nullptr));
         for (const int threads : {2, 3, 7}) {
             omp_set_num_threads(threads);
             HeapPicture several(*picture);
-            EXPECT_TRUE(CzPicBufAPI::Median(*picture, *several, radius, nullptr));
-            EXPECT_TRUE(samePixels(*several, *one));
-            HeapPicture inPlace(*picture);
-            ASSERT_TRUE(CzPicBufAPI::CopyPicBuf(*inPlace, *picture, false));
-            EXPECT_TRUE(CzPicBufAPI::Median(*inPlace, *inPlace, radius, nullptr));
-            EXPECT_TRUE(samePixels(*inPlace, *one));
+            EXPECT_TRUE(CzPicBufAPI::Median(*picture, *several, one.radius, nullptr));
+            EXPECT_TRUE(samePixels(*several, *expected));
         }
+        HeapPicture inPlace(*picture);
+        ASSERT_TRUE(CzPicBufAPI::CopyPicBuf(*inPlace, *picture, false));
+        EXPECT_TRUE(CzPicBufAPI::Median(*inPlace, *inPlace, one.radius, nullptr));
+        EXPECT_TRUE(samePixels(*inPlace, *expected));
     }
     omp_set_num_threads(before);
+}
+
+TEST(MedianFilter, histogramsWorkInAnyBufferAgainAndAgain) {
+    // Buffers for more or fewer values, other radii and another size, each with what the last picture left in
+    // it.
+    const HeapPicture few = shuffledValues(300, 20, 3000);
+    const HeapPicture many = shuffledValues(300, 20, 60000);
+    SzPicBufInfo format = *few;
+    for (const auto& [bitDepth, radius, width] : {std::tuple{12U, 20, 300U},
+                                                  {12U, 30, 300U},
+                                                  {16U, 20, 300U},
+                                                  {16U, 30, 300U},
+                                                  {16U, 130, 300U},
+                                                  {16U, 30, 20U}}) {
+        format.bitDepth = bitDepth;
+        format.width = width;
+        void* buffer = nullptr;
+        ASSERT_TRUE(CzPicBufAPI::MedianAllocBuffer(format, radius, &buffer));
+        for (const SzPicBuf& picture : {*few, *many, *few})
+            for (const int filtered : {20, 30, 130}) {
+                HeapPicture expected(picture);
+                HeapPicture result(picture);
+                ASSERT_TRUE(CzPicBufAPI::Median(picture, *expected, filtered, nullptr));
+                ASSERT_TRUE(CzPicBufAPI::Median(picture, *result, filtered, buffer));
+                EXPECT_TRUE(samePixels(*result, *expected));
+            }
+        CzPicBufAPI::MedianFreeBuffer(buffer);
+    }
 }
 
 TEST(MedianFilter, worksWithItsBufferWithAnothersAndWithNone) {
@@ -294,7 +372,7 @@ TEST(MedianFilter, buffersOfImpossibleSizesAreRefused) {
 
 TEST(MedianHistograms, memoryIsBoundedAtEveryRadiusAndDepth) {
     for (const std::int64_t width : {1, 2048, 20000})
-        for (const std::int64_t radius : {0, 1, 127, 128, 5000, 32768, INT_MAX})
+        for (const std::int64_t radius : {0, 1, 24, 127, 128, 5000, 32768, INT_MAX})
             for (const std::size_t codes : {256U, 4096U, 65536U})
                 for (const int threads : {1, 2, 64}) {
                     const SzMedianHistogramPlan plan = medianHistogramPlan(width, radius, codes, threads);
@@ -307,32 +385,38 @@ TEST(MedianHistograms, memoryIsBoundedAtEveryRadiusAndDepth) {
 }
 
 TEST(MedianHistograms, pagesThatTakeTurnsGiveTheSame) {
-    std::vector<std::uint8_t> high(40 * 30);
+    // Without sums of columns, and with those of 8 and of 64.
+    const std::int64_t width = 300;
+    const std::int64_t height = 12;
+    std::vector<std::uint8_t> high(static_cast<std::size_t>(width * height));
     std::vector<std::uint8_t> low(high.size());
     std::mt19937 random(7);
     for (std::size_t i = 0; i < high.size(); ++i) {
         high[i] = static_cast<std::uint8_t>(random());
         low[i] = static_cast<std::uint8_t>(random());
     }
-    const auto medians = [&](int pageSlots) {
-        SzMedianHistogramPlan plan = medianHistogramPlan(40, 4, 65536, 1);
-        EXPECT_EQ(plan.pageSlots, 256);
-        plan.pageSlots = pageSlots;
-        std::vector<std::uint16_t> result(high.size());
-        const std::align_val_t alignment{128};
-        auto* const work = static_cast<std::byte*>(::operator new(plan.bytesPerStrip, alignment));
-        medianByHistograms(
-            {high.data(), low.data(), 40, 30}, plan, work,
-            [&](std::int64_t x, std::int64_t y, const std::uint16_t* codes, std::int64_t count) {
-                std::copy_n(codes, count, result.begin() + y * 40 + x);
-            });
-        ::operator delete(work, alignment);
-        return result;
-    };
-    const std::vector<std::uint16_t> expected = medians(256);
-    EXPECT_EQ(medians(16), expected);
-    EXPECT_EQ(medians(2), expected);
-    EXPECT_EQ(medians(1), expected);
+    for (const int radius : {4, 30, 130}) {
+        const auto medians = [&](int pageSlots) {
+            SzMedianHistogramPlan plan = medianHistogramPlan(width, radius, 65536, 1);
+            EXPECT_EQ(plan.pageSlots, 256);
+            plan.pageSlots = pageSlots;
+            std::vector<std::uint16_t> result(high.size());
+            const std::align_val_t alignment{128};
+            auto* const work = static_cast<std::byte*>(::operator new(plan.bytesPerStrip, alignment));
+            std::fill_n(work, plan.bytesPerStrip, std::byte{0xEE});
+            medianByHistograms(
+                {high.data(), low.data(), width, height}, plan, work,
+                [&](std::int64_t x, std::int64_t y, const std::uint16_t* codes, std::int64_t count) {
+                    std::copy_n(codes, count, result.begin() + y * width + x);
+                });
+            ::operator delete(work, alignment);
+            return result;
+        };
+        const std::vector<std::uint16_t> expected = medians(256);
+        EXPECT_EQ(medians(16), expected);
+        EXPECT_EQ(medians(2), expected);
+        EXPECT_EQ(medians(1), expected);
+    }
 }
 
 } // namespace

@@ -26,42 +26,72 @@ constexpr int bins = 16;
 constexpr int pages = 256; ///< one per high byte
 constexpr int nodesPerPage = 1 + bins;
 
-template <class Count>
-struct BinsOf {
-    typedef Count Type __attribute__((vector_size(bins * sizeof(Count))));
+/// The counts of a node's bins, in vectors of vectorSize bytes at most. Those that are larger than a register
+/// would be computed in memory.
+template <class Count, std::size_t vectorSize>
+struct SzBins {
+    static constexpr std::size_t partSize = std::min(bins * sizeof(Count), vectorSize);
+    static constexpr int partBins = static_cast<int>(partSize / sizeof(Count));
+    static constexpr int partCount = bins / partBins;
+    typedef Count Part __attribute__((vector_size(partSize)));
+
+    Part parts[partCount];
+
+    [[gnu::always_inline]] SzBins& operator+=(const SzBins& other) {
+        for (int i = 0; i < partCount; ++i)
+            parts[i] += other.parts[i];
+        return *this;
+    }
+
+    [[gnu::always_inline]] SzBins& operator-=(const SzBins& other) {
+        for (int i = 0; i < partCount; ++i)
+            parts[i] -= other.parts[i];
+        return *this;
+    }
+
+    [[gnu::always_inline]] SzBins& operator*=(Count factor) {
+        for (int i = 0; i < partCount; ++i)
+            parts[i] *= factor;
+        return *this;
+    }
 };
-template <class Count>
-using Bins = typename BinsOf<Count>::Type;
 
 using Coordinate = std::int64_t;
 
 /// What samples of each bin, so many at a time, add to a node's cumulative counts; −1: take away.
-template <class ColumnCount, class WindowCount>
+template <class ColumnBins, class WindowBins>
 struct SzSteps {
     explicit SzSteps(Coordinate weight) {
-        for (int bin = 0; bin < bins; ++bin)
-            for (int lane = 0; lane < bins; ++lane) {
-                columns[bin][lane] = lane >= bin ? static_cast<ColumnCount>(weight) : ColumnCount{0};
-                groups[bin][lane] = lane >= bin ? static_cast<WindowCount>(weight) : WindowCount{0};
-            }
+        for (int bin = 0; bin < bins; ++bin) {
+            fill(columns[bin], bin, weight);
+            fill(groups[bin], bin, weight);
+        }
     }
-    Bins<ColumnCount> columns[bins];
-    Bins<WindowCount> groups[bins];
+
+    template <class Count, std::size_t vectorSize>
+    static void fill(SzBins<Count, vectorSize>& counts, int first, Coordinate weight) {
+        Count numbers[bins] = {};
+        std::fill(numbers + first, numbers + bins, static_cast<Count>(weight));
+        std::memcpy(&counts, numbers, sizeof counts);
+    }
+
+    ColumnBins columns[bins];
+    WindowBins groups[bins];
 };
 
 /// A node of the window.
-template <class Count>
+template <class WindowBins>
 struct SzNode {
-    Bins<Count> counts;
+    WindowBins counts;
     Coordinate x; ///< the pixel around which the counts were taken
     Coordinate y; ///< -1: none
 };
 
-/// Columns of which the deep tiers hold the sums, too.
+/// Columns of a group, and groups of a large one: the deep tiers hold their sums, too.
 constexpr Coordinate groupSize = 8;
 
-Coordinate groupCount(Coordinate columnCount) {
-    return (columnCount + groupSize - 1) / groupSize;
+Coordinate groupCount(Coordinate parts) {
+    return (parts + groupSize - 1) / groupSize;
 }
 
 /// Columns of a page that are brought up to date together.
@@ -97,25 +127,28 @@ constexpr std::size_t roundedUp(std::size_t bytes) {
 }
 
 /// Where the parts of a strip's work memory lie.
-template <class ColumnCount, class WindowCount>
+template <class ColumnBins, class WindowBins>
 struct SzStripLayout {
     SzStripLayout(const SzMedianHistogramPlan& plan, Coordinate columnCount)
         : nodeCount(upperNodes(plan.lowBits) + plan.pageSlots * nodesPerPage)
-        , columns(roundedUp(static_cast<std::size_t>(nodeCount) * sizeof(SzNode<WindowCount>)))
+        , columns(roundedUp(static_cast<std::size_t>(nodeCount) * sizeof(SzNode<WindowBins>)))
         , groups(columns + roundedUp(static_cast<std::size_t>(nodeCount) *
-                                     static_cast<std::size_t>(columnCount) * sizeof(Bins<ColumnCount>)))
-        , ranks(groups + (plan.hasGroups
-                              ? roundedUp(static_cast<std::size_t>(nodeCount * groupCount(columnCount)) *
-                                          sizeof(Bins<WindowCount>))
-                              : 0))
-        , codes(ranks + roundedUp(static_cast<std::size_t>(plan.stripWidth) * sizeof(WindowCount)))
+                                     static_cast<std::size_t>(columnCount) * sizeof(ColumnBins)))
+        , largeGroups(groups + (plan.hasGroups ? groupBytes(groupCount(columnCount)) : 0))
+        , ranks(largeGroups + (plan.hasLargeGroups ? groupBytes(groupCount(groupCount(columnCount))) : 0))
+        , codes(ranks + roundedUp(static_cast<std::size_t>(plan.stripWidth) * (sizeof(WindowBins) / bins)))
         , blockLines(codes + roundedUp(static_cast<std::size_t>(plan.stripWidth) * sizeof(std::uint16_t)))
         , bytes(blockLines + roundedUp(static_cast<std::size_t>(plan.pageSlots * blockCount(columnCount)) *
                                        sizeof(Coordinate))) {}
 
+    std::size_t groupBytes(Coordinate perNode) const {
+        return roundedUp(static_cast<std::size_t>(nodeCount * perNode) * sizeof(WindowBins));
+    }
+
     Coordinate nodeCount;
     std::size_t columns;
     std::size_t groups;
+    std::size_t largeGroups;
     std::size_t ranks;
     std::size_t codes;
     std::size_t blockLines;
@@ -123,18 +156,24 @@ struct SzStripLayout {
 };
 
 /// How many counts do not exceed rank: the bin of the rank, as the last count does.
-template <class Count>
-inline int binOfRank(const Bins<Count>& counts, Count rank) {
-    using Flags = Bins<std::int8_t>;
-    const Flags below = __builtin_convertvector(counts <= rank, Flags);
+template <class Count, std::size_t vectorSize>
+[[gnu::always_inline]] inline int binOfRank(const SzBins<Count, vectorSize>& counts, Count rank) {
+    using Bins = SzBins<Count, vectorSize>;
+    typedef std::int8_t Flags __attribute__((vector_size(Bins::partBins)));
+    Flags below[Bins::partCount];
+    for (int i = 0; i < Bins::partCount; ++i)
+        below[i] = __builtin_convertvector(counts.parts[i] <= rank, Flags);
     std::uint64_t words[2];
     std::memcpy(words, &below, sizeof words);
     constexpr std::uint64_t ones = 0x0101010101010101;
     return static_cast<int>((((words[0] & ones) + (words[1] & ones)) * ones) >> 56);
 }
 
-template <class ColumnCount, class WindowCount>
+template <class ColumnCount, class WindowCount, std::size_t vectorSize>
 class StripMedian {
+    using ColumnBins = SzBins<ColumnCount, vectorSize>;
+    using WindowBins = SzBins<WindowCount, vectorSize>;
+
 public:
     explicit StripMedian(const SzStrip& strip)
         : m_strip(strip)
@@ -144,20 +183,23 @@ public:
         , m_firstColumn(std::max<Coordinate>(0, strip.begin - m_radius))
         , m_columnCount(std::min(m_width, strip.end + m_radius) - m_firstColumn)
         , m_groupCount(groupCount(m_columnCount))
+        , m_largeGroupCount(groupCount(m_groupCount))
         , m_hasGroups(strip.plan.hasGroups)
+        , m_hasLargeGroups(strip.plan.hasLargeGroups)
         , m_lowBits(strip.plan.lowBits)
         , m_upperNodes(upperNodes(m_lowBits))
         , m_blockCount(blockCount(m_columnCount))
         , m_entering(1)
         , m_leaving(-1) {
-        const SzStripLayout<ColumnCount, WindowCount> layout(strip.plan, m_columnCount);
-        m_nodes = reinterpret_cast<SzNode<WindowCount>*>(strip.work);
-        m_columns = reinterpret_cast<Bins<ColumnCount>*>(strip.work + layout.columns);
-        m_groups = reinterpret_cast<Bins<WindowCount>*>(strip.work + layout.groups);
+        const SzStripLayout<ColumnBins, WindowBins> layout(strip.plan, m_columnCount);
+        m_nodes = reinterpret_cast<SzNode<WindowBins>*>(strip.work);
+        m_columns = reinterpret_cast<ColumnBins*>(strip.work + layout.columns);
+        m_groups = reinterpret_cast<WindowBins*>(strip.work + layout.groups);
+        m_largeGroups = reinterpret_cast<WindowBins*>(strip.work + layout.largeGroups);
         m_ranks = reinterpret_cast<WindowCount*>(strip.work + layout.ranks);
         m_codes = reinterpret_cast<std::uint16_t*>(strip.work + layout.codes);
         m_blockLines = reinterpret_cast<Coordinate*>(strip.work + layout.blockLines);
-        std::fill_n(m_nodes, layout.nodeCount, SzNode<WindowCount>{{}, -1, -1});
+        std::fill_n(m_nodes, layout.nodeCount, SzNode<WindowBins>{{}, -1, -1});
         m_slots.fill({-1, -1});
         m_slotOfPage.fill(-1);
     }
@@ -170,6 +212,9 @@ public:
         if (m_hasGroups)
             std::memset(static_cast<void*>(m_groups), 0,
                         static_cast<std::size_t>(m_upperNodes * m_groupCount) * sizeof *m_groups);
+        if (m_hasLargeGroups)
+            std::memset(static_cast<void*>(m_largeGroups), 0,
+                        static_cast<std::size_t>(m_upperNodes * m_largeGroupCount) * sizeof *m_largeGroups);
         forEachLine(0, [&](Coordinate line, const Steps& steps) { countLine(line, steps); });
         for (Coordinate y = 0; y < m_height; ++y) {
             if (y > 0)
@@ -192,7 +237,7 @@ public:
     }
 
 private:
-    using Steps = SzSteps<ColumnCount, WindowCount>;
+    using Steps = SzSteps<ColumnBins, WindowBins>;
 
     /// The lines of the window around y. Borders are repeated outwards.
     template <class Function>
@@ -216,15 +261,18 @@ private:
     }
 
     /// A node of all columns, side by side.
-    Bins<ColumnCount>* columnsOf(Coordinate node) const { return m_columns + node * m_columnCount; }
+    ColumnBins* columnsOf(Coordinate node) const { return m_columns + node * m_columnCount; }
 
-    Bins<WindowCount>* groupsOf(Coordinate node) const { return m_groups + node * m_groupCount; }
+    WindowBins* groupsOf(Coordinate node) const { return m_groups + node * m_groupCount; }
+    WindowBins* largeGroupsOf(Coordinate node) const { return m_largeGroups + node * m_largeGroupCount; }
 
     /// In a node of a deep tier.
     void countDeep(Coordinate node, Coordinate column, int bin, const Steps& steps) {
         columnsOf(node)[column] += steps.columns[bin];
         if (m_hasGroups)
             groupsOf(node)[column / groupSize] += steps.groups[bin];
+        if (m_hasLargeGroups)
+            largeGroupsOf(node)[column / (groupSize * groupSize)] += steps.groups[bin];
     }
 
     void countLine(Coordinate y, const Steps& steps) {
@@ -243,12 +291,13 @@ private:
         const Coordinate enteringLine = lineAt(y + m_radius);
         const std::uint8_t* const leaving = highBytes(leavingLine);
         const std::uint8_t* const entering = highBytes(enteringLine);
-        Bins<ColumnCount>* const roots = columnsOf(0);
-        Bins<ColumnCount>* const nodes = columnsOf(1);
+        ColumnBins* const roots = columnsOf(0);
+        ColumnBins* const nodes = columnsOf(1);
         for (Coordinate column = 0; column < m_columnCount; ++column) {
             const int out = leaving[column];
             const int in = entering[column];
-            roots[column] += m_entering.columns[in / bins] - m_entering.columns[out / bins];
+            roots[column] += m_entering.columns[in / bins];
+            roots[column] -= m_entering.columns[out / bins];
             nodes[in / bins * m_columnCount + column] += m_entering.columns[in % bins];
             nodes[out / bins * m_columnCount + column] -= m_entering.columns[out % bins];
         }
@@ -288,8 +337,15 @@ private:
             m_slotOfPage[static_cast<std::size_t>(slot.page)] = -1;
         slot.page = page;
         std::fill_n(m_blockLines + number * m_blockCount, m_blockCount, Coordinate{-1});
+        const Coordinate node = m_upperNodes + Coordinate{number} * nodesPerPage;
         for (int i = 0; i < nodesPerPage; ++i)
-            m_nodes[m_upperNodes + Coordinate{number} * nodesPerPage + i].y = -1;
+            m_nodes[node + i].y = -1;
+        if (m_hasGroups)
+            std::memset(static_cast<void*>(groupsOf(node)), 0,
+                        static_cast<std::size_t>(nodesPerPage * m_groupCount) * sizeof *m_groups);
+        if (m_hasLargeGroups)
+            std::memset(static_cast<void*>(largeGroupsOf(node)), 0,
+                        static_cast<std::size_t>(nodesPerPage * m_largeGroupCount) * sizeof *m_largeGroups);
         return number;
     }
 
@@ -301,9 +357,11 @@ private:
             for (int i = 0; i < nodesPerPage; ++i) {
                 std::memset(static_cast<void*>(columnsOf(node + i) + begin), 0,
                             static_cast<std::size_t>(end - begin) * sizeof *m_columns);
-                if (m_hasGroups)
-                    std::memset(static_cast<void*>(groupsOf(node + i) + begin / groupSize), 0,
-                                static_cast<std::size_t>(groupCount(end - begin)) * sizeof *m_groups);
+                for (Coordinate group = begin / groupSize; m_hasGroups && group < groupCount(end); ++group) {
+                    if (m_hasLargeGroups)
+                        largeGroupsOf(node + i)[group / groupSize] -= groupsOf(node + i)[group];
+                    groupsOf(node + i)[group] = WindowBins{};
+                }
             }
             forEachLine(y, [&](Coordinate inside, const Steps& steps) {
                 countBlock(page, node, begin, end, inside, steps);
@@ -338,57 +396,83 @@ private:
         const auto isOnPage = codes == highByte;
         std::uint64_t words[4];
         std::memcpy(words, &isOnPage, sizeof words);
-        for (std::uint64_t word : words) {
-            for (word = qFromLittleEndian(word); word != 0;) {
-                const int byte = __builtin_ctzll(word) / 8;
-                count(begin + byte);
-                word &= ~(std::uint64_t{0xFF} << (8 * byte));
-            }
-            begin += 8;
-        }
+        // One bit per column: the lowest of each byte, moved to the highest byte side by side.
+        std::uint32_t found = 0;
+        for (int i = 0; i < 4; ++i)
+            found |= static_cast<std::uint32_t>(
+                         (qFromLittleEndian(words[i]) & 0x0101010101010101) * 0x0102040810204080 >> 56)
+                     << (8 * i);
+        for (; found != 0; found &= found - 1)
+            count(begin + __builtin_ctz(found));
     }
 
     Coordinate columnAt(Coordinate x) const {
         return std::clamp<Coordinate>(x, 0, m_width - 1) - m_firstColumn;
     }
 
-    // Inlined, as a vector that is returned must not go from code for one instruction set to code for
-    // another.
-    [[gnu::always_inline]] static Bins<WindowCount> wide(const Bins<ColumnCount>& column) {
-        return __builtin_convertvector(column, Bins<WindowCount>);
+    [[gnu::always_inline]] static WindowBins wide(const ColumnBins& column) {
+        typedef ColumnCount Part __attribute__((vector_size(WindowBins::partBins * sizeof(ColumnCount))));
+        WindowBins counts;
+        for (int i = 0; i < WindowBins::partCount; ++i) {
+            Part part;
+            std::memcpy(&part, reinterpret_cast<const Part*>(&column) + i, sizeof part);
+            counts.parts[i] = __builtin_convertvector(part, typename WindowBins::Part);
+        }
+        return counts;
+    }
+
+    [[gnu::always_inline]] static void addTimes(WindowBins& counts, const ColumnBins& column,
+                                                Coordinate times) {
+        WindowBins product = wide(column);
+        product *= static_cast<WindowCount>(times);
+        counts += product;
+    }
+
+    /// Moves a node's counts to pixel x from the one to its left.
+    [[gnu::always_inline]] void slide(WindowBins& counts, const ColumnBins* columns, Coordinate x) const {
+        counts += wide(columns[columnAt(x + m_radius)]);
+        counts -= wide(columns[columnAt(x - 1 - m_radius)]);
     }
 
     /// A node's counts around a pixel: from where they were taken last, or afresh if that is less work.
-    [[gnu::always_inline]] Bins<WindowCount> countsAround(Coordinate x, Coordinate y,
-                                                          Coordinate number) const {
-        const SzNode<WindowCount>& node = m_nodes[number];
-        const Bins<ColumnCount>* const columns = columnsOf(number);
+    [[gnu::always_inline]] WindowBins countsAround(Coordinate x, Coordinate y, Coordinate number) const {
+        const SzNode<WindowBins>& node = m_nodes[number];
+        const ColumnBins* const columns = columnsOf(number);
         const Coordinate left = std::max<Coordinate>(0, x - m_radius);
         const Coordinate right = std::min(m_width - 1, x + m_radius);
         const bool hasGroups = m_hasGroups && number > bins;
         const Coordinate afresh = hasGroups ? (right - left) / groupSize + groupSize : right - left + 1;
         if (node.y == y && 2 * (x - node.x) <= afresh) {
-            Bins<WindowCount> counts = node.counts;
+            WindowBins counts = node.counts;
             for (Coordinate i = node.x + 1; i <= x; ++i)
-                counts += wide(columns[columnAt(i + m_radius)]) - wide(columns[columnAt(i - 1 - m_radius)]);
+                slide(counts, columns, i);
             return counts;
         }
-        Bins<WindowCount> counts{};
+        WindowBins counts{};
         Coordinate column = left - m_firstColumn;
         const Coordinate end = right + 1 - m_firstColumn;
         if (hasGroups) {
             for (; column < end && column % groupSize != 0; ++column)
                 counts += wide(columns[column]);
-            for (; column + groupSize <= end; column += groupSize)
-                counts += groupsOf(number)[column / groupSize];
+            Coordinate group = column / groupSize;
+            const Coordinate groupEnd = end / groupSize;
+            if (m_hasLargeGroups) {
+                for (; group < groupEnd && group % groupSize != 0; ++group)
+                    counts += groupsOf(number)[group];
+                for (; group + groupSize <= groupEnd; group += groupSize)
+                    counts += largeGroupsOf(number)[group / groupSize];
+            }
+            for (; group < groupEnd; ++group)
+                counts += groupsOf(number)[group];
+            column = std::max(column, group * groupSize);
         }
         for (; column < end; ++column)
             counts += wide(columns[column]);
         // The borders repeated outwards.
         if (const Coordinate beyond = left - (x - m_radius); beyond > 0)
-            counts += wide(columns[left - m_firstColumn]) * static_cast<WindowCount>(beyond);
+            addTimes(counts, columns[left - m_firstColumn], beyond);
         if (const Coordinate beyond = x + m_radius - right; beyond > 0)
-            counts += wide(columns[right - m_firstColumn]) * static_cast<WindowCount>(beyond);
+            addTimes(counts, columns[right - m_firstColumn], beyond);
         return counts;
     }
 
@@ -405,17 +489,17 @@ private:
             while (end < count && m_codes[end] == prefix)
                 ++end;
             const Coordinate number = nodeOf(int{prefix}, m_strip.begin + i, m_strip.begin + end);
-            const Bins<ColumnCount>* const columns = columnsOf(number);
-            Bins<WindowCount> counts = countsAround(m_strip.begin + i, y, number);
+            const ColumnBins* const columns = columnsOf(number);
+            WindowBins counts = countsAround(m_strip.begin + i, y, number);
             while (true) {
-                const int bin = binOfRank<WindowCount>(counts, m_ranks[i]);
+                const int bin = binOfRank(counts, m_ranks[i]);
                 std::memcpy(below + 1, &counts, sizeof counts);
                 m_ranks[i] = static_cast<WindowCount>(m_ranks[i] - below[bin]);
                 m_codes[i] = static_cast<std::uint16_t>(prefix * bins + bin);
                 if (++i == end)
                     break;
                 const Coordinate x = m_strip.begin + i;
-                counts += wide(columns[columnAt(x + m_radius)]) - wide(columns[columnAt(x - 1 - m_radius)]);
+                slide(counts, columns, x);
             }
             m_nodes[number] = {counts, m_strip.begin + i - 1, y};
         }
@@ -428,7 +512,9 @@ private:
     const Coordinate m_firstColumn; ///< columns that the strip's windows reach
     const Coordinate m_columnCount;
     const Coordinate m_groupCount;
+    const Coordinate m_largeGroupCount;
     const bool m_hasGroups;
+    const bool m_hasLargeGroups;
     const int m_lowBits;
     const Coordinate m_upperNodes;
     const Coordinate m_blockCount;
@@ -436,17 +522,18 @@ private:
     const Steps m_leaving;
     std::array<SzSlot, pages> m_slots;
     std::array<int, pages> m_slotOfPage; ///< -1: none
-    SzNode<WindowCount>* m_nodes;
-    Bins<ColumnCount>* m_columns;
-    Bins<WindowCount>* m_groups;
+    SzNode<WindowBins>* m_nodes;
+    ColumnBins* m_columns;
+    WindowBins* m_groups;
+    WindowBins* m_largeGroups;
     WindowCount* m_ranks;     ///< of the line's medians in their nodes
     Coordinate* m_blockLines; ///< by slot, the line around which each block was counted; -1: none
     std::uint16_t* m_codes;   ///< the line's medians, as far as they are found
 };
 
-template <class ColumnCount, class WindowCount>
+template <class ColumnCount, class WindowCount, std::size_t vectorSize>
 void medianOfStrip(const SzStrip* strip) {
-    StripMedian<ColumnCount, WindowCount>(*strip).run();
+    StripMedian<ColumnCount, WindowCount, vectorSize>(*strip).run();
 }
 
 /// The smallest counts that hold the samples of a column and of a window of this radius.
@@ -470,22 +557,27 @@ SzMedianHistogramPlan medianHistogramPlan(std::int64_t width, std::int64_t radiu
     SzMedianHistogramPlan plan;
     plan.lowBits = codeCount <= 256 ? 0 : codeCount <= mostMedianCodesWithoutPages ? 4 : 8;
     plan.hasGroups = plan.lowBits > 0 && radius >= 24;
+    plan.hasLargeGroups = plan.lowBits > 0 && radius >= 128;
     plan.radius = radius;
     plan.threads = threads;
     plan.stripWidth = std::min(std::max(narrowest, 2 * radius), (width + threads - 1) / threads);
     const Coordinate columns = std::min(width, plan.stripWidth + 2 * radius);
     withCounts(radius, [&](auto column, auto window) {
-        using Layout = SzStripLayout<decltype(column), decltype(window)>;
+        // With narrower vectors it is no larger.
+        using ColumnBins = SzBins<decltype(column), 64>;
+        using WindowBins = SzBins<decltype(window), 64>;
         plan.pageSlots = 0;
         if (plan.lowBits == 8) {
-            std::size_t pageBytes = static_cast<std::size_t>(columns) * sizeof(Bins<decltype(column)>);
+            std::size_t pageBytes = static_cast<std::size_t>(columns) * sizeof(ColumnBins);
             if (plan.hasGroups)
-                pageBytes += static_cast<std::size_t>(groupCount(columns)) * sizeof(Bins<decltype(window)>);
+                pageBytes += static_cast<std::size_t>(groupCount(columns)) * sizeof(WindowBins);
+            if (plan.hasLargeGroups)
+                pageBytes += static_cast<std::size_t>(groupCount(groupCount(columns))) * sizeof(WindowBins);
             pageBytes *= nodesPerPage;
             const std::size_t affordable = mostPageBytes / static_cast<std::size_t>(threads) / pageBytes;
             plan.pageSlots = static_cast<int>(std::clamp<std::size_t>(affordable, 1, pages));
         }
-        plan.bytesPerStrip = Layout(plan, columns).bytes;
+        plan.bytesPerStrip = SzStripLayout<ColumnBins, WindowBins>(plan, columns).bytes;
     });
     return plan;
 }
@@ -502,7 +594,10 @@ void medianByHistograms(const SzMedianCodes& channel, const SzMedianHistogramPla
         strip.work = work + static_cast<std::size_t>(omp_get_thread_num()) * plan.bytesPerStrip;
         strip.sink = &sink;
         withCounts(plan.radius, [&](auto column, auto window) {
-            forInstructionSet<&medianOfStrip<decltype(column), decltype(window)>>(&strip);
+            using Column = decltype(column);
+            using Window = decltype(window);
+            forInstructionSets<&medianOfStrip<Column, Window, 16>, &medianOfStrip<Column, Window, 32>,
+                               &medianOfStrip<Column, Window, 64>>(&strip);
         });
     }
 }

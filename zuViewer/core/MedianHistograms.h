@@ -19,7 +19,8 @@ struct SzMedianCodes {
 /// work memory of its own.
 struct SzMedianHistogramPlan {
     int lowBits;         ///< 0, 4 or 8: codes have 8 bits more
-    bool hasGroups;      ///< sums of neighbouring columns are held, too
+    bool hasGroups;      ///< sums of 8 neighbouring columns are held, too
+    bool hasLargeGroups; ///< and of 64
     std::int64_t radius; ///< half the side of the square, rounded down
     std::int64_t stripWidth;
     int pageSlots; ///< values of the high byte whose low bits are counted at a time
@@ -38,7 +39,15 @@ ZUCORE_EXPORT SzMedianHistogramPlan medianHistogramPlan(std::int64_t width, std:
 using MedianSink =
     std::function<void(std::int64_t x, std::int64_t y, const std::uint16_t* codes, std::int64_t count)>;
 
-/// Finds the median of the (2 × radius + 1)-square around each code, borders repeated outwards. work has
-/// threads × bytesPerStrip bytes, aligned to 64. The cost per pixel hardly depends on the radius.
+/// Finds the median of the (2 × radius + 1)-square around each code, borders repeated outwards, on
+/// plan.threads threads. channel, radius, codes and threads are those of the plan. work has threads ×
+/// bytesPerStrip bytes, aligned to 128.
+///
+/// The time per pixel hardly depends on the radius where there are 256 codes at most. With more of them it
+/// depends on the picture, too: the counts of a deep tier's node are summed up afresh, column by column or
+/// group by group, wherever neighbouring medians lie in different nodes.
+///
+/// After T. S. Huang, G. J. Yang and G. Y. Tang, "A fast two-dimensional median filtering algorithm", 1979,
+/// and S. Perreault and P. Hébert, "Median filtering in constant time", 2007.
 ZUCORE_EXPORT void medianByHistograms(const SzMedianCodes& channel, const SzMedianHistogramPlan& plan,
                                       std::byte* work, const MedianSink& sink);

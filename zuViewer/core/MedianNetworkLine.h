@@ -48,22 +48,24 @@ template <class Vector>
     return a < b ? b : a;
 }
 
-/// Medians are found in blocks, so that all lines of work stay in the first-level cache.
-template <int k, class Sample>
+/// Medians are found in blocks, so that all lines of work stay in the first-level cache. Vectors have
+/// vectorSize bytes: larger ones than a register would be computed in memory.
+template <int k, class Sample, std::size_t vectorSize>
 struct SzMedianBlock {
-    typedef OrderedSample<Sample> Vector __attribute__((vector_size(medianVectorSize)));
-    static constexpr std::size_t lanes = medianVectorSize / sizeof(Sample);
-    static constexpr std::size_t most = std::size_t{24 * 1024} / medianVectorSize / MedianNetwork<k>::lines;
+    typedef OrderedSample<Sample> Vector __attribute__((vector_size(vectorSize)));
+    static constexpr std::size_t lanes = vectorSize / sizeof(Sample);
+    static constexpr std::size_t most = std::size_t{24 * 1024} / vectorSize / MedianNetwork<k>::lines;
     static constexpr std::size_t vectors = std::clamp<std::size_t>(most, 4, 32);
     /// The columns right of a block, and what the last vector reads beyond them.
     static constexpr std::size_t beyond = (k - 1 + lanes - 1) / lanes + 1;
     static constexpr std::size_t lineSize = (vectors + beyond) * lanes;
+    static constexpr std::size_t work = (MedianNetwork<k>::lines + 1) * lineSize;
 };
 
-template <int k, class Sample>
+template <int k, class Sample, std::size_t vectorSize>
 void findMediansOfLine(const Sample* const* rows, Sample* out, std::size_t outStep, std::size_t width,
                        Sample* work) {
-    using Block = SzMedianBlock<k, Sample>;
+    using Block = SzMedianBlock<k, Sample, vectorSize>;
     Sample* const medians = work + MedianNetwork<k>::lines * Block::lineSize;
     for (std::size_t x = 0; x < width; x += Block::vectors * Block::lanes) {
         const std::size_t count = std::min(Block::vectors * Block::lanes, width - x);
@@ -81,11 +83,13 @@ void findMediansOfLine(const Sample* const* rows, Sample* out, std::size_t outSt
 
 template <int k, class Sample>
 std::size_t medianLineWork() {
-    return (MedianNetwork<k>::lines + 1) * SzMedianBlock<k, Sample>::lineSize;
+    return std::max({SzMedianBlock<k, Sample, 16>::work, SzMedianBlock<k, Sample, 32>::work,
+                     SzMedianBlock<k, Sample, largestMedianVector>::work});
 }
 
 template <int k, class Sample>
 void medianLine(const Sample* const* rows, Sample* out, std::size_t outStep, std::size_t width,
                 Sample* work) {
-    forInstructionSet<&findMediansOfLine<k, Sample>>(rows, out, outStep, width, work);
+    forInstructionSets<&findMediansOfLine<k, Sample, 16>, &findMediansOfLine<k, Sample, 32>,
+                       &findMediansOfLine<k, Sample, largestMedianVector>>(rows, out, outStep, width, work);
 }

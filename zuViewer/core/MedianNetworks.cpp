@@ -31,7 +31,7 @@ const SzNetwork<T>& networkOf(int radius) {
 /// Lines of a channel with their borders repeated, and what a network reads beyond.
 template <class T>
 std::size_t paddedWidth(std::size_t width, int radius) {
-    constexpr std::size_t lanes = medianVectorSize / sizeof(T);
+    constexpr std::size_t lanes = largestMedianVector / sizeof(T);
     const std::size_t samples = width + 2 * static_cast<std::size_t>(radius) + medianRowSlack / sizeof(T);
     return (samples + lanes - 1) / lanes * lanes;
 }

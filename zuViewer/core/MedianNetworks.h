@@ -32,8 +32,8 @@ template <class T>
 void medianByNetworks(const SzMedianChannel<T>& destination, const SzMedianChannel<const T>& source,
                       int radius, int threads, std::byte* work);
 
-/// Bytes of the vectors that the networks compute with.
-constexpr std::size_t medianVectorSize = 32;
+/// Bytes of the largest vectors that the networks compute with.
+constexpr std::size_t largestMedianVector = 64;
 
 /// What the networks compare. Every processor has minima and maxima of unsigned bytes, but of signed words:
 /// an ordered sample is one with these bits flipped, taken as this type.
@@ -47,7 +47,7 @@ constexpr Sample orderedFlip = sizeof(Sample) == 1 ? 0 : 0x8000;
 /// medianLineWork() samples.
 template <int k, class Sample>
 void medianLine(const Sample* const* rows, Sample* out, std::size_t outStep, std::size_t width, Sample* work);
-constexpr std::size_t medianRowSlack = 2 * medianVectorSize;
+constexpr std::size_t medianRowSlack = 2 * largestMedianVector;
 
 template <int k, class Sample>
 std::size_t medianLineWork();

@@ -39,6 +39,23 @@ template <auto Kernel, class... Arguments>
 
 } // namespace instructionset
 
+/// Calls the function for the best instruction set that instructionSet() allows, compiled for it. For kernels
+/// whose vectors have the width of the instruction set's; see forInstructionSet().
+template <auto Portable, auto Avx2, auto Avx512, class... Arguments>
+auto forInstructionSets(Arguments... arguments) {
+#ifdef __x86_64__
+    switch (instructionSet()) {
+    case EzInstructionSet::Avx512:
+        return instructionset::avx512<Avx512>(arguments...);
+    case EzInstructionSet::Avx2:
+        return instructionset::avx2<Avx2>(arguments...);
+    case EzInstructionSet::Portable:
+        break;
+    }
+#endif
+    return instructionset::portable<Portable>(arguments...);
+}
+
 /// Calls Kernel, a function that is written once in plain C++ and compiled for each instruction set, in the
 /// best version that instructionSet() allows. All that it calls is inlined into the versions, so it has to be
 /// defined in the same file; what cannot be inlined stays portable. Arguments are passed by value.
@@ -46,15 +63,5 @@ template <auto Kernel, class... Arguments>
 ///     forInstructionSet<&addRow<std::uint16_t>>(source.row(y), sums.row(y), count);
 template <auto Kernel, class... Arguments>
 auto forInstructionSet(Arguments... arguments) {
-#ifdef __x86_64__
-    switch (instructionSet()) {
-    case EzInstructionSet::Avx512:
-        return instructionset::avx512<Kernel>(arguments...);
-    case EzInstructionSet::Avx2:
-        return instructionset::avx2<Kernel>(arguments...);
-    case EzInstructionSet::Portable:
-        break;
-    }
-#endif
-    return instructionset::portable<Kernel>(arguments...);
+    return forInstructionSets<Kernel, Kernel, Kernel>(arguments...);
 }

@@ -142,8 +142,11 @@ TEST_P(Median, findsItAmongAnyNumberOfDifferentValues) {
         fillSamples(*picture, [&](std::uint32_t x, std::uint32_t y, std::uint32_t) {
             return (x + y * 90) * 7919U % values * 14 + 5;
         });
-        for (const int radius : {1, 6})
-            expectMedian(*picture, radius);
+        for (const int radius : {1, 6, 9}) {
+            HeapPicture result(*picture);
+            ASSERT_TRUE(CzPicBufAPI::Median(*picture, *result, radius, nullptr));
+            EXPECT_TRUE(isMedianOf(*result, *picture, radius, 5));
+        }
     }
 }
 
@@ -196,7 +199,7 @@ TEST_P(Median, blocksOfALineMeetWithoutASeam) {
 TEST_P(Median, stripsMeetWithoutASeam) {
     // By networks, which have no strips, and by histograms of one to four tiers.
     for (const std::uint32_t values : {200U, 3000U, 60000U}) {
-        const HeapPicture picture = shuffledValues(1100, 5, values);
+        const HeapPicture picture = shuffledValues(1100, 3, values);
         for (const int radius : {2, 20, 30})
             expectMedian(*picture, radius);
     }
@@ -210,7 +213,7 @@ TEST_P(Median, sumsOfColumnsCountInWideWindows) {
         for (const int radius : {24, 127, 128, 130}) {
             HeapPicture result(*picture);
             ASSERT_TRUE(CzPicBufAPI::Median(*picture, *result, radius, nullptr));
-            EXPECT_TRUE(isMedianOf(*result, *picture, radius, 7));
+            EXPECT_TRUE(isMedianOf(*result, *picture, radius, 29));
         }
     }
 }
@@ -229,7 +232,7 @@ TEST_P(Median, valuesThatComeBackAfterManyLinesAreCountedAfresh) {
 }
 
 TEST(MedianFilter, doesNotDependOnTheNumberOfThreads) {
-    // Large enough for seven threads: by networks, and by histograms of one to four tiers without sums of
+    // Large enough for three threads: by networks, and by histograms of one to four tiers without sums of
     // columns and with them.
     struct Case {
         EzImageDataType type;
@@ -242,11 +245,11 @@ TEST(MedianFilter, doesNotDependOnTheNumberOfThreads) {
           Case{uint16, 60000, 9}, Case{uint16, 3000, 20}, Case{uint16, 3000, 30}, Case{uint16, 3000, 130},
           Case{uint16, 60000, 20}, Case{uint16, 60000, 30}, Case{uint16, 60000, 130}}) {
         SCOPED_TRACE(testing::Message() << one.values << " values, radius " << one.radius);
-        const HeapPicture picture = shuffledValues(1000, 400, one.values, one.type);
+        const HeapPicture picture = shuffledValues(660, 200, one.values, one.type);
         HeapPicture expected(*picture);
         omp_set_num_threads(1);
         ASSERT_TRUE(CzPicBufAPI::Median(*picture, *expected, one.radius, nullptr));
-        for (const int threads : {2, 3, 7}) {
+        for (const int threads : {2, 3}) {
             omp_set_num_threads(threads);
             HeapPicture several(*picture);
             EXPECT_TRUE(CzPicBufAPI::Median(*picture, *several, one.radius, nullptr));

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // CzPicBufAPI's median: channel by channel, in the way that is fastest for the size of the square.
+#include "InstructionSet.h"
 #include "MedianHistograms.h"
 #include "MedianNetworks.h"
 #include "PicBufAPI.h"
@@ -111,12 +112,21 @@ std::vector<T> valuesIn(const SzMedianChannel<const T>& channel, int threads) {
     return values;
 }
 
-/// Whether networks are faster, measured where the samples have so many different values.
+/// Whether networks are faster, where the samples have so many different values. Measured with plain x86-64,
+/// AVX2 and AVX-512: histograms get slower with each tier, networks with the size alone.
 template <class T>
 bool isForNetworks(int radius, std::size_t valueCount) {
-    constexpr int largest = 7;
-    return radius >= 1 &&
-           radius <= (valueCount <= mostMedianCodesWithoutPages ? largest : largestMedianNetworkRadius<T>);
+    constexpr int largestOfBytes[] = {6, 7, 8};
+    constexpr int largestOfTwoTiers[] = {5, 6, 7};
+    constexpr int largestOfThreeTiers[] = {6, 8, 9};
+    constexpr int largestOfPages[] = {10, 12, 12};
+    static_assert(largestOfBytes[2] <= largestMedianNetworkRadius<std::uint8_t> &&
+                  largestOfPages[2] <= largestMedianNetworkRadius<std::uint16_t>);
+    const auto& largest = sizeof(T) == 1                              ? largestOfBytes
+                          : valueCount <= 256                         ? largestOfTwoTiers
+                          : valueCount <= mostMedianCodesWithoutPages ? largestOfThreeTiers
+                                                                      : largestOfPages;
+    return radius >= 1 && radius <= largest[static_cast<std::size_t>(instructionSet())];
 }
 
 template <class T>

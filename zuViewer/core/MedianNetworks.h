@@ -10,7 +10,7 @@
 
 /// The largest radius for which there are networks for this sample type.
 template <class T>
-constexpr int largestMedianNetworkRadius = sizeof(T) == 1 ? 7 : 12;
+constexpr int largestMedianNetworkRadius = sizeof(T) == 1 ? 8 : 12;
 
 /// One channel of a picture, of which samples are step apart.
 template <class T>

@@ -70,12 +70,25 @@ public:
     /// Bayer cell, are grey.
     static bool ConvertPicToRGB(const SzPicBuf& source, SzPicBuf& destination);
 
-    // Median over a (2 × radius + 1)-square kernel, borders repeated outwards; 8 and 16 bit, any number of
-    // channels.
+    // Median over squares of (2 × radius + 1) × (2 × radius + 1) samples, of each channel by itself; samples
+    // outside the picture are those of its border, repeated outwards. 8- and 16-bit unsigned samples, any
+    // number of channels, interleaved or planar; any radius from 0 (a copy) on, also beyond the picture's
+    // size. On as many threads as OpenMP allows the caller, fewer for small pictures; the result does not
+    // depend on their number. Small squares by networks of minima and maxima, larger ones by histograms that
+    // slide (T. S. Huang, G. J. Yang and G. Y. Tang 1979; S. Perreault and P. Hébert 2007).
+
+    /// Allocates memory in which Median() works on pictures of this format, whose bitDepth says how many
+    /// values its samples may have. It belongs to the caller, serves any number of pictures, one at a time,
+    /// and goes back with MedianFreeBuffer(). False, and *workBuffer is null, for a negative radius, another
+    /// sample type, a size that no picture has, or without memory.
     static bool MedianAllocBuffer(const SzPicBufInfo& format, int radius, void** workBuffer);
+    /// Null is nothing.
     static void MedianFreeBuffer(void* workBuffer);
-    /// destination has the format of source. A work buffer that is null or does not fit costs time, not
-    /// correctness.
+    /// destination has the size, channels, sample type and storage format of source, each its own pitch; it
+    /// may be the same picture. workBuffer is of MedianAllocBuffer(), for whatever format and radius, or
+    /// null: where it is too small, memory is allocated for the time of the call. False, and nothing is
+    /// written, for a negative radius or any other pictures; false as well without memory, and then
+    /// destination may be written in part.
     static bool Median(const SzPicBuf& source, SzPicBuf& destination, int radius, void* workBuffer);
 
     // Statistics of a mosaic picture over region, in cells of cellWidth × cellHeight samples, on all cores. A

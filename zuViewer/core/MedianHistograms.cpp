@@ -27,7 +27,8 @@ constexpr int pages = 256; ///< one per high byte
 constexpr int nodesPerPage = 1 + bins;
 
 /// The counts of a node's bins, in vectors of vectorSize bytes at most. Those that are larger than a register
-/// would be computed in memory.
+/// would be computed in memory. What takes or returns them by value is inlined, as what is called might be
+/// code for another instruction set.
 template <class Count, std::size_t vectorSize>
 struct SzBins {
     static constexpr std::size_t partSize = std::min(bins * sizeof(Count), vectorSize);
@@ -357,6 +358,7 @@ private:
             for (int i = 0; i < nodesPerPage; ++i) {
                 std::memset(static_cast<void*>(columnsOf(node + i) + begin), 0,
                             static_cast<std::size_t>(end - begin) * sizeof *m_columns);
+                // A large group is the sum of its groups at all times, as it may reach over two blocks.
                 for (Coordinate group = begin / groupSize; m_hasGroups && group < groupCount(end); ++group) {
                     if (m_hasLargeGroups)
                         largeGroupsOf(node + i)[group / groupSize] -= groupsOf(node + i)[group];

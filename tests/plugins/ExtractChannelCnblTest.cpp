@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ExtractChannelCnbl.h"
 
+#include "ElementTest.h"
 #include "ExtractChannelWidget.h"
-#include "TestPictures.h"
 
 #include <QDomDocument>
 #include <QMetaClassInfo>
@@ -22,47 +22,9 @@ using Bytes = std::vector<std::uint8_t>;
 constexpr auto rggb = EzColorFilterArray::BayerRGGB;
 constexpr auto mosaic = EzColorFilterArray::Hyperspectral;
 
-class ExtractChannel : public testing::Test {
+class ExtractChannel : public ElementTest<Element> {
 protected:
-    Element element;
-
-    /// What the element makes of a frame; the pool is large enough for whatever comes out of it.
-    std::unique_ptr<CzImageData> process(std::unique_ptr<CzImageData> frame) {
-        if (!element.pool)
-            element.usePool(1, pictureFormat(64, 64, 4, EzImageDataType::Float64));
-        auto* const input = frame.release();
-        IzChainData* const output = element.processData(input);
-        EXPECT_NE(output, input);
-        return std::unique_ptr<CzImageData>(qobject_cast<CzImageData*>(output));
-    }
-
-    SzPicBufInfo outputFormat(const SzPicBufInfo& input,
-                              const CzImageMetadata& metadata = CzImageMetadata()) {
-        SzPicBufInfo output;
-        EXPECT_TRUE(element.outputImageInfo(input, output, &metadata, nullptr));
-        return output;
-    }
-
-    CzImageMetadata outputMetadata(const SzPicBufInfo& input, const CzImageMetadata& metadata) {
-        SzPicBufInfo output;
-        CzImageMetadata result;
-        EXPECT_TRUE(element.outputImageInfo(input, output, &metadata, &result));
-        return result;
-    }
-
-    bool load(const QString& text) {
-        QDomDocument document;
-        QDomElement settings = document.createElement(QStringLiteral("chainable"));
-        settings.setAttribute(QStringLiteral("channelIdx"), text);
-        return element.loadSettings(settings);
-    }
-
-    QString saved() {
-        QDomDocument document;
-        QDomElement settings = document.createElement(QStringLiteral("chainable"));
-        EXPECT_TRUE(element.saveSettings(document, settings));
-        return settings.attribute(QStringLiteral("channelIdx"), QStringLiteral("missing"));
-    }
+    bool load(const QString& channelIdx) { return ElementTest::load({{"channelIdx", channelIdx}}); }
 };
 
 // ---- Identity ----
@@ -174,24 +136,21 @@ TEST_F(ExtractChannel, pressedButtonChoosesItsChannelAndForgetsTheName) {
 
 TEST_F(ExtractChannel, savesItsChannelAndLoadsItBack) {
     element.setChannel(5, "Channel 5");
-    EXPECT_EQ(saved(), "5");
+    EXPECT_EQ(saved("channelIdx"), "5");
     EXPECT_TRUE(load("3"));
     EXPECT_EQ(element.channelIdx(), 3U);
 }
 
 TEST_F(ExtractChannel, nameIsNotSaved) {
     element.setChannel(1, "Green");
-    QDomDocument document;
-    QDomElement settings = document.createElement("chainable");
-    element.saveSettings(document, settings);
+    const QDomElement settings = saved();
     EXPECT_EQ(settings.attributes().count(), 2); // identifier and channel
     EXPECT_TRUE(settings.hasAttribute("uniqueId"));
 }
 
 TEST_F(ExtractChannel, withoutItsAttributeLoadingFailsAndTheChannelStays) {
     element.setChannel(4, "Channel 4");
-    QDomDocument document;
-    EXPECT_FALSE(element.loadSettings(document.createElement("chainable")));
+    EXPECT_FALSE(ElementTest::load({}));
     EXPECT_EQ(element.channelIdx(), 4U);
 }
 
@@ -205,7 +164,7 @@ TEST_F(ExtractChannel, loadedChannelIsStoredUnchecked) {
 TEST_F(ExtractChannel, negativeChannelBecomesAHugeUnsignedOne) {
     EXPECT_TRUE(load("-1"));
     EXPECT_EQ(element.channelIdx(), 4294967295U);
-    EXPECT_EQ(saved(), "4294967295");
+    EXPECT_EQ(saved("channelIdx"), "4294967295");
     EXPECT_EQ(outputFormat(pictureFormat(8, 8, 1, EzImageDataType::UInt8, mosaic),
                            hyperspectral({filterZone(4, 2)}))
                   .width,
@@ -214,17 +173,13 @@ TEST_F(ExtractChannel, negativeChannelBecomesAHugeUnsignedOne) {
 
 TEST_F(ExtractChannel, channelIsSavedUnsignedButReadSignedSoThatOneBeyondComesBackAsZero) {
     element.setChannel(2147483648U, QString());
-    EXPECT_EQ(saved(), "2147483648");
-    EXPECT_TRUE(load(saved()));
+    EXPECT_EQ(saved("channelIdx"), "2147483648");
+    EXPECT_TRUE(load(saved("channelIdx")));
     EXPECT_EQ(element.channelIdx(), 0U);
 }
 
 TEST_F(ExtractChannel, resultOfTheHostsLoadingCounts) {
-    QDomDocument document;
-    QDomElement settings = document.createElement("chainable");
-    settings.setAttribute("channelIdx", 2);
-    settings.setAttribute("state", "neither");
-    EXPECT_FALSE(element.loadSettings(settings));
+    EXPECT_FALSE(ElementTest::load({{"channelIdx", "2"}, {"state", "neither"}}));
     EXPECT_EQ(element.channelIdx(), 2U);
 }
 
@@ -431,7 +386,7 @@ TEST_F(ExtractChannel, storedNineOnThreeChannelsExtractsTheLastAndStaysSaved) {
     const auto output = process(numberedFrame(pictureFormat(2, 2, 3)));
     ASSERT_TRUE(output);
     EXPECT_EQ(samplesOf<std::uint8_t>(output->picBuf()), (Bytes{3, 6, 9, 12}));
-    EXPECT_EQ(saved(), "9");
+    EXPECT_EQ(saved("channelIdx"), "9");
 }
 
 TEST_F(ExtractChannel, copiesABayerPlaneOfAnySampleType) {

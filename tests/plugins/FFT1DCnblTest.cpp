@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "FFT1DCnbl.h"
 
+#include "ElementTest.h"
 #include "FFT1DKernels.h"
 #include "FFT1DWidget.h"
-#include "TestPictures.h"
 
 #include <QApplication>
 #include <QDomDocument>
@@ -44,15 +44,13 @@ QDomElement settingsWith(QDomDocument& document, const QMap<QString, QString>& c
     return settings;
 }
 
-bool load(CzFFT1DCnbl& element, const QMap<QString, QString>& changes) {
+bool loadChanged(CzFFT1DCnbl& element, const QMap<QString, QString>& changes) {
     QDomDocument document;
     return element.loadSettings(settingsWith(document, changes));
 }
 
-class FFT1D : public testing::Test {
+class FFT1D : public ElementTest<Element> {
 protected:
-    Element element;
-
     void start(const SzPicBufInfo& format, const CzImageMetadata& metadata = CzImageMetadata()) {
         element.setInput(format, metadata);
         element.setupStop();
@@ -61,15 +59,7 @@ protected:
             element.usePool(2, pictureFormat(128, 128, 4));
     }
 
-    /// The plot of a frame; null when none comes out.
-    std::unique_ptr<CzImageData> process(std::unique_ptr<CzImageData> frame) {
-        auto* const output = element.processData(frame.get());
-        if (!output)
-            return nullptr;
-        EXPECT_NE(output, frame.release());
-        return std::unique_ptr<CzImageData>(qobject_cast<CzImageData*>(output));
-    }
-
+    using ElementTest::process;
     std::unique_ptr<CzImageData> process(const SzPicBufInfo& format,
                                          const CzImageMetadata& metadata = CzImageMetadata()) {
         return process(numberedFrame(format, metadata));
@@ -199,15 +189,15 @@ TEST_F(FFT1D, beginsWithItsDefaults) {
 }
 
 TEST_F(FFT1D, duplicateHasChannelAndDirectionAndForgetsEverythingElse) {
-    EXPECT_TRUE(load(element, {{"channel", "3"},
-                               {"transtype", "0"},
-                               {"includeDC", "0"},
-                               {"logarY", "1"},
-                               {"gridX", "0"},
-                               {"gridY", "0"},
-                               {"autoScaleY", "0"},
-                               {"minY", "1.5"},
-                               {"maxY", "2.5"}}));
+    EXPECT_TRUE(loadChanged(element, {{"channel", "3"},
+                                      {"transtype", "0"},
+                                      {"includeDC", "0"},
+                                      {"logarY", "1"},
+                                      {"gridX", "0"},
+                                      {"gridY", "0"},
+                                      {"autoScaleY", "0"},
+                                      {"minY", "1.5"},
+                                      {"maxY", "2.5"}}));
     const std::unique_ptr<CzChainable> copy(element.duplicate());
     auto* const twin = qobject_cast<CzFFT1DCnbl*>(copy.get());
     ASSERT_TRUE(twin);
@@ -247,7 +237,6 @@ TEST_F(FFT1D, makesItsOwnWidget) {
 // ---- Settings ----
 
 TEST_F(FFT1D, savesNineSettings) {
-    QDomDocument document;
     const QDomElement settings = settingsWith(document, {});
     EXPECT_EQ(settings.attributes().count(), 10); // and its identifier
     EXPECT_EQ(settings.attribute("channel"), "-1");
@@ -260,20 +249,17 @@ TEST_F(FFT1D, savesNineSettings) {
 }
 
 TEST_F(FFT1D, loadsWhatItSaved) {
-    EXPECT_TRUE(load(element, {{"channel", "-7"},
-                               {"transtype", "2"},
-                               {"includeDC", "0"},
-                               {"logarY", "1"},
-                               {"gridX", "0"},
-                               {"gridY", "0"},
-                               {"autoScaleY", "0"},
-                               {"minY", "-1234.0625"},
-                               {"maxY", "1e300"}}));
-    QDomDocument document;
-    QDomElement settings = document.createElement("chainable");
-    EXPECT_TRUE(element.saveSettings(document, settings));
+    EXPECT_TRUE(loadChanged(element, {{"channel", "-7"},
+                                      {"transtype", "2"},
+                                      {"includeDC", "0"},
+                                      {"logarY", "1"},
+                                      {"gridX", "0"},
+                                      {"gridY", "0"},
+                                      {"autoScaleY", "0"},
+                                      {"minY", "-1234.0625"},
+                                      {"maxY", "1e300"}}));
     CzFFT1DCnbl other;
-    EXPECT_TRUE(other.loadSettings(settings));
+    EXPECT_TRUE(other.loadSettings(saved()));
     EXPECT_EQ(other.channel(), -7);
     EXPECT_EQ(other.transtype(), 2);
     EXPECT_FALSE(other.includeDC());
@@ -286,13 +272,13 @@ TEST_F(FFT1D, loadsWhatItSaved) {
 }
 
 TEST_F(FFT1D, numbersOtherThanZeroAreTrueAndWordsAreFalse) {
-    EXPECT_TRUE(
-        load(element, {{"includeDC", "many"}, {"gridX", "-3"}, {"logarY", "2"}, {"autoScaleY", "true"}}));
+    EXPECT_TRUE(loadChanged(
+        element, {{"includeDC", "many"}, {"gridX", "-3"}, {"logarY", "2"}, {"autoScaleY", "true"}}));
     EXPECT_FALSE(element.includeDC());
     EXPECT_TRUE(element.gridX());
     EXPECT_TRUE(element.logarithmicY());
     EXPECT_FALSE(element.autoScaleY());
-    EXPECT_TRUE(load(element, {{"channel", "word"}, {"minY", "word"}}));
+    EXPECT_TRUE(loadChanged(element, {{"channel", "word"}, {"minY", "word"}}));
     EXPECT_EQ(element.channel(), 0);
     EXPECT_EQ(element.minY(), 0.0);
 }
@@ -307,8 +293,7 @@ TEST_F(FFT1D, loadingGoesOnBehindAMissingSetting) {
         QMap<QString, QString> changes = others;
         changes[missing] = QString();
         CzFFT1DCnbl fresh;
-        EXPECT_FALSE(load(fresh, changes)) << missing.toStdString();
-        QDomDocument document;
+        EXPECT_FALSE(loadChanged(fresh, changes)) << missing.toStdString();
         QDomElement settings = document.createElement("chainable");
         fresh.saveSettings(document, settings);
         const QDomElement defaults = settingsWith(document, {});
@@ -320,7 +305,7 @@ TEST_F(FFT1D, loadingGoesOnBehindAMissingSetting) {
 }
 
 TEST_F(FFT1D, resultOfTheHostsLoadingCounts) {
-    EXPECT_FALSE(load(element, {{"state", "neither"}, {"channel", "2"}}));
+    EXPECT_FALSE(loadChanged(element, {{"state", "neither"}, {"channel", "2"}}));
     EXPECT_EQ(element.channel(), 2);
 }
 
@@ -365,7 +350,7 @@ TEST_F(FFT1D, planarPicturesManyComponentsAndDeepSamplesAreRefusedAndNothingIsWr
 // ---- Start ----
 
 TEST_F(FFT1D, firstStartKeepsALoadedChannelLaterOnesResetItWhenTheInputChanges) {
-    load(element, {{"channel", "3"}});
+    loadChanged(element, {{"channel", "3"}});
     element.setupStart(); // no input is known: not the first one
     start(pictureFormat(8, 8, 1, uint8, rggb));
     EXPECT_EQ(element.channel(), 3);
@@ -496,7 +481,8 @@ TEST_F(FFT1D, pictureIsThatOfItsPlot) {
 
 TEST_F(FFT1D, amplitudeAxisHasTheFixedRangeWhereThePlotDoesNotChooseIt) {
     start(pictureFormat(64, 48));
-    EXPECT_TRUE(load(element, {{"channel", "0"}, {"autoScaleY", "0"}, {"minY", "-5"}, {"maxY", "2500"}}));
+    EXPECT_TRUE(
+        loadChanged(element, {{"channel", "0"}, {"autoScaleY", "0"}, {"minY", "-5"}, {"maxY", "2500"}}));
     ASSERT_TRUE(process(stripes(64, 48)));
     expectRange(-5, 2500);
     element.setMinY(100.0);
@@ -553,7 +539,7 @@ TEST_F(FFT1D, fixedRangeLogarithmicScaleAndGridsShowInThePicture) {
 TEST_F(FFT1D, subPlanesAreAnalysedInTheirOwnSize) {
     // 64 x 8: the profile of a plane has half of its rows.
     const SzPicBufInfo bayer = pictureFormat(64, 8, 1, uint8, rggb);
-    load(element, {{"channel", "2"}, {"transtype", "1"}});
+    loadChanged(element, {{"channel", "2"}, {"transtype", "1"}});
     start(bayer);
     auto frame = numberedFrame(bayer);
     for (std::uint32_t y = 0; y < 8; ++y)
@@ -694,12 +680,12 @@ TEST_F(FFT1D, hostileRangesAreDrawn) {
     element.setAutoScaleY(false);
     for (const bool isLogarithmic : {false, true})
         for (const char* const bound : {"nan", "inf", "-inf", "1e300", "-1e300", "-1000000", "0"}) {
-            EXPECT_TRUE(load(element, {{"autoScaleY", "0"},
-                                       {"logarY", isLogarithmic ? "1" : "0"},
-                                       {"channel", "0"},
-                                       {"minY", bound}}));
+            EXPECT_TRUE(loadChanged(element, {{"autoScaleY", "0"},
+                                              {"logarY", isLogarithmic ? "1" : "0"},
+                                              {"channel", "0"},
+                                              {"minY", bound}}));
             EXPECT_TRUE(process(pictureFormat(64, 48))) << bound;
-            EXPECT_TRUE(load(element, {{"autoScaleY", "0"}, {"channel", "0"}, {"maxY", bound}}));
+            EXPECT_TRUE(loadChanged(element, {{"autoScaleY", "0"}, {"channel", "0"}, {"maxY", bound}}));
             EXPECT_TRUE(process(pictureFormat(64, 48))) << bound;
         }
 }
@@ -717,14 +703,14 @@ TEST_F(FFT1D, pictureDrawnOnAWorkerIsTheOneThatIsDrawnAgain) {
 
 TEST_F(FFT1D, settingsLoadedInMidRunCountWithoutHarm) {
     start(pictureFormat(64, 48));
-    EXPECT_TRUE(load(element, {{"includeDC", "0"}, {"transtype", "0"}, {"channel", "0"}}));
+    EXPECT_TRUE(loadChanged(element, {{"includeDC", "0"}, {"transtype", "0"}, {"channel", "0"}}));
     EXPECT_TRUE(process(pictureFormat(64, 48)));
-    EXPECT_TRUE(load(element, {{"transtype", "0"}, {"channel", "0"}}));
+    EXPECT_TRUE(loadChanged(element, {{"transtype", "0"}, {"channel", "0"}}));
     start(pictureFormat(48, 64));
-    EXPECT_TRUE(load(element, {{"transtype", "1"}, {"channel", "0"}}));
+    EXPECT_TRUE(loadChanged(element, {{"transtype", "1"}, {"channel", "0"}}));
     EXPECT_TRUE(process(pictureFormat(48, 64)));
     start(pictureFormat(64, 48, 1, uint8, rggb));
-    EXPECT_TRUE(load(element, {{"channel", "3"}}));
+    EXPECT_TRUE(loadChanged(element, {{"channel", "3"}}));
     EXPECT_FALSE(process(pictureFormat(64, 48, 1, uint8, rggb))); // there is no buffer for a plane
     EXPECT_EQ(element.pool->freeBuffers(), 2);
 }
@@ -806,7 +792,7 @@ TEST_F(FFT1D, withoutAStartOrALengthNothingComesOut) {
     planar.storageFormat = EzDataStorageFormat::Planar;
     start(planar);
     EXPECT_FALSE(process(planar));
-    load(element, {{"channel", "0"}});
+    loadChanged(element, {{"channel", "0"}});
     start(pictureFormat(1, 1, 1, uint8, rggb)); // half of it
     element.setChannel(0);
     start(pictureFormat(1, 1, 1, uint8, rggb));

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "FFT2DCnbl.h"
 
+#include "ElementTest.h"
 #include "FFT2DWidget.h"
 #include "FFTImageData.h"
-#include "TestPictures.h"
 
 #include <QDomDocument>
 #include <QMetaClassInfo>
@@ -25,10 +25,8 @@ constexpr auto mosaic = EzColorFilterArray::Hyperspectral;
 constexpr auto uint8 = EzImageDataType::UInt8;
 constexpr auto uint16 = EzImageDataType::UInt16;
 
-class FFT2D : public testing::Test {
+class FFT2D : public ElementTest<Element> {
 protected:
-    Element element;
-
     /// Sets the element up for pictures of this format.
     void start(const SzPicBufInfo& format, const CzImageMetadata& metadata = CzImageMetadata()) {
         element.setInput(format, metadata);
@@ -41,27 +39,10 @@ protected:
     /// The spectrum of a numbered frame; null when none comes out.
     std::unique_ptr<CzFFTImageData> process(const SzPicBufInfo& format,
                                             const CzImageMetadata& metadata = CzImageMetadata()) {
-        auto frame = numberedFrame(format, metadata);
-        auto* const output = element.processData(frame.get());
-        if (!output)
-            return nullptr;
-        EXPECT_NE(output, frame.release());
-        return std::unique_ptr<CzFFTImageData>(qobject_cast<CzFFTImageData*>(output));
+        return ElementTest::process<CzFFTImageData>(numberedFrame(format, metadata));
     }
 
-    SzPicBufInfo outputFormat(const SzPicBufInfo& input,
-                              const CzImageMetadata& metadata = CzImageMetadata()) {
-        SzPicBufInfo output;
-        EXPECT_TRUE(element.outputImageInfo(input, output, &metadata, nullptr));
-        return output;
-    }
-
-    bool load(const QString& text) {
-        QDomDocument document;
-        QDomElement settings = document.createElement("chainable");
-        settings.setAttribute("channel", text);
-        return element.loadSettings(settings);
-    }
+    bool load(const QString& channel) { return ElementTest::load({{"channel", channel}}); }
 
     void expectSpectrum(const CzFFTImageData* output, const Floats& real, const Floats& imaginary) {
         ASSERT_TRUE(output);
@@ -150,9 +131,7 @@ TEST_F(FFT2D, makesItsOwnWidget) {
 // ---- Settings ----
 
 TEST_F(FFT2D, savesItsChannelAndLoadsItBack) {
-    QDomDocument document;
-    QDomElement settings = document.createElement("chainable");
-    EXPECT_TRUE(element.saveSettings(document, settings));
+    const QDomElement settings = saved();
     EXPECT_EQ(settings.attribute("channel"), "-1");
     EXPECT_EQ(settings.attributes().count(), 2); // and its identifier
     EXPECT_TRUE(load("5"));
@@ -165,17 +144,12 @@ TEST_F(FFT2D, savesItsChannelAndLoadsItBack) {
 
 TEST_F(FFT2D, withoutItsAttributeLoadingFailsAndTheChannelStays) {
     element.setChannel(4);
-    QDomDocument document;
     EXPECT_FALSE(element.loadSettings(document.createElement("chainable")));
     EXPECT_EQ(element.channel(), 4);
 }
 
 TEST_F(FFT2D, resultOfTheHostsLoadingCounts) {
-    QDomDocument document;
-    QDomElement settings = document.createElement("chainable");
-    settings.setAttribute("channel", 2);
-    settings.setAttribute("state", "neither");
-    EXPECT_FALSE(element.loadSettings(settings));
+    EXPECT_FALSE(ElementTest::load({{"channel", "2"}, {"state", "neither"}}));
     EXPECT_EQ(element.channel(), 2);
 }
 

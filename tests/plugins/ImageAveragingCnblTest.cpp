@@ -3,8 +3,8 @@
 
 #include "AveratingConfigurationWgt.h"
 #include "Chain.h"
+#include "ElementTest.h"
 #include "FrameSource.h"
-#include "TestPictures.h"
 
 #include <QDomDocument>
 #include <QMetaClassInfo>
@@ -84,7 +84,7 @@ private:
     QtMessageHandler m_before;
 };
 
-class Averaging : public testing::Test {
+class Averaging : public ElementTest<Element> {
 protected:
     /// Sets the element up for pictures of a format, as a chain that starts does.
     void start(const SzPicBufInfo& input) {
@@ -121,16 +121,7 @@ protected:
     }
     Bytes still(const Bytes& in) { return samples(in, 0); }
 
-    QDomElement settings(const std::vector<std::pair<QString, QString>>& attributes) {
-        QDomElement result = document.createElement(QStringLiteral("chainable"));
-        for (const auto& [key, value] : attributes)
-            result.setAttribute(key, value);
-        return result;
-    }
-
-    Element element;
     SzPicBufInfo format;
-    QDomDocument document;
 };
 
 // ---- Identity ----
@@ -203,8 +194,7 @@ TEST_F(Averaging, savesThreeIntegersOneOfThemUnderItsOldSpelling) {
     element.setAverageCount(16);
     element.setSubtractFromAverage(true);
     element.setLineAveraging(2);
-    QDomElement saved = settings({});
-    EXPECT_TRUE(element.saveSettings(document, saved));
+    const QDomElement saved = ElementTest::saved();
     EXPECT_EQ(saved.attributes().count(), 4); // with the host's identifier
     EXPECT_EQ(saved.attribute("averageCount"), "16");
     EXPECT_EQ(saved.attribute("subtractFromAverage"), "1");
@@ -217,63 +207,62 @@ TEST_F(Averaging, savesThreeIntegersOneOfThemUnderItsOldSpelling) {
     EXPECT_EQ(loaded.lineAveraging(), 2);
 
     element.setSubtractFromAverage(false);
-    EXPECT_TRUE(element.saveSettings(document, saved));
-    EXPECT_EQ(saved.attribute("subtractFromAverage"), "0");
+    EXPECT_EQ(ElementTest::saved("subtractFromAverage"), "0");
 }
 
 TEST_F(Averaging, settingsWithoutTheCountAreReadYetReportedAsFailed) {
-    EXPECT_FALSE(element.loadSettings(settings({{"lineAveraing", "2"}, {"subtractFromAverage", "1"}})));
+    EXPECT_FALSE(load({{"lineAveraing", "2"}, {"subtractFromAverage", "1"}}));
     EXPECT_EQ(element.lineAveraging(), 2);
     EXPECT_TRUE(element.subtractFromAverage());
     EXPECT_EQ(element.averageCount(), 3);
-    EXPECT_FALSE(element.loadSettings(settings({})));
+    EXPECT_FALSE(load({}));
     EXPECT_EQ(element.lineAveraging(), 2);
     EXPECT_TRUE(element.subtractFromAverage());
 }
 
 TEST_F(Averaging, countAloneIsEnough) {
-    EXPECT_TRUE(element.loadSettings(settings({{"averageCount", "5"}})));
+    EXPECT_TRUE(load({{"averageCount", "5"}}));
     EXPECT_EQ(element.averageCount(), 5);
     EXPECT_EQ(element.lineAveraging(), 0);
 }
 
 TEST_F(Averaging, rightSpellingOfTheLineModeIsNotRead) {
-    EXPECT_TRUE(element.loadSettings(settings({{"averageCount", "5"}, {"lineAveraging", "2"}})));
+    EXPECT_TRUE(load({{"averageCount", "5"}, {"lineAveraging", "2"}}));
     EXPECT_EQ(element.lineAveraging(), 0);
 }
 
 TEST_F(Averaging, readableCountOverwritesTheFailureOfTheHostsOwnSettings) {
     EXPECT_FALSE(CzImageAveragingCnbl().CzImageProvider::loadSettings(settings({{"state", "x"}})));
-    EXPECT_TRUE(element.loadSettings(settings({{"state", "x"}, {"averageCount", "4"}})));
+    EXPECT_TRUE(load({{"state", "x"}, {"averageCount", "4"}}));
     EXPECT_EQ(element.averageCount(), 4);
-    EXPECT_FALSE(element.loadSettings(settings({{"state", "x"}, {"lineAveraing", "1"}})));
+    EXPECT_FALSE(load({{"state", "x"}, {"lineAveraing", "1"}}));
 }
 
 TEST_F(Averaging, countThatIsNoNumberIsStoredAsZeroAndReportedAsFailed) {
     for (const QString text : {"many", "", "1.5", "99999999999"}) {
         element.setAverageCount(3);
-        EXPECT_FALSE(element.loadSettings(settings({{"averageCount", text}, {"lineAveraing", "1"}})));
+        EXPECT_FALSE(load({{"averageCount", text}, {"lineAveraing", "1"}}));
         EXPECT_EQ(element.averageCount(), 0);
         EXPECT_EQ(element.lineAveraging(), 1) << "is read nevertheless";
     }
 }
 
 TEST_F(Averaging, loadedValuesAreNotCheckedForTheirRange) {
-    EXPECT_TRUE(element.loadSettings(settings({{"averageCount", "-7"}, {"lineAveraing", "9"}})));
+    EXPECT_TRUE(load({{"averageCount", "-7"}, {"lineAveraing", "9"}}));
     EXPECT_EQ(element.averageCount(), -7);
     EXPECT_EQ(element.lineAveraging(), 9);
 }
 
 TEST_F(Averaging, lineModeThatIsNoNumberIsNoneWithoutFailure) {
     element.setLineAveraging(2);
-    EXPECT_TRUE(element.loadSettings(settings({{"averageCount", "3"}, {"lineAveraing", "rows"}})));
+    EXPECT_TRUE(load({{"averageCount", "3"}, {"lineAveraing", "rows"}}));
     EXPECT_EQ(element.lineAveraging(), 0);
 }
 
 TEST_F(Averaging, everyTextButZeroSwitchesSubtractionOn) {
     for (const auto& [text, expected] :
          {std::pair{"0", false}, {"1", true}, {"", true}, {"false", true}, {"00", true}}) {
-        EXPECT_TRUE(element.loadSettings(settings({{"averageCount", "3"}, {"subtractFromAverage", text}})));
+        EXPECT_TRUE(load({{"averageCount", "3"}, {"subtractFromAverage", text}}));
         EXPECT_EQ(element.subtractFromAverage(), expected) << text;
     }
 }
@@ -690,7 +679,7 @@ TEST_F(Averaging, failedSubtractionGivesNullYetTheSeriesGoesOn) {
 
 TEST_F(Averaging, subtractionSwitchedOnWithoutRestartFailsUntilTheNextStart) {
     start(2);
-    EXPECT_TRUE(element.loadSettings(settings({{"averageCount", "2"}, {"subtractFromAverage", "1"}})));
+    EXPECT_TRUE(load({{"averageCount", "2"}, {"subtractFromAverage", "1"}}));
     for (int i = 1; i <= 6; ++i)
         EXPECT_EQ(samples({10, 10, 10, 10}, i), Bytes());
     element.setAverageCount(1);

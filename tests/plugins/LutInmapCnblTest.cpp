@@ -2,10 +2,10 @@
 #include "LutInmapCnbl.h"
 
 #include "Chain.h"
+#include "ElementTest.h"
 #include "FrameSource.h"
 #include "HistoData.h"
 #include "LutInmapCnblWidget.h"
-#include "TestPictures.h"
 
 #include <QDomDocument>
 #include <QMetaClassInfo>
@@ -76,7 +76,7 @@ void expectSame(const Settings& actual, const Settings& expected) {
     EXPECT_EQ(actual.gamma, expected.gamma);
 }
 
-class LutMapping : public testing::Test {
+class LutMapping : public ElementTest<LooseElement<CzLutInmapCnbl>> {
 protected:
     LutMapping() {
         element.setClock([this] { return now; });
@@ -103,15 +103,6 @@ protected:
         element.setSettings(settings);
     }
 
-    std::unique_ptr<CzImageData> process(std::unique_ptr<CzImageData> frame) {
-        if (!element.pool)
-            element.usePool(4, pictureFormat(1024, 4, 4, EzImageDataType::Float64));
-        auto* const input = frame.release();
-        IzChainData* const output = element.processData(input);
-        EXPECT_NE(output, input);
-        return std::unique_ptr<CzImageData>(qobject_cast<CzImageData*>(output));
-    }
-
     /// What comes out for a line of these samples.
     Bytes mapped(const Bytes& samples) {
         return samplesOfLine<std::uint8_t>(process(lineOf(samples))->picBuf());
@@ -122,24 +113,7 @@ protected:
 
     void wait(int milliseconds) { now = now.addMSecs(milliseconds); }
 
-    bool load(const std::vector<std::pair<QString, QString>>& attributes) {
-        document.clear();
-        QDomElement settings = document.createElement(QStringLiteral("chainable"));
-        for (const auto& [key, value] : attributes)
-            settings.setAttribute(key, value);
-        return element.loadSettings(settings);
-    }
-
-    QDomElement saved() {
-        document.clear();
-        QDomElement settings = document.createElement(QStringLiteral("chainable"));
-        EXPECT_TRUE(element.saveSettings(document, settings));
-        return settings;
-    }
-
-    LooseElement<CzLutInmapCnbl> element;
     QTime now{12, 0, 0, 0};
-    QDomDocument document;
 };
 
 // ---- Identity ----

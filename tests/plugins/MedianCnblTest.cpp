@@ -2,9 +2,9 @@
 #include "MedianCnbl.h"
 
 #include "Chain.h"
+#include "ElementTest.h"
 #include "FrameSource.h"
 #include "MedianWidget.h"
-#include "TestPictures.h"
 
 #include <QDomDocument>
 #include <QMetaClassInfo>
@@ -32,10 +32,8 @@ public:
     using CzMedianCnbl::planesOut;
 };
 
-class Median : public testing::Test {
+class Median : public ElementTest<Element> {
 protected:
-    Element element;
-
     void startFor(const SzPicBufInfo& format, const CzImageMetadata& metadata = CzImageMetadata()) {
         element.setInput(format, metadata);
         element.setupStart();
@@ -44,16 +42,6 @@ protected:
     void usePool() {
         if (!element.pool)
             element.usePool(1, pictureFormat(64, 64, 4, uint16));
-    }
-
-    std::unique_ptr<CzImageData> process(std::unique_ptr<CzImageData> frame) {
-        usePool();
-        auto* const input = frame.release();
-        IzChainData* const output = element.processData(input);
-        EXPECT_NE(output, input);
-        if (!output)
-            delete input;
-        return std::unique_ptr<CzImageData>(qobject_cast<CzImageData*>(output));
     }
 
     /// What the element makes of a picture in a run that was set up for it.
@@ -86,20 +74,10 @@ protected:
         CzPicBufAPI::FreePicBuf(buffer, false);
     }
 
-    QDomElement settings(const QString& kernelSize) {
-        QDomElement node = document.createElement("chainable");
-        node.setAttribute("kernelSize", kernelSize);
-        return node;
-    }
-
     QString sizeLoadedFrom(const QString& kernelSize) {
-        EXPECT_TRUE(element.loadSettings(settings(kernelSize)));
-        QDomElement node = document.createElement("chainable");
-        EXPECT_TRUE(element.saveSettings(document, node));
-        return node.attribute("kernelSize", "missing");
+        EXPECT_TRUE(load({{"kernelSize", kernelSize}}));
+        return saved("kernelSize");
     }
-
-    QDomDocument document;
 };
 
 template <class T>
@@ -235,12 +213,12 @@ TEST_F(Median, loadedKernelSizeHasNoUpperBound) {
 
 TEST_F(Median, withoutItsAttributeLoadingFailsAndTheRadiusStays) {
     element.setRadius(6);
-    EXPECT_FALSE(element.loadSettings(document.createElement("chainable")));
+    EXPECT_FALSE(load({}));
     EXPECT_EQ(element.radius(), 6);
 }
 
 TEST_F(Median, resultOfTheHostsLoadingCounts) {
-    QDomElement node = settings("5");
+    QDomElement node = settings({{"kernelSize", "5"}});
     node.setAttribute("state", "neither");
     EXPECT_FALSE(element.loadSettings(node));
     EXPECT_EQ(element.radius(), 2);
@@ -681,7 +659,7 @@ TEST_F(Median, settingsLoadedInMidRunChangeTheRadiusButNotTheScratch) {
     startFor(format);
     const void* const scratch = element.medianBuffer();
     EXPECT_TRUE(scratch);
-    ASSERT_TRUE(element.loadSettings(settings("9")));
+    ASSERT_TRUE(element.loadSettings(settings({{"kernelSize", "9"}})));
     const auto output = process(noise<std::uint16_t>(format));
     ASSERT_TRUE(output);
     expectBandMedians<std::uint16_t>(output->picBuf(), noise<std::uint16_t>(format)->picBuf(), 2, 2, 30, 20,

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "MosaicStatFilterChnbl.h"
 
+#include "ElementTest.h"
 #include "MosaicStatFilterWidget.h"
-#include "TestPictures.h"
 
 #include <QDomDocument>
 #include <QMetaClassInfo>
@@ -59,24 +59,11 @@ CzHsiCameraParams::CzFilterZone zoneWithRegion(std::uint32_t cellWidth, std::uin
     return zone;
 }
 
-class MosaicStatFilter : public testing::Test {
+class MosaicStatFilter : public ElementTest<Element> {
 protected:
-    Element element;
-
     void choose(std::int32_t statFilter, bool interpolation) {
         element.setStatFilter(statFilter);
         element.setInterpolation(interpolation);
-    }
-
-    /// What the element makes of a frame; the pool is large enough for whatever comes out of it.
-    std::unique_ptr<CzImageData> process(std::unique_ptr<CzImageData> frame) {
-        usePool();
-        auto* const input = frame.release();
-        IzChainData* const output = element.processData(input);
-        EXPECT_NE(output, input) << element.errorMessage().toStdString();
-        if (output == input)
-            return std::unique_ptr<CzImageData>(input), nullptr;
-        return std::unique_ptr<CzImageData>(qobject_cast<CzImageData*>(output));
     }
 
     /// Expects a frame to be passed on as it is, and the pool to be full again.
@@ -92,28 +79,13 @@ protected:
         EXPECT_EQ(static_cast<const SzPicBufInfo&>(frame->picBuf()), format);
     }
 
-    SzPicBufInfo outputFormat(const SzPicBufInfo& input,
-                              const CzImageMetadata& metadata = CzImageMetadata()) {
-        SzPicBufInfo output;
-        EXPECT_TRUE(element.outputImageInfo(input, output, &metadata, nullptr));
-        return output;
-    }
-
-    CzImageMetadata outputMetadata(const SzPicBufInfo& input, const CzImageMetadata& metadata) {
-        SzPicBufInfo output;
-        CzImageMetadata result;
-        EXPECT_TRUE(element.outputImageInfo(input, output, &metadata, &result));
-        return result;
-    }
-
     bool load(const std::optional<QString>& statFilter, const std::optional<QString>& interpolation) {
-        QDomDocument document;
-        QDomElement settings = document.createElement("chainable");
+        Attributes attributes;
         if (statFilter)
-            settings.setAttribute("statFilter", *statFilter);
+            attributes.emplace_back("statFilter", *statFilter);
         if (interpolation)
-            settings.setAttribute("interpolation", *interpolation);
-        return element.loadSettings(settings);
+            attributes.emplace_back("interpolation", *interpolation);
+        return ElementTest::load(attributes);
     }
 
     void usePool() {
@@ -210,9 +182,7 @@ TEST_F(MosaicStatFilter, makesItsOwnWidget) {
 TEST_F(MosaicStatFilter, savesBothParametersAsIntegers) {
     for (const bool interpolation : {false, true}) {
         choose(maximum, interpolation);
-        QDomDocument document;
-        QDomElement settings = document.createElement("chainable");
-        EXPECT_TRUE(element.saveSettings(document, settings));
+        const QDomElement settings = saved();
         EXPECT_EQ(settings.attribute("statFilter"), "1");
         EXPECT_EQ(settings.attribute("interpolation"), interpolation ? "1" : "0");
         EXPECT_EQ(settings.attributes().count(), 3); // and the identifier
@@ -265,12 +235,7 @@ TEST_F(MosaicStatFilter, filterNumberIsNotChecked) {
 }
 
 TEST_F(MosaicStatFilter, resultOfTheHostsLoadingCounts) {
-    QDomDocument document;
-    QDomElement settings = document.createElement("chainable");
-    settings.setAttribute("statFilter", 1);
-    settings.setAttribute("interpolation", 0);
-    settings.setAttribute("state", "neither");
-    EXPECT_FALSE(element.loadSettings(settings));
+    EXPECT_FALSE(ElementTest::load({{"statFilter", "1"}, {"interpolation", "0"}, {"state", "neither"}}));
     EXPECT_EQ(element.statFilter(), maximum);
     EXPECT_FALSE(element.interpolation());
 }

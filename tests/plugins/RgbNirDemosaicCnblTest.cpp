@@ -2,9 +2,9 @@
 #include "RgbNirDemosaicCnbl.h"
 
 #include "Chain.h"
+#include "ElementTest.h"
 #include "FrameSource.h"
 #include "RgbNirDemosaicWidget.h"
-#include "TestPictures.h"
 
 #include <QDomDocument>
 #include <QMetaClassInfo>
@@ -71,26 +71,9 @@ Bytes bytesOf(const SzPicBuf& picture) {
     return bytes;
 }
 
-class RgbNirDemosaic : public testing::Test {
+class RgbNirDemosaic : public ElementTest<Element> {
 protected:
-    Element element;
-
-    /// What the element makes of a frame; the pool is large enough for whatever comes out of it.
-    std::unique_ptr<CzImageData> process(std::unique_ptr<CzImageData> frame) {
-        if (!element.pool)
-            element.usePool(4, pictureFormat(64, 64, 4, EzImageDataType::Float64));
-        auto* const input = frame.release();
-        IzChainData* const output = element.processData(input);
-        EXPECT_NE(output, input);
-        return std::unique_ptr<CzImageData>(qobject_cast<CzImageData*>(output));
-    }
-
-    SzPicBufInfo outputFormat(const SzPicBufInfo& input) {
-        SzPicBufInfo output;
-        const CzImageMetadata metadata;
-        EXPECT_TRUE(element.outputImageInfo(input, output, &metadata, nullptr));
-        return output;
-    }
+    bool load(const QString& channel) { return ElementTest::load({{"channel", channel}}); }
 
     /// The one value of the near-infrared picture and the colours, of a picture that has 10, 20, 30 and 40 at
     /// the four places of its cell.
@@ -103,20 +86,6 @@ protected:
         element.setChannel(rgb, false);
         const auto output = process(rawFrame<std::uint8_t>(rawFormat(2, 2), {10, 20, 30, 40}, metadata));
         return output ? Bytes(output->picBuf().data, output->picBuf().data + 4) : Bytes();
-    }
-
-    bool load(const QString& text) {
-        QDomDocument document;
-        QDomElement settings = document.createElement(QStringLiteral("chainable"));
-        settings.setAttribute(QStringLiteral("channel"), text);
-        return element.loadSettings(settings);
-    }
-
-    QString saved() {
-        QDomDocument document;
-        QDomElement settings = document.createElement(QStringLiteral("chainable"));
-        EXPECT_TRUE(element.saveSettings(document, settings));
-        return settings.attribute(QStringLiteral("channel"), QStringLiteral("missing"));
     }
 };
 
@@ -208,9 +177,9 @@ TEST_F(RgbNirDemosaic, pressedButtonOneIsNearInfraredAndAnyOtherNumberColour) {
 // ---- Settings ----
 
 TEST_F(RgbNirDemosaic, channelIsSavedAsANumberAndLoadedAgain) {
-    EXPECT_EQ(saved(), "0");
+    EXPECT_EQ(saved("channel"), "0");
     element.setChannel(1, false);
-    EXPECT_EQ(saved(), "1");
+    EXPECT_EQ(saved("channel"), "1");
     EXPECT_TRUE(load("0"));
     EXPECT_EQ(element.channel(), 0);
     EXPECT_TRUE(load("1"));
@@ -219,8 +188,7 @@ TEST_F(RgbNirDemosaic, channelIsSavedAsANumberAndLoadedAgain) {
 
 TEST_F(RgbNirDemosaic, missingChannelFailsAndKeepsTheOldOne) {
     element.setChannel(1, false);
-    QDomDocument document;
-    EXPECT_FALSE(element.loadSettings(document.createElement(QStringLiteral("chainable"))));
+    EXPECT_FALSE(ElementTest::load({}));
     EXPECT_EQ(element.channel(), 1);
 }
 
@@ -233,7 +201,7 @@ TEST_F(RgbNirDemosaic, textThatIsNoNumberLoadsAsColourAndNumbersAreNotChecked) {
     for (const int channel : {2, -1, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()}) {
         EXPECT_TRUE(load(QString::number(channel)));
         EXPECT_EQ(element.channel(), channel);
-        EXPECT_EQ(saved(), QString::number(channel));
+        EXPECT_EQ(saved("channel"), QString::number(channel));
     }
 }
 

@@ -2,9 +2,9 @@
 #include "RotateImageCnbl.h"
 
 #include "Chain.h"
+#include "ElementTest.h"
 #include "FrameSource.h"
 #include "RotateConfigurationWidget.h"
-#include "TestPictures.h"
 
 #include <QDomDocument>
 #include <QMetaClassInfo>
@@ -50,38 +50,11 @@ constexpr auto gbrg = EzColorFilterArray::BayerGBRG;
 constexpr auto bggr = EzColorFilterArray::BayerBGGR;
 constexpr auto mosaic = EzColorFilterArray::Hyperspectral;
 
-class Rotate : public testing::Test {
+class Rotate : public ElementTest<Element> {
 protected:
-    Element element;
-
-    /// What the element makes of a frame; the pool is large enough for whatever comes out of it.
-    std::unique_ptr<CzImageData> process(std::unique_ptr<CzImageData> frame) {
-        if (!element.pool)
-            element.usePool(1, pictureFormat(64, 64, 4, EzImageDataType::Float64));
-        auto* const input = frame.release();
-        IzChainData* const output = element.processData(input);
-        EXPECT_NE(output, input);
-        return std::unique_ptr<CzImageData>(qobject_cast<CzImageData*>(output));
-    }
-
-    SzPicBufInfo outputFormat(const SzPicBufInfo& input) {
-        SzPicBufInfo output;
-        const CzImageMetadata metadata;
-        EXPECT_TRUE(element.outputImageInfo(input, output, &metadata, nullptr));
-        return output;
-    }
-
     EzColorFilterArray turned(EzColorFilterArray arrangement) {
         return outputFormat(pictureFormat(8, 6, 1, EzImageDataType::UInt8, arrangement)).colorFilterArray;
     }
-
-    QDomElement saved() {
-        QDomElement settings = document.createElement(QStringLiteral("chainable"));
-        EXPECT_TRUE(element.saveSettings(document, settings));
-        return settings;
-    }
-
-    QDomDocument document;
 };
 
 // ---- Identity ----

@@ -159,6 +159,15 @@ TEST(LutFormula, extremeGammasMakeSteps) {
         (std::vector<int>{0, 0, 0, 255}));
 }
 
+TEST(LutFormula, steepCurveThroughARangeBeyondDoublesEndsAtItsEnds) {
+    // Rounded, 130 lies beyond srcMax, and endless times an output without a range would be no number.
+    SameDepth lut(8, -(std::int64_t{1} << 60) - 129, 131, std::numeric_limits<double>::denorm_min());
+    lut.compContrasts[0].dstMin = 7;
+    lut.compContrasts[0].dstMax = 7;
+    ASSERT_TRUE(lut.alloc());
+    EXPECT_EQ(mapped(lut, {0, 130, 255}, uint8, 8), (std::vector<int>{7, 7, 7}));
+}
+
 TEST(LutFormula, rangeThatIsEmptyOrReversedIsAStepAboveItsMinimum) {
     for (const std::int64_t srcMax : {100, 99, 0, -5})
         EXPECT_EQ(mapped(SameDepth(8, 100, srcMax), {0, 99, 100, 101, 255}, uint8, 8),

@@ -52,7 +52,8 @@ std::vector<std::uint16_t> stretchedSamples(const CzLut::CzCompContrast& contras
         fill(above, beyond, [=](double sample) { return low + (high - low) * (sample - origin) / range; });
     else
         fill(above, beyond, [=, power = 1.0 / gamma](double sample) {
-            return low + (high - low) * std::pow((sample - origin) / range, power);
+            const double place = std::min((sample - origin) / range, 1.0); // also where it was rounded up
+            return low + (high - low) * std::pow(place, power);
         });
     fill(beyond, count, [=](double) { return high; });
     std::fill(table.begin() + count, table.end(), table[static_cast<std::size_t>(count - 1)]);

@@ -23,8 +23,9 @@ foreach(binary IN LISTS binaries)
     endif()
 endforeach()
 
-# What plug-ins are built with.
-foreach(name IN ITEMS ${INCLUDE}/zuCore/Plugin.h ${LIB}/libzuCore.so)
+# What plug-ins are built with, and the licences of all that was installed.
+foreach(name IN ITEMS ${INCLUDE}/zuCore/Plugin.h ${LIB}/libzuCore.so ${DOC}/LICENSE ${DOC}/LICENSES/Apache-2.0.txt
+        ${DOC}/LICENSES/CC0-1.0.txt ${DOC}/LICENSES/LicenseRef-Matplotlib.txt)
     if(NOT EXISTS "${FOLDER}-moved/${name}")
         message(FATAL_ERROR "${name} is not installed")
     endif()

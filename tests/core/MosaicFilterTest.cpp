@@ -421,7 +421,8 @@ TEST_P(MosaicFilter, averagesOfTheLargestSamplesStayTheLargestInCellsOfAnySize) 
     const std::pair<EzImageDataType, double> types[] = {
         {uint8, 255.0}, {uint16, 65535.0}, {uint32, 4294967295.0}};
     for (const auto& [type, value] : types)
-        for (const std::uint32_t cell : {15U, 16U, 17U, 255U, 256U, 257U}) { // 16², 256² are limits of sums
+        // 16² and 256² are limits of sums; of 363² samples even half their number takes more than 16 bits.
+        for (const std::uint32_t cell : {15U, 16U, 17U, 255U, 256U, 257U, 363U, 512U}) {
             HeapPicture source(mosaicFormat(cell, cell, type));
             fillSamples(*source, [v = value](auto...) { return v; });
             const int size = static_cast<int>(cell);
@@ -648,7 +649,8 @@ TEST(MosaicFilterRefuses, picturesWithoutPixelsOrWithLinesThatOverlap) {
 
 TEST(MosaicFilterRefuses, regionsWithoutAWholeCellAndNormalizeCopiesThem) {
     const HeapPicture source = patternPicture(mosaicFormat(8, 8));
-    for (const auto& [width, height] : {std::pair{9, 2}, {2, 9}, {2147483647, 2147483647}, {9, 9}}) {
+    for (const auto& [width, height] :
+         {std::pair{9, 2}, {2, 9}, {9, 9}, {512, 256}, {131072, 131072}, {2147483647, 2147483647}}) {
         expectRefused(*source, all(*source), width, height, mosaicFormat(8, 8), false);
         HeapPicture copied = patternPicture(mosaicFormat(8, 8), 5);
         EXPECT_TRUE(normalize(*source, all(*source), width, height, *copied));

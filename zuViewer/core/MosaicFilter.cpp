@@ -644,7 +644,7 @@ template <class R, class T = typename R::Sample>
 bool reduce(R reduction, const SzPicBuf& source, const Area& area, SzPicBuf& destination) {
     const auto in = areaView<const T>(source, area);
     const auto out = view<T>(destination);
-    const std::size_t scratchBytes = 4 * out.width * area.cellWidth * sizeof(typename R::Value);
+    const std::size_t scratchBytes = 4 * area.cellsPerLine() * area.cellWidth * sizeof(typename R::Value);
     const auto reduceOne = [&](std::size_t cellLine, std::byte* scratch) {
         forInstructionSet<&reduceCells<R>>(reduction, in, out, area.cellWidth, area.cellHeight, cellLine,
                                            reinterpret_cast<typename R::Value*>(scratch));
@@ -674,8 +674,9 @@ bool filterExtreme(const SzPicBuf& source, const QRect& region, int cellWidth, i
 /// Whether the rounded sum of so many samples fits.
 template <class T, class Sum>
 bool sumFits(std::uint64_t count) {
-    constexpr std::uint64_t largest = std::numeric_limits<T>::max();
-    return count <= (std::numeric_limits<Sum>::max() - count / 2) / largest;
+    constexpr std::uint64_t largestSample = std::numeric_limits<T>::max();
+    constexpr std::uint64_t largestSum = std::numeric_limits<Sum>::max();
+    return count <= largestSum / largestSample && count * largestSample + count / 2 <= largestSum;
 }
 
 } // namespace

@@ -555,13 +555,13 @@ SzMedianHistogramPlan medianHistogramPlan(std::int64_t width, std::int64_t radiu
     // Narrow strips stay in the cache, but each holds the columns of half a window on both sides, too.
     constexpr Coordinate narrowest = 256;
     constexpr std::size_t mostPageBytes = std::size_t{256} << 20;
+    constexpr std::size_t mostBytes = std::size_t{1} << 30;
 
     SzMedianHistogramPlan plan;
     plan.lowBits = codeCount <= 256 ? 0 : codeCount <= mostMedianCodesWithoutPages ? 4 : 8;
     plan.hasGroups = plan.lowBits > 0 && radius >= 24;
     plan.hasLargeGroups = plan.lowBits > 0 && radius >= 128;
     plan.radius = radius;
-    plan.threads = threads;
     plan.stripWidth = std::min(std::max(narrowest, 2 * radius), (width + threads - 1) / threads);
     const Coordinate columns = std::min(width, plan.stripWidth + 2 * radius);
     withCounts(radius, [&](auto column, auto window) {
@@ -581,6 +581,9 @@ SzMedianHistogramPlan medianHistogramPlan(std::int64_t width, std::int64_t radiu
         }
         plan.bytesPerStrip = SzStripLayout<ColumnBins, WindowBins>(plan, columns).bytes;
     });
+    const std::size_t affordable = mostBytes / plan.bytesPerStrip;
+    plan.threads =
+        static_cast<int>(std::clamp<std::size_t>(affordable, 1, static_cast<std::size_t>(threads)));
     return plan;
 }
 

@@ -25,7 +25,7 @@ struct SzMedianHistogramPlan {
     std::int64_t stripWidth;
     int pageSlots; ///< values of the high byte whose low bits are counted at a time
     std::size_t bytesPerStrip;
-    int threads;
+    int threads; ///< fewer than asked for where their strips would take more than 1 GiB
 };
 
 /// With more codes than this, deep tiers are brought up to date only where medians lie, which takes time.

@@ -79,7 +79,10 @@ protected:
                                             {17U, 9U},
                                             {33U, 23U},
                                             {640U, 33U},
-                                            {41U, 640U}})
+                                            {41U, 640U},
+                                            {643U, 8U},
+                                            {523U, 31U},
+                                            {601U, 77U}})
             for (const std::uint32_t padding : {0U, 3U}) {
                 const ExactPicture<T> picture(width, height, padding);
                 Floats rows(height, -1.0F);

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <limits>
 #include <type_traits>
+#include <utility>
 
 namespace {
 
@@ -39,72 +40,107 @@ std::uint64_t exactSum(const T* samples, std::size_t count) {
     return sum;
 }
 
-// Where sums are not exact, the samples of a row have to be added one by one. So the sums of eight rows are
-// made side by side: blocks of eight rows are transposed, and each column of a block is added to all eight.
+// Where sums are not exact, the samples of a row have to be added one by one. So the sums of many rows are
+// made side by side: blocks of eight rows are transposed, and each column of a block is added to all eight. A
+// vector holds as many blocks as there are 16 bytes in it, one group of rows below the other.
 
-constexpr std::size_t rowsAtOnce = 8;
-constexpr std::size_t blockBytes = 16; ///< of each row
+constexpr std::size_t groupRows = 8;
+constexpr std::size_t columnsAtOnce = 8;
 
-using Bytes = std::uint8_t __attribute__((vector_size(blockBytes)));
-using Words = std::uint16_t __attribute__((vector_size(blockBytes)));
-using Integers = std::int32_t __attribute__((vector_size(4 * rowsAtOnce)));
-using Sums = float __attribute__((vector_size(4 * rowsAtOnce)));
+/// Columns by which each group of rows is behind the one above it: a cache line of 16-bit samples. Rows often
+/// begin a multiple of 4096 bytes apart, so that the same columns of all of them would not fit into the cache
+/// together.
+constexpr std::size_t lag = 32;
 
-template <class T>
-struct BlockRow;
-template <>
-struct BlockRow<std::uint8_t> {
-    using Type = Bytes;
+template <std::size_t groups>
+struct SzVectors {
+    typedef std::uint16_t Words __attribute__((vector_size(16 * groups)));
+    typedef std::int32_t Integers __attribute__((vector_size(16 * groups)));
+    typedef float Floats __attribute__((vector_size(16 * groups)));
 };
-template <>
-struct BlockRow<std::uint16_t> {
-    using Type = Words;
+template <std::size_t groups>
+using Words = typename SzVectors<groups>::Words;
+template <std::size_t groups>
+using Integers = typename SzVectors<groups>::Integers;
+template <std::size_t groups>
+using Floats = typename SzVectors<groups>::Floats;
+
+/// The sums of the rows of all groups.
+template <std::size_t groups>
+struct SzSums {
+    Floats<groups> upper{}; ///< of the first four rows of each
+    Floats<groups> lower{}; ///< of the others
+
+    float ofRow(std::size_t group, std::size_t row) const {
+        return row < 4 ? upper[4 * group + row] : lower[4 * group + row - 4];
+    }
 };
 
-[[gnu::always_inline]] inline Bytes interleaveLow(Bytes a, Bytes b) {
-    return __builtin_shufflevector(a, b, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
-}
-
-[[gnu::always_inline]] inline Bytes interleaveHigh(Bytes a, Bytes b) {
-    return __builtin_shufflevector(a, b, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15, 31);
-}
-
-[[gnu::always_inline]] inline Words interleaveLow(Words a, Words b) {
-    return __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
-}
-
-[[gnu::always_inline]] inline Words interleaveHigh(Words a, Words b) {
-    return __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
-}
-
-/// One column of eight samples.
-void addColumns(Sums& sums, const Words& column) {
-    sums += __builtin_convertvector(__builtin_convertvector(column, Integers), Sums);
-}
-
-/// Two columns, the left one first.
-void addColumns(Sums& sums, const Bytes& columns) {
-    addColumns(sums, reinterpret_cast<Words>(interleaveLow(columns, Bytes{})));
-    addColumns(sums, reinterpret_cast<Words>(interleaveHigh(columns, Bytes{})));
-}
-
+/// Some samples of each of eight rows.
 template <class T>
-void addBlock(Sums& sums, const T* block, std::size_t pitch) {
-    using Row = typename BlockRow<T>::Type;
-    Row rows[rowsAtOnce];
-    for (std::size_t i = 0; i < rowsAtOnce; ++i)
-        std::memcpy(&rows[i], reinterpret_cast<const std::uint8_t*>(block) + i * pitch, blockBytes);
+struct SzBlock {
+    const T* samples;
+    std::size_t pitch; ///< in bytes
+
+    const T* row(std::size_t y) const {
+        return reinterpret_cast<const T*>(reinterpret_cast<const std::uint8_t*>(samples) + y * pitch);
+    }
+};
+
+template <std::size_t half, std::size_t... i>
+[[gnu::always_inline]] inline void join(const Words<half>& a, const Words<half>& b, Words<2 * half>& both,
+                                        std::index_sequence<i...>) {
+    both = __builtin_shufflevector(a, b, i...);
+}
+
+/// The samples of one row of each block.
+template <std::size_t groups, class T>
+[[gnu::always_inline]] inline void load(const SzBlock<T>* blocks, std::size_t y, Words<groups>& row) {
+    if constexpr (groups > 1) {
+        constexpr std::size_t half = groups / 2;
+        Words<half> a;
+        Words<half> b;
+        load<half>(blocks, y, a);
+        load<half>(blocks + half, y, b);
+        join<half>(a, b, row, std::make_index_sequence<8 * groups>());
+    } else {
+        T samples __attribute__((vector_size(columnsAtOnce * sizeof(T))));
+        std::memcpy(&samples, blocks->row(y), sizeof samples);
+        row = __builtin_convertvector(samples, Words<1>);
+    }
+}
+
+/// Interleaves the words of a with those of b in each 16 bytes: the first four of both, and the others.
+template <std::size_t groups, std::size_t... i>
+[[gnu::always_inline]] inline void interleave(const Words<groups>& a, const Words<groups>& b,
+                                              Words<groups>& low, Words<groups>& high,
+                                              std::index_sequence<i...>) {
+    low = __builtin_shufflevector(a, b, (i / 8 * 8 + i % 8 / 2 + i % 2 * 8 * groups)...);
+    high = __builtin_shufflevector(a, b, (i / 8 * 8 + 4 + i % 8 / 2 + i % 2 * 8 * groups)...);
+}
+
+/// Adds the columns of one block per group, from left to right.
+template <std::size_t groups, class T>
+[[gnu::always_inline]] inline void addBlocks(const SzBlock<T>* blocks, SzSums<groups>& sums) {
+    constexpr auto words = std::make_index_sequence<8 * groups>();
+    Words<groups> rows[groupRows];
+    for (std::size_t y = 0; y < groupRows; ++y)
+        load<groups>(blocks, y, rows[y]);
     // Three rounds of interleaving each row with the fourth after it turn rows into columns.
     for (int round = 0; round < 3; ++round) {
-        Row interleaved[rowsAtOnce];
-        for (std::size_t i = 0; i < rowsAtOnce / 2; ++i) {
-            interleaved[2 * i] = interleaveLow(rows[i], rows[i + rowsAtOnce / 2]);
-            interleaved[2 * i + 1] = interleaveHigh(rows[i], rows[i + rowsAtOnce / 2]);
-        }
-        std::copy_n(interleaved, rowsAtOnce, rows);
+        Words<groups> interleaved[groupRows];
+        for (std::size_t i = 0; i < groupRows / 2; ++i)
+            interleave<groups>(rows[i], rows[i + groupRows / 2], interleaved[2 * i], interleaved[2 * i + 1],
+                               words);
+        std::copy_n(interleaved, groupRows, rows);
     }
-    for (std::size_t i = 0; i < rowsAtOnce; ++i)
-        addColumns(sums, rows[i]);
+    for (const Words<groups>& column : rows) {
+        Words<groups> upper;
+        Words<groups> lower;
+        interleave<groups>(column, Words<groups>{}, upper, lower, words);
+        sums.upper += __builtin_convertvector(reinterpret_cast<Integers<groups>>(upper), Floats<groups>);
+        sums.lower += __builtin_convertvector(reinterpret_cast<Integers<groups>>(lower), Floats<groups>);
+    }
 }
 
 template <class T>
@@ -114,34 +150,52 @@ float addSamples(float sum, const T* samples, std::size_t count) {
     return sum;
 }
 
-/// The sums of eight rows, one sample after the other.
-template <class T>
-void sumEightRows(PictureView<const T> picture, std::size_t first, float* sums) {
-    constexpr std::size_t columnsAtOnce = blockBytes / sizeof(T);
+/// The sums of rows from first on, as many as the groups have, one sample after the other. Where there are
+/// not so many, the last eight, which there are at least, make up for them.
+template <std::size_t groups, class T>
+void sumGroups(PictureView<const T> picture, std::size_t first, float* sums) {
+    constexpr T nothing[columnsAtOnce] = {}; // adds 0, which changes no sum
     const std::size_t inBlocks = picture.width / columnsAtOnce * columnsAtOnce;
-    Sums ofRows{};
-    for (std::size_t x = 0; x < inBlocks; x += columnsAtOnce)
-        addBlock(ofRows, picture.row(first) + x, picture.pitch);
-    for (std::size_t i = 0; i < rowsAtOnce; ++i)
-        sums[i] = addSamples(ofRows[i], picture.row(first + i) + inBlocks, picture.width - inBlocks);
+    std::size_t firstRows[groups];
+    for (std::size_t group = 0; group < groups; ++group)
+        firstRows[group] = std::min<std::size_t>(first + group * groupRows, picture.height - groupRows);
+
+    SzSums<groups> blockSums;
+    for (std::size_t x = 0; x < inBlocks + (groups - 1) * lag; x += columnsAtOnce) {
+        SzBlock<T> blocks[groups];
+        for (std::size_t group = 0; group < groups; ++group) {
+            const bool isInside = x >= group * lag && x - group * lag < inBlocks;
+            blocks[group] = isInside
+                                ? SzBlock<T>{picture.row(firstRows[group]) + (x - group * lag), picture.pitch}
+                                : SzBlock<T>{nothing, 0};
+        }
+        addBlocks<groups>(blocks, blockSums);
+    }
+    for (std::size_t group = 0; group < groups; ++group)
+        for (std::size_t i = 0; i < groupRows; ++i) {
+            const std::size_t y = firstRows[group] + i;
+            sums[y] =
+                addSamples(blockSums.ofRow(group, i), picture.row(y) + inBlocks, picture.width - inBlocks);
+        }
 }
 
-template <class T>
+template <std::size_t groups, class T>
 void sumRows(PictureView<const T> picture, float* sums) {
+    constexpr std::size_t rowsAtOnce = groups * groupRows;
     for (std::size_t first = 0; first < picture.height; first += rowsAtOnce) {
-        const std::size_t rows = std::min<std::size_t>(rowsAtOnce, picture.height - first);
+        const std::size_t end = std::min<std::size_t>(first + rowsAtOnce, picture.height);
         bool exact = true;
-        for (std::size_t i = 0; i < rows && exact; ++i) {
-            const std::uint64_t sum = exactSum(picture.row(first + i), picture.width);
+        for (std::size_t y = first; y < end && exact; ++y) {
+            const std::uint64_t sum = exactSum(picture.row(y), picture.width);
             exact = sum <= largestExact;
-            sums[first + i] = static_cast<float>(sum);
+            sums[y] = static_cast<float>(sum);
         }
         if (exact)
             continue;
-        if (rows == rowsAtOnce)
-            sumEightRows(picture, first, sums + first);
+        if (picture.height >= groupRows)
+            sumGroups<groups>(picture, first, sums);
         else
-            for (std::size_t y = first; y < picture.height; ++y)
+            for (std::size_t y = first; y < end; ++y)
                 sums[y] = addSamples(0.0F, picture.row(y), picture.width);
     }
 }
@@ -216,7 +270,7 @@ std::size_t profileOf(PictureView<const T> picture, bool ofRows, float* profile,
 
 template <class T>
 void rowMeans(PictureView<const T> picture, float* means) {
-    forInstructionSet<&sumRows<T>>(picture, means);
+    forInstructionSets<&sumRows<1, T>, &sumRows<2, T>, &sumRows<4, T>>(picture, means);
     divide(means, picture.height, picture.width);
 }
 

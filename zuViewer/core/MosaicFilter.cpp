@@ -100,7 +100,9 @@ struct Mean {
         std::conditional_t<std::is_same_v<Sum, std::uint64_t>, PlainDivision, ExactDivision<Sum>>;
     static constexpr bool canRemove = true;
     explicit Mean(std::uint64_t count)
-        : half(static_cast<Sum>(count / 2)), division{static_cast<Sum>(count)} {
+        : half(static_cast<Sum>(count / 2))
+        , division{static_cast<Sum>(count)}
+        , inverse(static_cast<std::uint16_t>(65536 / count)) {
         if ((count & (count - 1)) == 0)
             while (count >> shift > 1)
                 ++shift;
@@ -113,12 +115,18 @@ struct Mean {
         if constexpr (std::is_same_v<Sum, std::uint32_t>)
             if (shift > 0)
                 return static_cast<T>(dividend >> shift);
+        if constexpr (std::is_same_v<Sum, std::uint16_t>)
+            if (shift > 0)
+                return static_cast<T>((std::uint32_t{dividend} * inverse) >> 16);
         return static_cast<T>(division(dividend));
     }
 
     Sum half;
     Division division;
-    unsigned shift = 0; // that divides as well, and faster, where the number is a power of two
+    // What divides as well, and faster, where the number is a power of two: a shift, and for 16 bits, where
+    // compilers need several instructions for it, the upper half of a product.
+    unsigned shift = 0;
+    std::uint16_t inverse;
 };
 
 template <>

@@ -188,19 +188,31 @@ std::uint16_t wordAt(const T* samples) {
 template <std::size_t lanes, class T>
 void countWords(PictureView<const T> lines, SampleCounts<T>& counts) {
     constexpr std::size_t step = lanes * samplesPerWord<T>;
+    constexpr std::size_t block = 64 / sizeof(T) / step * step; // what a cache line holds of whole steps
+    constexpr std::size_t ahead = 1024 / sizeof(T);
     std::vector<std::uint8_t> laneCounters(lanes * wordValues);
     std::uint8_t* const counters = laneCounters.data();
+    const auto countStep = [&](const T* first) {
+        for (std::size_t lane = 0; lane < lanes; ++lane) {
+            const std::size_t place = lane * samplesPerWord<T>;
+            const std::uint16_t word = wordAt(first + place);
+            if (++counters[lane * wordValues + word] == 0)
+                counts.addFullCounter(place, word);
+        }
+    };
     const std::size_t samples = std::size_t{lines.width} * lines.channels;
     for (std::size_t y = 0; y < lines.height; ++y) {
         const T* const line = lines.row(y);
         std::size_t i = 0;
+        for (; i + block <= samples; i += block) {
+            // Waiting for counters, the processor does not look so far ahead. To be read, from the second
+            // cache: the first one is for the counters.
+            __builtin_prefetch(line + std::min(i + ahead, samples), 0, 2);
+            for (std::size_t k = 0; k < block; k += step)
+                countStep(line + i + k);
+        }
         for (; i + step <= samples; i += step)
-            for (std::size_t lane = 0; lane < lanes; ++lane) {
-                const std::size_t place = lane * samplesPerWord<T>;
-                const std::uint16_t word = wordAt(line + i + place);
-                if (++counters[lane * wordValues + word] == 0)
-                    counts.addFullCounter(place, word);
-            }
+            countStep(line + i);
         for (; i < samples; ++i)
             counts.add(i, line[i]);
     }

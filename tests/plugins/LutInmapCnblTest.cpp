@@ -18,6 +18,7 @@
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <numeric>
 #include <utility>
 #include <vector>
 
@@ -832,12 +833,17 @@ TEST_F(LutMapping, pictureThatHasNoTableIsCopiedWithoutAWord) {
                 setAutomatic();
             else
                 setRange(0, 1);
-            auto frame = numberedFrame(format);
-            const Bytes samples(frame->picBuf().data, frame->picBuf().data + packedLineBytes(format));
+            Bytes samples(packedLineBytes(format));
+            std::iota(samples.begin(), samples.end(), std::uint8_t{1});
+            auto frame = lineOf(samples, format);
+            frame->picBuf().floatMin = -3.0F;
+            frame->picBuf().floatMax = 9.0F;
             const auto output = process(std::move(frame));
             ASSERT_TRUE(output);
             EXPECT_EQ(static_cast<const SzPicBufInfo&>(output->picBuf()), format);
             EXPECT_EQ(Bytes(output->picBuf().data, output->picBuf().data + packedLineBytes(format)), samples);
+            EXPECT_EQ(output->picBuf().floatMin, -3.0F);
+            EXPECT_EQ(output->picBuf().floatMax, 9.0F);
             EXPECT_TRUE(element.errorMessage().isEmpty());
         }
 }
@@ -851,6 +857,15 @@ TEST_F(LutMapping, pictureThatHasNoTableIsConvertedPlainlyToRgb) {
               (Bytes{0x12, 0x12, 0x12, 255, 0xAB, 0xAB, 0xAB, 255}));
     output = process(lineOf(Bytes{0, 200}, lineFormat(2, uint8, 0)));
     EXPECT_EQ(samplesOfLine<std::uint8_t>(output->picBuf()), (Bytes{0, 0, 0, 255, 200, 200, 200, 255}));
+    auto floats = lineOf(std::vector<float>{-1.0F, 1.0F}, lineFormat(2, EzImageDataType::Float32, 32));
+    floats->picBuf().floatMin = -1.0F;
+    floats->picBuf().floatMax = 1.0F;
+    output = process(std::move(floats));
+    EXPECT_EQ(samplesOfLine<std::uint8_t>(output->picBuf()), (Bytes{0, 0, 0, 255, 255, 255, 255, 255}));
+    SzPicBufInfo bayer = pictureFormat(2, 2, 1, uint8, EzColorFilterArray::BayerRGGB);
+    bayer.bitDepth = 0;
+    output = process(lineOf(Bytes{200, 100, 100, 50}, bayer));
+    EXPECT_EQ(samplesOfLine<std::uint8_t>(output->picBuf()), (Bytes{50, 100, 200, 255, 50, 100, 200, 255}));
     EXPECT_TRUE(element.errorMessage().isEmpty());
 }
 

@@ -374,17 +374,23 @@ TEST_F(Averaging, rangeOfFloatsIsThatOfTheAverage) {
     EXPECT_EQ(output->picBuf().floatMax, 4.5F);
 }
 
-TEST_F(Averaging, outputTakesOverTheLastInputsAdditionalDataAndMetadata) {
-    start(1);
-    format.colorFilterArray = EzColorFilterArray::Hyperspectral;
+TEST_F(Averaging, everyOutputTakesOverTheLastInputsAdditionalDataAndMetadata) {
     const CzImageMetadata metadata = hyperspectral({filterZone(2, 2)});
-    const auto output = process(numberedFrame(format, metadata));
-    ASSERT_TRUE(output);
-    EXPECT_EQ(output->frameNo(), 42);
-    EXPECT_EQ(output->picBuf().timeStampNs, 4711);
-    EXPECT_EQ(output->picBuf().colorFilterArray, EzColorFilterArray::Hyperspectral);
-    EXPECT_EQ(output->imageMetadata(), metadata);
-    EXPECT_TRUE(output->isFromMemoryPool(element.pool->handle()));
+    for (const bool subtract : {false, true})
+        for (const bool still : {false, true}) {
+            start(1, subtract, 1);
+            samples({1, 2, 3, 4}); // what is subtracted
+            format.colorFilterArray = EzColorFilterArray::Hyperspectral;
+            auto frame = numberedFrame(format, metadata);
+            frame->picBuf().frameNo = still ? 0 : 42;
+            const auto output = process(std::move(frame));
+            ASSERT_TRUE(output);
+            EXPECT_EQ(output->frameNo(), still ? 0 : 42);
+            EXPECT_EQ(output->picBuf().timeStampNs, 4711);
+            EXPECT_EQ(output->picBuf().colorFilterArray, EzColorFilterArray::Hyperspectral);
+            EXPECT_EQ(output->imageMetadata(), metadata);
+            EXPECT_TRUE(output->isFromMemoryPool(element.pool->handle()));
+        }
 }
 
 // ---- Subtraction ----
@@ -497,6 +503,13 @@ TEST_F(Averaging, stillPicturesNeverCompleteASeriesButTheNextLiveOneDoes) {
     EXPECT_EQ(samples({0, 0, 0, 0}), (Bytes{10, 10, 10, 10})); // 60 ÷ 6
 }
 
+TEST_F(Averaging, stillPicturesCountInASeriesThatWillBeSubtracted) {
+    start(2, true);
+    EXPECT_EQ(still({10, 10, 10, 10}), (Bytes{10, 10, 10, 10}));
+    EXPECT_EQ(samples({20, 20, 20, 40}, 1), Bytes()); // completes 15 15 15 25, mean 17.5
+    EXPECT_EQ(samples({15, 15, 15, 20}, 2), (Bytes{18, 18, 18, 13}));
+}
+
 TEST_F(Averaging, linesOfAStillPictureAreAveragedInACopy) {
     start(3, false, 1);
     EXPECT_EQ(still({10, 11, 4, 8}), (Bytes{11, 11, 6, 6}));
@@ -513,6 +526,16 @@ TEST_F(Averaging, stillPictureBecomesItsOwnMeanWhenTheAverageIsSubtracted) {
     EXPECT_EQ(still({10, 20, 30, 42}), (Bytes{26, 26, 26, 26})); // 25.5
     start(colourFormat());
     EXPECT_EQ(still({1, 2, 3, 9, 3, 4, 5, 9}), (Bytes{2, 3, 4, 255, 2, 3, 4, 255}));
+}
+
+TEST_F(Averaging, linesOfTheMeanOfAStillPictureAreAveragedAsWell) {
+    element.setSubtractFromAverage(true);
+    element.setLineAveraging(1);
+    start(pictureFormat(2, 2, 1, EzImageDataType::Float32));
+    const auto output = process(frameOf<float>(format, {1, 2, 3, 4}, 0));
+    ASSERT_TRUE(output);
+    // The mean, 2.5, plus a half, and the half that line means of floats have too many.
+    EXPECT_THAT(allSamples<float>(output->picBuf()), Each(3.5F));
 }
 
 TEST_F(Averaging, planesOfAStillPictureThatAreNotFilledShowNoOldFrame) {
@@ -650,7 +673,7 @@ TEST_F(Averaging, exhaustedPoolGivesNullAndTheSeriesGoesOn) {
     EXPECT_EQ(element.errorMessage(), QString());
 }
 
-TEST_F(Averaging, withoutAPoolEveryOutputIsNull) {
+TEST_F(Averaging, exhaustedPoolGivesNullWhateverTheOutputWouldBe) {
     start(1, true);
     samples({10, 10, 10, 10}, 1);
     SzPicBuf taken[4];
@@ -665,6 +688,23 @@ TEST_F(Averaging, withoutAPoolEveryOutputIsNull) {
     EXPECT_EQ(still({20, 20, 20, 20}), Bytes());
     for (SzPicBuf& picture : taken)
         CzPicBufAPI::FreePicBuf(picture, false);
+}
+
+TEST_F(Averaging, seriesIsNotCompletedByAPictureWhoseDifferenceHasNoRoomInThePool) {
+    start(2, true);
+    samples({10, 10, 10, 10}, 1);
+    samples({10, 10, 10, 10}, 2);
+    samples({40, 40, 40, 40}, 3);
+    SzPicBuf taken[4];
+    for (SzPicBuf& picture : taken)
+        ASSERT_TRUE(
+            CzPicBufAPI::AllocPicBufFromPool(element.pool->handle(), &element, picture, format, false));
+    EXPECT_EQ(samples({40, 40, 40, 40}, 4), Bytes());
+    for (SzPicBuf& picture : taken)
+        CzPicBufAPI::FreePicBuf(picture, false);
+    EXPECT_EQ(samples({40, 40, 40, 70}, 5),
+              (Bytes{40, 40, 40, 70})); // against 10 still, completes 40 40 40 50
+    EXPECT_EQ(samples({40, 40, 40, 50}, 6), (Bytes{43, 43, 43, 43})); // mean 42.5
 }
 
 TEST_F(Averaging, failedSubtractionGivesNullYetTheSeriesGoesOn) {

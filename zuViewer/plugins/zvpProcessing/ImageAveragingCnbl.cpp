@@ -33,9 +33,9 @@ bool measureMeans(CzHistoData& histogram, const SzPicBuf& picture) {
                                           Flag::MinMax | Flag::Mean | Flag::Deviation);
 }
 
-/// Clears what no kernel writes and what would still show an older frame: the fourth sample of colours.
+/// Clears what no kernel writes and what would still show an older frame.
 void clearUnsummedSamples(SzPicBuf& picture) {
-    if (picture.storageFormat == EzDataStorageFormat::Interleaved && picture.channels == 4 && picture.isColor)
+    if (hasUnsummedSample(picture))
         CzPicBufAPI::FillChannelWithValue(picture, 3, 0);
 }
 

@@ -43,11 +43,6 @@ bool isUsable(const SzPicBuf& picture) {
            picture.linePitch % bytesPerSample(picture.dataType) == 0;
 }
 
-/// Whether sums leave out the fourth sample of a pixel.
-bool hasUnsummedSample(const SzPicBufInfo& format) {
-    return format.storageFormat == EzDataStorageFormat::Interleaved && format.channels == 4 && format.isColor;
-}
-
 /// Whether sums, their width and height aside, are laid out as those of this picture are.
 template <class T>
 bool areSumsOf(const SzPicBufInfo& sums, const SzPicBufInfo& picture) {
@@ -624,6 +619,10 @@ void refreshRange(SzPicBuf& picture) {
 }
 
 } // namespace
+
+bool hasUnsummedSample(const SzPicBufInfo& format) {
+    return format.storageFormat == EzDataStorageFormat::Interleaved && format.channels == 4 && format.isColor;
+}
 
 SzPicBufInfo sumFormat(SzPicBufInfo format) {
     if (format.dataType == EzImageDataType::UInt8 || format.dataType == EzImageDataType::UInt16) {

@@ -20,6 +20,9 @@ enum EzLineAveraging : std::int32_t {
     ColumnMeans = 2,
 };
 
+/// Whether sums of pictures of a format leave out the fourth sample of a pixel: in interleaved colours.
+bool hasUnsummedSample(const SzPicBufInfo& format);
+
 /// The format of the sums of pictures of a format, with a pitch that the allocator chooses. Interleaved
 /// colours whose four sums have 4 or 8 bytes together get three channels; the sums of 8- and 16-bit samples
 /// have more bytes, and keep all four.
@@ -28,8 +31,8 @@ SzPicBufInfo sumFormat(SzPicBufInfo format);
 /// Adds each sample of a picture to its sum. Integers have sums of 32 bits, which wrap around; floats have
 /// floats.
 ///
-/// Of an interleaved colour picture with four samples per pixel the last one is not summed, and the sums of
-/// the pixels lie packed, three by three, at the beginning of their line.
+/// Where pixels have an unsummed sample, the sums of the other three lie packed at the beginning of their
+/// line.
 ///
 /// The sums must have the picture's storage format, at least its size, and its channels (three are enough for
 /// colours).

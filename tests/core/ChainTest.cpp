@@ -659,6 +659,36 @@ TEST_F(ChainTest, StopCountsTheWaitingFramesOfALiveSourceAsDropped) {
     EXPECT_EQ(0, chain.source().waitingFrames());
 }
 
+TEST_F(ChainTest, FramesThatAreClearedAreCountedAsDroppedAndMakeRoom) {
+    observe();
+    chain.source().setQueue(CzFrameSource::EzOverflow::Wait, 2);
+    addGate();
+    ASSERT_TRUE(chain.start());
+    chain.source().push(frame(1));
+    atWork.acquire();
+    chain.source().push(frame(2));
+    chain.source().push(frame(3));
+    std::thread waiting([this] { EXPECT_TRUE(chain.source().push(frame(4))); });
+    chain.source().clear();
+    waiting.join();
+    goOn.release(2);
+    ASSERT_TRUE(chain.waitUntilIdle());
+    chain.source().clear();
+    chain.stop();
+    EXPECT_THAT(numbers, ElementsAre(1, 4));
+    EXPECT_EQ(2U, chain.counters().framesDropped);
+    EXPECT_TRUE(addsUp(chain.counters()));
+}
+
+TEST_F(ChainTest, ClearingAStoppedChainsSourceLeavesNothingToWaitFor) {
+    chain.source().push(frame(1));
+    EXPECT_FALSE(chain.waitUntilIdle(0));
+    chain.source().clear();
+    EXPECT_TRUE(chain.waitUntilIdle(0));
+    EXPECT_EQ(0, chain.source().waitingFrames());
+    EXPECT_EQ(1U, chain.counters().framesDropped);
+}
+
 TEST_F(ChainTest, StopOnTheWorkerOnlyAsksForTheStop) {
     add()->process = [this](ScriptedElement&, IzChainData* input) {
         chain.stop();

@@ -251,13 +251,11 @@ void CzChain::stop() {
     for (CzChainable* element : d->elements)
         element->onChainStopped(this);
     CzFrameSource::Private& queue = *d->source.d;
+    std::deque<std::unique_ptr<CzImageData>> dropped; // deleted after the lock is gone
     const std::lock_guard lock(queue.mutex);
-    if (queue.overflow == CzFrameSource::EzOverflow::DropOldest) {
-        // What a camera saw before the stop is of no use after it; files wait for the next start.
-        queue.counters.framesIn += queue.frames.size();
-        queue.counters.framesDropped += queue.frames.size();
-        queue.frames.clear();
-    }
+    // What a camera saw before the stop is of no use after it; files wait for the next start.
+    if (queue.overflow == CzFrameSource::EzOverflow::DropOldest)
+        dropped = queue.drop();
 }
 
 QString CzChain::errorMessage() const {

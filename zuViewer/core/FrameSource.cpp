@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 using namespace std::chrono;
 
@@ -23,6 +24,15 @@ std::unique_ptr<CzImageData> CzFrameSource::Private::take(steady_clock::time_poi
     busy = true;
     roomFree.notify_one();
     return frame;
+}
+
+std::deque<std::unique_ptr<CzImageData>> CzFrameSource::Private::drop() {
+    counters.framesIn += frames.size();
+    counters.framesDropped += frames.size();
+    roomFree.notify_all();
+    if (!busy)
+        idle.notify_all();
+    return std::exchange(frames, {});
 }
 
 CzFrameSource::CzFrameSource()
@@ -85,6 +95,12 @@ void CzFrameSource::close() {
 void CzFrameSource::open() {
     const std::lock_guard lock(d->mutex);
     d->closed = false;
+}
+
+void CzFrameSource::clear() {
+    std::deque<std::unique_ptr<CzImageData>> dropped; // deleted after the lock is gone
+    const std::lock_guard lock(d->mutex);
+    dropped = d->drop();
 }
 
 int CzFrameSource::waitingFrames() const {

@@ -40,6 +40,9 @@ public:
     void close();
     void open();
 
+    /// Drops the frames that wait, and counts them as dropped. Any thread.
+    void clear();
+
     /// Frames that wait now. Any thread.
     int waitingFrames() const;
 

@@ -18,6 +18,10 @@ struct CzFrameSource::Private {
     /// as busy until finished().
     std::unique_ptr<CzImageData> take(std::chrono::steady_clock::time_point due);
 
+    /// Counts the frames that wait as dropped and hands them out, to be deleted without the lock. With the
+    /// lock held.
+    std::deque<std::unique_ptr<CzImageData>> drop();
+
     std::mutex mutex;
     std::condition_variable frameArrived;
     std::condition_variable roomFree;

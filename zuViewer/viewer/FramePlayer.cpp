@@ -177,6 +177,7 @@ void CzFramePlayer::setSupply(std::shared_ptr<CzFrameSupply> supply) {
     d->failures = 0;
     d->wanted.reset();
     d->error.clear();
+    d->source.clear(); // of the supply before
     d->source.setQueue(live ? CzFrameSource::EzOverflow::DropOldest : CzFrameSource::EzOverflow::Wait,
                        waitingFrames);
     d->source.open();

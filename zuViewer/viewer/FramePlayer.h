@@ -12,7 +12,7 @@ class CzFrameSupply;
 
 /// Plays the frames of a supply into a chain's source, on a thread of its own, at a chosen rate. Frames are
 /// numbered from 1 on, over all supplies, except still pictures. GUI thread; no call waits for a picture to
-/// be read or taken.
+/// be read or taken, but the end of the player waits for the one that is being read.
 class CzFramePlayer : public QObject {
     Q_OBJECT
 public:
@@ -20,7 +20,8 @@ public:
     explicit CzFramePlayer(CzFrameSource& source, QObject* parent = nullptr);
     ~CzFramePlayer() override;
 
-    /// Plays another supply from its first frame on; null: none.
+    /// Plays another supply from its first frame on; null: none. Frames of the one before that wait in front
+    /// of the chain are dropped.
     void setSupply(std::shared_ptr<CzFrameSupply> supply);
     std::shared_ptr<CzFrameSupply> supply() const;
 

@@ -150,7 +150,12 @@ TEST_F(ChainPanelTest, MissingElementsAreShownAsSuch) {
     EXPECT_THAT(captions(), ElementsAre("No source", "Missing: org.example.Gone"));
     EXPECT_TRUE(inRow<QLabel>(1, "caption")->font().italic());
     EXPECT_FALSE(inRow<QCheckBox>(1, "switch")->isEnabled());
+    m_panel.selectElement(0);
+    QTest::keyClick(m_list, Qt::Key_B, Qt::ControlModifier);
+    EXPECT_EQ(EzChainableState::Processing, m_session.elements().first()->state());
     add(1);
+    m_panel.selectElement(1);
+    EXPECT_TRUE(action("switch").isEnabled());
     EXPECT_FALSE(inRow<QLabel>(2, "caption")->font().italic());
 }
 

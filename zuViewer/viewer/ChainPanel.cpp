@@ -5,6 +5,7 @@
 #include "ChainSession.h"
 #include "Chainable.h"
 #include "ElementCatalogue.h"
+#include "MissingElement.h"
 
 #include <QAction>
 #include <QDropEvent>
@@ -170,7 +171,8 @@ void CzChainPanel::enableActions() {
     enable("duplicate", selected >= 0);
     enable("up", selected > 0);
     enable("down", selected >= 0 && selected < last);
-    enable("switch", selected >= 0);
+    // Missing ones are not switched: it would not be saved.
+    enable("switch", selected >= 0 && !qobject_cast<CzMissingElement*>(m_session.elements().value(selected)));
 }
 
 // ---- What the user asks for ----

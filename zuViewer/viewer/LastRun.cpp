@@ -1,24 +1,23 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "LastRun.h"
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QSettings>
 
 namespace {
 
-const QString uncleanKey = QStringLiteral("run/unclean");
-
-void mark(bool unclean) {
-    QSettings settings;
-    settings.setValue(uncleanKey, unclean);
-    settings.sync(); // nobody will do so after a crash
+QString runningFile() {
+    const QDir folder = QFileInfo(QSettings().fileName()).dir();
+    folder.mkpath(QStringLiteral("."));
+    return folder.filePath(QStringLiteral("running.lock"));
 }
 
 } // namespace
 
-CzLastRun::CzLastRun() : m_wasUnclean(QSettings().value(uncleanKey).toBool()) {
-    mark(true);
-}
-
-CzLastRun::~CzLastRun() {
-    mark(false);
+CzLastRun::CzLastRun() : m_running(runningFile()) {
+    m_running.setStaleLockTime(0); // runs may be long: only those whose process is gone have ended
+    const bool isLeftOver = QFile::exists(runningFile());
+    m_wasUnclean = m_running.tryLock() && isLeftOver;
 }

@@ -450,6 +450,59 @@ TEST_F(ChainSessionTest, ChangesWaitWhileADialogIsOpen) {
     EXPECT_TRUE(levels().empty());
 }
 
+TEST_F(ChainSessionTest, ChangesWaitWhileAListIsOpen) {
+    add(1);
+    QWidget list(nullptr, Qt::Popup);
+    list.show();
+    ASSERT_EQ(&list, QApplication::activePopupWidget());
+    m_session.remove(0);
+    EXPECT_THAT(levels(), ElementsAre(1));
+    list.hide();
+    EXPECT_TRUE(waitFor([this] { return levels().empty(); }));
+}
+
+TEST_F(ChainSessionTest, AnInterruptionComesBeforeChangesAndTheChainGoesOnAsIfNothingHadBeen) {
+    AdjustableElement* const gate = add(1);
+    block(*gate);
+    QSignalSpy starts(&m_session, &CzChainSession::started);
+    QSignalSpy states(&m_session, &CzChainSession::stateChanged);
+    bool stoodStill = false;
+    m_session.interrupt([&] { stoodStill = m_session.chain().stopped(); });
+    EXPECT_FALSE(stoodStill);
+    EXPECT_EQ(State::Running, m_session.state());
+    m_gate.open();
+    ASSERT_TRUE(waitFor([&] { return stoodStill; }));
+    EXPECT_FALSE(m_session.chain().stopped());
+    EXPECT_EQ(0, starts.count() + states.count());
+
+    std::vector<std::size_t> elements;
+    add(2);
+    m_session.interrupt([&] { elements.push_back(levels().size()); });
+    ASSERT_TRUE(runsOn());
+    EXPECT_THAT(elements, ElementsAre(1U));
+    EXPECT_THAT(levels(), ElementsAre(1, 2));
+    EXPECT_EQ(1, starts.count()) << "of a chain that was changed";
+}
+
+TEST_F(ChainSessionTest, AnInterruptionDoesNotWaitForTheDialogThatItMayBeFor) {
+    add(1);
+    m_session.setRunning(true);
+    QDialog dialog;
+    dialog.setModal(true);
+    dialog.show();
+    bool made = false;
+    m_session.interrupt([&] {
+        made = true;
+        m_session.remove(0); // what waits for the dialog's end
+        EXPECT_THAT(levels(), ElementsAre(1));
+    });
+    ASSERT_TRUE(waitFor([&] { return made; }));
+    EXPECT_THAT(levels(), ElementsAre(1));
+    dialog.hide();
+    ASSERT_TRUE(runsOn());
+    EXPECT_TRUE(levels().empty());
+}
+
 TEST(ChainSessionEndTest, WhoHoldsOnToElementsIsToldBeforeTheSessionGoes) {
     const ElementClasses classes;
     bool alive = false;

@@ -8,11 +8,14 @@
 #include "RTTI.h"
 
 #include <QAbstractItemView>
+#include <QApplication>
 #include <QComboBox>
 #include <QDialog>
 #include <QLabel>
 #include <QLayout>
+#include <QMessageBox>
 #include <QPointer>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QSpinBox>
 #include <QTextBrowser>
@@ -40,6 +43,43 @@ protected:
         m_panel.show();
         ASSERT_TRUE(QTest::qWaitForWindowActive(&m_panel));
     }
+    /// A chain of one element, whose widget is shown, that holds the first frame, and all that follow, until
+    /// the gate is opened.
+    AdjustableElement* addAndHang(int level) {
+        AdjustableElement* const element = add(level);
+        m_panel.showElement(0);
+        show();
+        hang(*element);
+        return element;
+    }
+    void hang(AdjustableElement& element) {
+        m_session.setRunning(false);
+        EXPECT_TRUE(waitFor([this] { return m_session.state() == CzChainSession::EzState::Stopped; }));
+        m_gate.guard(element);
+        m_session.setRunning(true);
+        letTheNextFrameHang();
+    }
+    void letTheNextFrameHang() {
+        EXPECT_TRUE(m_session.chain().source().push(makeFrame(1)));
+        m_gate.awaitArrival();
+    }
+    bool hangs() const { return m_session.chain().workerState().element >= 0; }
+    bool runs() const {
+        return m_session.state() == CzChainSession::EzState::Running && !m_session.chain().stopped();
+    }
+    /// What waits for the chain is through, and it goes on.
+    bool goesOn() {
+        bool isThrough = false;
+        m_session.interrupt([&] { isThrough = true; });
+        return waitFor([&] { return isThrough && runs(); });
+    }
+    static QPoint upArrow(QSpinBox& box) {
+        QStyleOptionSpinBox option;
+        option.initFrom(&box);
+        option.subControls = QStyle::SC_All;
+        return box.style()->subControlRect(QStyle::CC_SpinBox, &option, QStyle::SC_SpinBoxUp, &box).center();
+    }
+
     QString caption() const { return m_panel.findChild<QLabel*>(QStringLiteral("caption"))->text(); }
     QString help() const { return m_panel.findChild<QTextBrowser*>(QStringLiteral("help"))->toPlainText(); }
     template <class T>
@@ -192,12 +232,7 @@ TEST_F(ConfigurationPanelTest, TellsThatTheUserHasTouchedTheWidgetAfterItChanged
         moods.push_back(element->mood);
     });
     auto* const level = inWidget<QSpinBox>("level");
-    QStyleOptionSpinBox option;
-    option.initFrom(level);
-    option.subControls = QStyle::SC_All;
-    const QPoint up =
-        level->style()->subControlRect(QStyle::CC_SpinBox, &option, QStyle::SC_SpinBoxUp, level).center();
-    QTest::mouseClick(level, Qt::LeftButton, {}, up);
+    QTest::mouseClick(level, Qt::LeftButton, {}, upArrow(*level));
     ASSERT_TRUE(waitFor([&] { return !levels.empty(); }));
     EXPECT_EQ(2, levels.front());
 
@@ -229,22 +264,251 @@ TEST_F(ConfigurationPanelTest, WhatIsBesideTheWidgetIsNotTouched) {
     EXPECT_EQ(0, touched.count());
 }
 
-TEST_F(ConfigurationPanelTest, TheWidgetIsDisabledWhileAFrameHangs) {
-    AdjustableElement* const gate = add(1);
-    m_panel.showElement(0);
-    m_gate.guard(*gate);
-    m_session.setRunning(true);
-    ASSERT_TRUE(m_session.chain().source().push(makeFrame(1)));
-    m_gate.awaitArrival();
-    m_panel.refresh();
-    EXPECT_TRUE(m_panel.elementWidget()->isEnabled());
+// ---- While the chain runs ----
+// Where the widget was let to stop the chain itself while a frame hangs, the test would not come to its end:
+// only the test itself lets the worker go on.
+
+TEST_F(ConfigurationPanelTest, WhatIsDoneWhileAFrameHangsIsMadeInOrderWhenItIsThrough) {
+    AdjustableElement* const element = addAndHang(1);
+    auto* const level = inWidget<QSpinBox>("level");
+    QSignalSpy touched(&m_panel, &CzConfigurationPanel::touched);
+    QTest::mouseClick(level, Qt::LeftButton, {}, upArrow(*level));
+    QTest::keyClick(level, Qt::Key_A, Qt::ControlModifier);
+    QTest::keyClicks(level, QStringLiteral("40"));
+    QTest::keyClick(level, Qt::Key_Up);
+    QWheelEvent wheel(level->rect().center(), level->mapToGlobal(level->rect().center()), QPoint(),
+                      QPoint(0, -240), Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(level, &wheel);
+    QTest::mouseClick(inWidget<QPushButton>("ask"), Qt::RightButton);
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(hangs());
+    EXPECT_TRUE(level->isEnabled());
+    EXPECT_EQ(1, element->level);
+    EXPECT_EQ(0, touched.count());
+    m_gate.open();
+    ASSERT_TRUE(goesOn());
+    EXPECT_EQ(39, element->level) << "2, 40, 41, 39";
+    EXPECT_EQ(0, element->waits);
+    EXPECT_EQ(1, touched.count());
+    ASSERT_TRUE(m_session.chain().source().push(makeFrame(2)));
+    EXPECT_TRUE(waitFor([this] { return m_session.chain().counters().framesOut == 2; }));
+}
+
+TEST_F(ConfigurationPanelTest, TellsThatChangesWaitForAFrameThatHangs) {
+    addAndHang(1);
+    auto* const waiting = m_panel.findChild<QLabel*>(QStringLiteral("waiting"));
     ASSERT_TRUE(waitFor([this] { return m_session.isStuck(); }));
     m_panel.refresh();
-    EXPECT_FALSE(m_panel.elementWidget()->isEnabled());
-    m_gate.open();
-    ASSERT_TRUE(m_session.chain().waitUntilIdle());
+    EXPECT_FALSE(waiting->isVisible());
+    QTest::keyClick(inWidget<QSpinBox>("level"), Qt::Key_Up);
     m_panel.refresh();
-    EXPECT_TRUE(m_panel.elementWidget()->isEnabled());
+    EXPECT_TRUE(waiting->isVisible());
+    m_gate.open();
+    ASSERT_TRUE(goesOn());
+    EXPECT_FALSE(waiting->isVisible());
+}
+
+TEST_F(ConfigurationPanelTest, WhatWasDoneIsNotLostWhenAnotherElementIsSelected) {
+    add(5);
+    AdjustableElement* const second = add(7);
+    m_panel.showElement(0);
+    show();
+    hang(*second);
+    auto* const first = dynamic_cast<AdjustableElement*>(m_session.elements().first());
+    QTest::keyClick(inWidget<QSpinBox>("level"), Qt::Key_Up);
+    m_panel.showElement(1);
+    m_gate.open();
+    ASSERT_TRUE(goesOn());
+    EXPECT_EQ(6, first->level);
+    EXPECT_EQ(7, inWidget<QSpinBox>("level")->value());
+    EXPECT_EQ(1, AdjustableElement::widgetsAlive);
+}
+
+TEST_F(ConfigurationPanelTest, WhatWasDoneToWhatIsGoneByThenComesToNothing) {
+    AdjustableElement* const element = addAndHang(1);
+    QTest::keyClick(inWidget<QSpinBox>("level"), Qt::Key_Up);
+    QTest::keyClick(inWidget<QComboBox>("mood"), Qt::Key_Down);
+    delete inWidget<QSpinBox>("level");
+    m_gate.open();
+    ASSERT_TRUE(goesOn());
+    EXPECT_EQ(1, element->level);
+    EXPECT_EQ(AdjustableElement::Wild, element->mood);
+}
+
+TEST_F(ConfigurationPanelTest, AButtonThatIsHeldDownRepeatsNothingWhileAFrameHangs) {
+    AdjustableElement* const element = add(1);
+    m_panel.showElement(0);
+    show();
+    m_gate.guard(*element);
+    m_session.setRunning(true);
+    auto* const level = inWidget<QSpinBox>("level");
+    QTest::mousePress(level, Qt::LeftButton, {}, upArrow(*level));
+    ASSERT_TRUE(waitFor([&] { return element->level == 2 && runs(); }));
+    letTheNextFrameHang();
+
+    /// Sees the timers of the spin box before the panel does.
+    struct : QObject {
+        bool eventFilter(QObject* watched, QEvent* event) override {
+            timers += watched == box && event->type() == QEvent::Timer ? 1 : 0;
+            return false;
+        }
+        QObject* box = nullptr;
+        int timers = 0;
+    } spy;
+    spy.box = level;
+    qApp->installEventFilter(&spy);
+    ASSERT_TRUE(waitFor([&] { return spy.timers >= 2; }));
+    EXPECT_TRUE(hangs());
+    QTest::mouseRelease(level, Qt::LeftButton, {}, upArrow(*level));
+    EXPECT_EQ(2, element->level);
+    m_gate.open();
+    ASSERT_TRUE(goesOn());
+    EXPECT_EQ(3, element->level) << "once, however often the timer came";
+    EXPECT_EQ(0, element->waits);
+}
+
+TEST_F(ConfigurationPanelTest, WhatWasTypedTakesEffectWhenTheFocusLeaves) {
+    AdjustableElement* const element = add(1);
+    m_panel.showElement(0);
+    show();
+    auto* const level = inWidget<QSpinBox>("level");
+    level->setKeyboardTracking(false);
+    level->setFocus();
+    m_gate.guard(*element);
+    m_session.setRunning(true);
+    QTest::keyClick(level, Qt::Key_A, Qt::ControlModifier);
+    QTest::keyClick(level, Qt::Key_7);
+    ASSERT_TRUE(waitFor([&] { return level->text() == QStringLiteral("7") && runs(); }));
+    EXPECT_EQ(1, element->level);
+    letTheNextFrameHang();
+    m_panel.refresh(); // another widget, for the frame's format, would take the present one's text along
+    EXPECT_EQ(level, inWidget<QSpinBox>("level"));
+    m_panel.findChild<QTextBrowser*>(QStringLiteral("help"))->setFocus();
+    EXPECT_FALSE(level->hasFocus());
+    EXPECT_EQ(1, element->level);
+    m_gate.open();
+    ASSERT_TRUE(goesOn());
+    EXPECT_EQ(7, element->level);
+    EXPECT_EQ(0, element->waits);
+    m_panel.refresh();
+    EXPECT_EQ(2, element->widgetsMade);
+}
+
+TEST_F(ConfigurationPanelTest, WhatChangesNothingDoesNotInterruptTheChain) {
+    AdjustableElement* const element = addAndHang(1);
+    const int setups = element->setupStarts;
+    auto* const level = inWidget<QSpinBox>("level");
+    level->setFocus();
+    QTest::mouseMove(level);
+    QTest::keyPress(level, Qt::Key_Control);
+    QTest::keyRelease(level, Qt::Key_Control);
+    QTest::keyRelease(level, Qt::Key_F8); // was pressed as a shortcut
+    m_panel.findChild<QTextBrowser*>(QStringLiteral("help"))->setFocus();
+    QTest::mouseClick(m_panel.findChild<QLabel*>(QStringLiteral("caption")), Qt::LeftButton);
+    QCoreApplication::processEvents();
+    m_gate.letOnePass();
+    ASSERT_TRUE(waitFor([this] { return !hangs(); }));
+    ASSERT_TRUE(m_session.chain().source().push(makeFrame(2)));
+    ASSERT_TRUE(waitFor([this] { return hangs(); }));
+    EXPECT_EQ(setups, element->setupStarts) << "it would have been started anew";
+}
+
+TEST_F(ConfigurationPanelTest, AListPopsUpAndIsChosenFromWhileFramesFlow) {
+    AdjustableElement* const element = add(1);
+    m_panel.showElement(0);
+    show();
+    m_session.setRunning(true);
+    auto* const mood = inWidget<QComboBox>("mood");
+    QTest::mouseClick(mood, Qt::LeftButton);
+    ASSERT_TRUE(waitFor([&] { return mood->view()->isVisible() && runs(); }));
+    const QPoint second = mood->view()->visualRect(mood->model()->index(1, 0)).center();
+    ASSERT_TRUE(waitFor([&] {
+        if (mood->view()->isVisible()) // at first it takes clicks for the end of the one that opened it
+            QTest::mouseClick(mood->view()->viewport(), Qt::LeftButton, {}, second);
+        return element->mood == AdjustableElement::Wild;
+    }));
+    ASSERT_TRUE(goesOn());
+    EXPECT_EQ(0, element->waits);
+}
+
+TEST_F(ConfigurationPanelTest, AListIsChosenFromOrLeftWhileAFrameHangs) {
+    AdjustableElement* const element = add(1);
+    m_panel.showElement(0);
+    show();
+    m_gate.guard(*element);
+    m_session.setRunning(true);
+    auto* const mood = inWidget<QComboBox>("mood");
+    const auto open = [&] {
+        QTest::mouseClick(mood, Qt::LeftButton);
+        EXPECT_TRUE(waitFor([&] { return mood->view()->isVisible() && runs(); }));
+        letTheNextFrameHang();
+    };
+    open();
+    QTest::keyClick(mood->view(), Qt::Key_Escape); // or nobody could click anywhere
+    EXPECT_FALSE(mood->view()->isVisible());
+    EXPECT_TRUE(hangs());
+    m_gate.letOnePass();
+
+    open();
+    QTest::mouseClick(QApplication::activePopupWidget(), Qt::LeftButton, {}, {-5, -5});
+    EXPECT_FALSE(mood->view()->isVisible());
+    EXPECT_TRUE(hangs());
+    m_gate.letOnePass();
+    ASSERT_TRUE(goesOn());
+
+    open();
+    QTest::keyClick(mood->view(), Qt::Key_Down);
+    QTest::keyClick(mood->view(), Qt::Key_Return);
+    EXPECT_EQ(AdjustableElement::Calm, element->mood);
+    EXPECT_TRUE(hangs());
+    m_gate.open();
+    ASSERT_TRUE(goesOn());
+    EXPECT_EQ(AdjustableElement::Wild, element->mood);
+    EXPECT_EQ(0, element->waits);
+}
+
+TEST_F(ConfigurationPanelTest, ADialogOfTheElementCanBeAnswered) {
+    AdjustableElement* const element = addAndHang(1);
+    QTest::mouseClick(inWidget<QPushButton>("ask"), Qt::LeftButton);
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(QApplication::activeModalWidget());
+    bool isAnswered = false;
+    QTimer answer;
+    QObject::connect(&answer, &QTimer::timeout, [&] {
+        auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (!box)
+            return;
+        answer.stop();
+        m_session.remove(0);
+        EXPECT_EQ(1, m_session.elements().size()) << "waits for the dialog's end";
+        isAnswered = true;
+        QTest::mouseClick(box->button(QMessageBox::Yes), Qt::LeftButton);
+    });
+    answer.start(1);
+    std::vector<int> moods;
+    QObject::connect(&m_session, &CzChainSession::aboutToChange, &answer,
+                     [&] { moods.push_back(element->mood); });
+    m_gate.open();
+    ASSERT_TRUE(waitFor([&] { return isAnswered && m_session.elements().isEmpty(); }));
+    EXPECT_EQ(std::vector<int>{AdjustableElement::Wild}, moods) << "answered before it was removed";
+    EXPECT_EQ(0, element->waits) << "is in the history";
+}
+
+TEST_F(ConfigurationPanelTest, ADialogThatTheElementShowedBeforeCanBeUsedWhileTheChainRuns) {
+    AdjustableElement* const element = addAndHang(1);
+    auto* const level = inWidget<QSpinBox>("level");
+    QDialog dialog(m_panel.elementWidget());
+    QSpinBox inDialog(&dialog);
+    QObject::connect(&inDialog, QOverload<int>::of(&QSpinBox::valueChanged), level, &QSpinBox::setValue);
+    dialog.setModal(true);
+    dialog.show();
+    QTest::keyClick(&inDialog, Qt::Key_Up);
+    QTest::keyClick(&inDialog, Qt::Key_Up);
+    EXPECT_EQ(1, element->level);
+    m_gate.open();
+    ASSERT_TRUE(goesOn());
+    EXPECT_EQ(2, element->level);
+    EXPECT_EQ(0, element->waits);
 }
 
 TEST_F(ConfigurationPanelTest, EveryElementOfThePlugInCanBeConfiguredInARunningChain) {

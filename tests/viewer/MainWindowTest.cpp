@@ -29,6 +29,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QMimeData>
+#include <QPushButton>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QSpinBox>
@@ -104,8 +105,9 @@ protected:
     /// Plays a scene through an element that holds the first frame, and all that follow, until the gate is
     /// opened.
     void letAFrameHang() {
-        auto element = std::make_unique<ScriptedElement>();
+        auto element = std::make_unique<AdjustableElement>();
         gate.guard(*element);
+        hanging = element.get();
         session().insert(0, std::move(element));
         window->openScene(QStringLiteral("mono"));
         gate.awaitArrival();
@@ -151,6 +153,7 @@ protected:
     }
 
     Gate gate; // outlives the worker that waits at it
+    AdjustableElement* hanging = nullptr;
     std::unique_ptr<CzMainWindow> window;
 
 private:
@@ -619,6 +622,8 @@ TEST_F(MainWindow, NeverWaitsForTheWorker) {
     // All that a person can ask for, while a frame hangs. Each must be back at once.
     const std::vector<std::function<void()>> requests{
         [&] { window->chainPanel().selectElement(0); },
+        [&] { QTest::keyClick(&childOf<QSpinBox>(*window, "level"), Qt::Key_Up); },
+        [&] { QTest::keyClick(&childOf<QComboBox>(*window, "mood"), Qt::Key_Down); },
         [&] { childOf<QComboBox>(*window, "mode").setCurrentIndex(2); },
         [&] { childOf<QComboBox>(*window, "mode").setCurrentIndex(0); },
         [&] { window->chainPanel().add(rotate); },
@@ -643,7 +648,7 @@ TEST_F(MainWindow, NeverWaitsForTheWorker) {
         EXPECT_LT(time.elapsed(), 5000) << "request " << i; // the frame would hang for ever
         EXPECT_TRUE(hangs()) << "request " << i;
     }
-    EXPECT_TRUE(waitFor([&] { return text("stateText").contains(QStringLiteral("hangs in Scripted")); }));
+    EXPECT_TRUE(waitFor([&] { return text("stateText").contains(QStringLiteral("hangs in Level")); }));
     EXPECT_TRUE(hangs());
     gate.open();
     EXPECT_TRUE(waitFor([&] { return isRunning() && session().path() == chain && shows(64, 48); }));
@@ -671,8 +676,35 @@ TEST_F(MainWindow, OffersToQuitWithoutWaitingForAFrameThatHangs) {
         QTest::mouseClick(static_cast<QMessageBox&>(box).button(QMessageBox::Yes), Qt::LeftButton);
     });
     EXPECT_TRUE(waitFor([&] { return abandoned.size() == 1; }));
-    EXPECT_TRUE(question.contains(QStringLiteral("Scripted")));
+    EXPECT_TRUE(question.contains(QStringLiteral("Level")));
     EXPECT_TRUE(hangs());
+}
+
+TEST_F(MainWindow, AsksAgainWhoeverClosesTheWindowAgain) {
+    letAFrameHang();
+    QSignalSpy abandoned(window.get(), &CzMainWindow::abandoned);
+    answerDialog(QStringLiteral("unsaved"), QMessageBox::Discard);
+    window->close();
+    answerDialog(QStringLiteral("hangs"), QMessageBox::No);
+    ASSERT_TRUE(waitFor([&] { return problem().contains(QStringLiteral("close the window once more")); }));
+    EXPECT_TRUE(abandoned.isEmpty());
+    window->close();
+    EXPECT_TRUE(window->isVisible());
+    answerDialog(QStringLiteral("hangs"), QMessageBox::Yes);
+    EXPECT_TRUE(waitFor([&] { return abandoned.size() == 1; }));
+}
+
+TEST_F(MainWindow, SettingsOfAnElementThatHangsAreMadeWhenItIsThrough) {
+    letAFrameHang();
+    window->chainPanel().selectElement(0);
+    QTest::keyClick(&childOf<QSpinBox>(*window, "level"), Qt::Key_Up);
+    QTest::mouseClick(&childOf<QPushButton>(*window, "ask"), Qt::RightButton);
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(hangs());
+    EXPECT_EQ(hanging->level, 0);
+    gate.open();
+    EXPECT_TRUE(waitFor([&] { return hanging->level == 1 && isRunning() && shows(64, 48); }));
+    EXPECT_EQ(hanging->waits, 0);
 }
 
 TEST_F(MainWindow, ClosesWhenTheFrameComesBackWhileItAsks) {

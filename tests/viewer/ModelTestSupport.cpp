@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ModelTestSupport.h"
 
+#include "Chain.h"
 #include "PicBufAPI.h"
 #include "RTTI.h"
 
 #include <QComboBox>
 #include <QDomElement>
+#include <QMessageBox>
+#include <QPushButton>
 #include <QSpinBox>
 #include <QVBoxLayout>
 
@@ -89,16 +92,38 @@ AdjustableWidget::AdjustableWidget(AdjustableElement& element) : m_element(eleme
     level->setObjectName(QStringLiteral("level"));
     level->setValue(element.level);
     connect(level, QOverload<int>::of(&QSpinBox::valueChanged), this,
-            [this](int value) { m_element.level = value; });
+            [this](int value) { set(&AdjustableElement::level, value); });
     auto* const mood = new QComboBox;
     mood->setObjectName(QStringLiteral("mood"));
     mood->addItems({QStringLiteral("calm"), QStringLiteral("wild")});
     mood->setCurrentIndex(element.mood);
     connect(mood, QOverload<int>::of(&QComboBox::activated), this,
-            [this](int index) { m_element.mood = index; });
+            [this](int index) { set(&AdjustableElement::mood, index); });
+    auto* const ask = new QPushButton(QStringLiteral("ask"));
+    ask->setObjectName(QStringLiteral("ask"));
+    connect(ask, &QPushButton::clicked, this, [this] {
+        QMessageBox box(QMessageBox::Question, QString(), QStringLiteral("Wild?"),
+                        QMessageBox::Yes | QMessageBox::No, this);
+        box.setObjectName(QStringLiteral("wild"));
+        const bool isWild = box.exec() == QMessageBox::Yes;
+        set(&AdjustableElement::mood, isWild ? AdjustableElement::Wild : AdjustableElement::Calm);
+    });
     auto* const layout = new QVBoxLayout(this);
     layout->addWidget(level);
     layout->addWidget(mood);
+    layout->addWidget(ask);
+}
+
+void AdjustableWidget::set(int AdjustableElement::*parameter, int value) {
+    CzChain* const chain = m_element.chain();
+    const bool running = chain && !chain->stopped();
+    if (running) {
+        ++m_element.waits;
+        chain->stop();
+    }
+    m_element.*parameter = value;
+    if (running)
+        chain->start();
 }
 
 AdjustableWidget::~AdjustableWidget() {

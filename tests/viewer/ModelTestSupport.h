@@ -22,7 +22,8 @@ std::unique_ptr<CzImageData> makeFrame(int frameNo, int value = 0, int width = 8
 int valueOf(const CzImageData& picture);
 
 /// An element with everything that a user can set: a level, which is saved with a chain, a mood, which is
-/// not, two buttons for the mood, a third one while there is something more, and a widget.
+/// not, two buttons for the mood, a third one while there is something more, and a widget. As elements do, it
+/// stops its chain for what is changed in the widget, and starts it again.
 class AdjustableElement : public ScriptedElement {
     Q_OBJECT
     Q_CLASSINFO("CustomName", "Adjustable")
@@ -36,6 +37,7 @@ public:
     int level = 0;
     int mood = Calm;
     bool hasMore = false;
+    int waits = 0; ///< how often the widget had to stop the chain, and so to wait for the frame at hand
     std::function<void(int)> onButton = [](int) {};
     int widgetsMade = 0;
     bool hasWidget = true;
@@ -56,7 +58,8 @@ public:
     QString help(QString&) override { return QStringLiteral("Raises the <b>bright</b>ness of pictures."); }
 };
 
-/// The widget of an AdjustableElement: a spin box "level", a list "mood".
+/// The widget of an AdjustableElement: a spin box "level", a list "mood", a button "ask" that asks in a
+/// message box "wild" whether the mood shall be wild.
 class AdjustableWidget : public QWidget {
     Q_OBJECT
 public:
@@ -64,6 +67,8 @@ public:
     ~AdjustableWidget() override;
 
 private:
+    void set(int AdjustableElement::*parameter, int value);
+
     AdjustableElement& m_element;
 };
 

@@ -147,32 +147,49 @@ void CzChainSession::whenStopped(std::function<void()> change) {
     poll();
 }
 
+void CzChainSession::interrupt(std::function<void()> act) {
+    m_interruptions.push_back(std::move(act));
+    poll();
+}
+
 bool CzChainSession::isStuck(double afterMilliseconds) const {
     const SzWorkerState worker = m_chain.workerState();
     return worker.element >= 0 && worker.milliseconds > afterMilliseconds;
 }
 
 void CzChainSession::poll() {
-    if (m_changing)
-        return; // goes on behind the changes
-    const bool mustStop = !m_wanted || !m_pending.empty();
+    if (m_changing || m_interrupted)
+        return; // goes on behind them
+    const bool mustStop = !m_wanted || !m_pending.empty() || !m_interruptions.empty();
     if (mustStop && !m_chain.stopped())
         m_chain.requestStop(); // again, when an element's widget has started the chain meanwhile
     if (m_chain.stopped()) {
         m_chain.stop(); // has ended: does not wait
+        const bool wasInterrupted = !m_interruptions.empty();
+        makeInterruptions();
+        const bool goesOn = wasInterrupted && m_pending.empty();
         makePendingChanges();
-        startIfWanted();
+        if (startIfWanted() && !goesOn)
+            emit started();
     }
     const EzState now = state();
-    m_poll.setInterval(now == EzState::Stopping ? impatientPollMs : usualPollMs);
+    const bool isWaitedFor = now == EzState::Stopping || !m_interruptions.empty();
+    m_poll.setInterval(isWaitedFor ? impatientPollMs : usualPollMs);
     if (now != m_toldState) {
         m_toldState = now;
         emit stateChanged();
     }
 }
 
+void CzChainSession::makeInterruptions() {
+    m_interrupted = true; // also in the event loop of a dialog that one of them opens
+    for (const std::function<void()>& act : std::exchange(m_interruptions, {}))
+        act();
+    m_interrupted = false;
+}
+
 void CzChainSession::makePendingChanges() {
-    if (QApplication::activeModalWidget())
+    if (QApplication::activeModalWidget() || QApplication::activePopupWidget())
         return;
     m_changing = true;
     for (const std::function<void()>& change : std::exchange(m_pending, {}))
@@ -180,15 +197,14 @@ void CzChainSession::makePendingChanges() {
     m_changing = false;
 }
 
-void CzChainSession::startIfWanted() {
+bool CzChainSession::startIfWanted() {
     if (!m_wanted || !m_pending.empty())
-        return;
-    if (m_chain.start()) {
-        emit started();
-    } else {
-        m_wanted = false;
-        emit failed(m_chain.errorMessage());
-    }
+        return false;
+    if (m_chain.start())
+        return true;
+    m_wanted = false;
+    emit failed(m_chain.errorMessage());
+    return false;
 }
 
 // ---- Changes ----
@@ -302,24 +318,24 @@ void CzChainSession::load(const QString& path) {
         emit failed(error);
 }
 
-void CzChainSession::loadText(const QByteArray& xml, const QString& path) {
+bool CzChainSession::loadText(const QByteArray& xml, const QString& path) {
     CzChainFile file;
     QString error;
     if (file.parse(xml, &error)) {
         CzChainFile saved; // an empty chain when there is no file (any more)
         if (!path.isEmpty())
             saved.read(path, nullptr);
-        replace(file, path, textOf(saved));
-    } else {
-        emit failed(error);
+        return replace(file, path, textOf(saved));
     }
+    emit failed(error);
+    return false;
 }
 
 void CzChainSession::clear() {
     replace(CzChainFile(), QString());
 }
 
-void CzChainSession::replace(const CzChainFile& file, const QString& path,
+bool CzChainSession::replace(const CzChainFile& file, const QString& path,
                              const std::optional<QByteArray>& savedText) {
     // Made beside the present chain, which stays when this one is refused.
     auto made = std::make_shared<CzChain>();
@@ -327,7 +343,7 @@ void CzChainSession::replace(const CzChainFile& file, const QString& path,
     QString error;
     if (!file.appendTo(*made, &warnings, &error)) {
         emit failed(inFile(path, error));
-        return;
+        return false;
     }
     whenStopped([this, made, warnings, path, savedText] {
         emit aboutToChange();
@@ -350,6 +366,7 @@ void CzChainSession::replace(const CzChainFile& file, const QString& path,
         if (!warnings.isEmpty())
             emit warned(warnings);
     });
+    return true;
 }
 
 bool CzChainSession::save(const QString& path) {

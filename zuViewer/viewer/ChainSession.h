@@ -49,8 +49,13 @@ public:
 
     /// Calls the function once the chain stands still, at once when it does, also within another such
     /// function; a running chain is started again behind it. Functions are called in order. Those that wait
-    /// go on waiting while a dialog is open: it may be an element's own.
+    /// go on waiting while a dialog or a list is open: it may be an element's own.
     void whenStopped(std::function<void()> change);
+
+    /// The same for what a user does to an element's own widget: goes before all changes that wait, whatever
+    /// is open. A running chain goes on behind it, as if nothing had been: state() stays, started() is not
+    /// told. What a dialog asks for that the function opens waits until the function is back.
+    void interrupt(std::function<void()> act);
 
     /// Whether one element has been at work for longer than this, in milliseconds.
     bool isStuck(double afterMilliseconds = 2000.0) const;
@@ -78,8 +83,9 @@ public:
     /// settings that could not be read) are told by warned(), a file that cannot be read by failed(), and
     /// then the chain stays.
     void load(const QString& path);
-    /// The same with the text of a chain, which counts as modified when the file says something else.
-    void loadText(const QByteArray& xml, const QString& path);
+    /// The same with the text of a chain, which counts as modified when the file says something else. False
+    /// when it cannot be read.
+    bool loadText(const QByteArray& xml, const QString& path);
     /// An empty chain without a file.
     void clear();
     /// Atomically. False, and told by failed(), when that cannot be done.
@@ -95,7 +101,7 @@ signals:
     /// Before the elements leave the chain, some of them for ever: let go of them and their widgets.
     void aboutToChange();
     void stateChanged();
-    /// The chain has just been started.
+    /// The chain has just been started; not told when it goes on behind an interruption.
     void started();
     void pathChanged();
     void warned(const QStringList& warnings);
@@ -103,22 +109,27 @@ signals:
 
 private:
     void poll();
+    void makeInterruptions();
     void makePendingChanges();
-    void startIfWanted();
+    /// False when there was nothing to start, or it was refused.
+    bool startIfWanted();
     /// Undoably puts an element, a fresh one or one of the chain, to another place, or takes it out.
     void place(const QString& text, std::unique_ptr<CzChainable> fresh, QPointer<CzChainable> present,
                int to);
     /// Undoes or redoes what is called so.
     void retrace(const QString& text, void (QUndoStack::*step)());
     /// savedText: what the file at the path says; none: what the chain will say.
-    void replace(const CzChainFile& file, const QString& path,
+    /// False when the file makes no chain.
+    bool replace(const CzChainFile& file, const QString& path,
                  const std::optional<QByteArray>& savedText = std::nullopt);
 
     CzChain m_chain;
     QUndoStack m_undoStack; // before the chain goes: its commands own the elements outside
     QTimer m_poll;
     std::vector<std::function<void()>> m_pending;
-    bool m_changing = false; // the pending changes are being made
+    std::vector<std::function<void()>> m_interruptions;
+    bool m_changing = false;    // the pending changes are being made
+    bool m_interrupted = false; // the interruptions are
     bool m_wanted = false;
     QString m_path;
     QByteArray m_savedText;

@@ -4,19 +4,98 @@
 #include "ChainSession.h"
 #include "ImageProvider.h"
 
+#include <QAbstractButton>
+#include <QAbstractSlider>
+#include <QAbstractSpinBox>
 #include <QApplication>
-#include <QEvent>
+#include <QContextMenuEvent>
+#include <QKeyEvent>
 #include <QLabel>
+#include <QMouseEvent>
+#include <QScopedValueRollback>
 #include <QScrollArea>
+#include <QShortcutEvent>
 #include <QStyle>
 #include <QTextBrowser>
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
 constexpr int widestMinimum = 560; // in pixels; beyond it the picture would have no room
+
+template <class Event>
+std::unique_ptr<QEvent> copyOf(const QEvent& event) {
+    return std::make_unique<Event>(static_cast<const Event&>(event));
+}
+
+/// How to copy an event through which users reach widgets; null for all other events.
+std::unique_ptr<QEvent> (*copierOf(QEvent::Type type))(const QEvent&) {
+    switch (type) {
+    case QEvent::MouseButtonPress:
+    case QEvent::MouseButtonRelease:
+    case QEvent::MouseButtonDblClick:
+    case QEvent::MouseMove:
+        return copyOf<QMouseEvent>;
+    case QEvent::Wheel:
+        return copyOf<QWheelEvent>;
+    case QEvent::KeyPress:
+    case QEvent::KeyRelease:
+    case QEvent::ShortcutOverride:
+        return copyOf<QKeyEvent>;
+    case QEvent::InputMethod:
+        return copyOf<QInputMethodEvent>;
+    case QEvent::Shortcut:
+        return copyOf<QShortcutEvent>;
+    case QEvent::ContextMenu:
+        return copyOf<QContextMenuEvent>;
+    case QEvent::FocusIn:
+    case QEvent::FocusOut:
+        return copyOf<QFocusEvent>;
+    case QEvent::Timer:
+        return copyOf<QTimerEvent>;
+    default:
+        return nullptr;
+    }
+}
+
+const QKeyEvent& asKey(const QEvent& event) {
+    return static_cast<const QKeyEvent&>(event);
+}
+
+bool isModifier(int key) {
+    return key == Qt::Key_Shift || key == Qt::Key_Control || key == Qt::Key_Alt || key == Qt::Key_AltGr ||
+           key == Qt::Key_Meta;
+}
+
+/// Whether it comes again by itself.
+bool isRepeated(const QEvent& event) {
+    switch (event.type()) {
+    case QEvent::Timer:
+        return true;
+    case QEvent::KeyPress:
+    case QEvent::KeyRelease:
+        return asKey(event).isAutoRepeat();
+    default:
+        return false;
+    }
+}
+
+/// Whether the event closes a list or menu that has popped up, and nothing else comes of it.
+bool closesPopup(const QObject& target, const QEvent& event) {
+    const QWidget* const popup = QApplication::activePopupWidget();
+    switch (event.type()) {
+    case QEvent::ShortcutOverride:
+    case QEvent::KeyPress:
+        return popup && asKey(event).key() == Qt::Key_Escape;
+    case QEvent::MouseButtonPress:
+        return popup == &target && !popup->rect().contains(static_cast<const QMouseEvent&>(event).pos());
+    default:
+        return false;
+    }
+}
 
 } // namespace
 
@@ -34,6 +113,10 @@ CzConfigurationPanel::CzConfigurationPanel(CzChainSession& session, QWidget* par
     QFont bold = m_caption->font();
     bold.setBold(true);
     m_caption->setFont(bold);
+    m_waiting = new QLabel(tr("What you change takes effect when the frame at hand is through."));
+    m_waiting->setObjectName(QStringLiteral("waiting"));
+    m_waiting->setWordWrap(true);
+    m_waiting->hide();
     m_area = new QScrollArea;
     m_area->setFrameShape(QFrame::NoFrame);
     m_area->setWidgetResizable(true);
@@ -43,6 +126,7 @@ CzConfigurationPanel::CzConfigurationPanel(CzChainSession& session, QWidget* par
 
     auto* const layout = new QVBoxLayout(this);
     layout->addWidget(m_caption);
+    layout->addWidget(m_waiting);
     layout->addWidget(m_area, 3);
     layout->addWidget(m_help, 1);
 
@@ -63,7 +147,9 @@ void CzConfigurationPanel::showElement(int index) {
     if (element == m_element && elementWidget())
         return;
     m_element = element;
-    build();
+    m_buildsAfterwards = !m_held.empty(); // what was done in the present widget is not to be lost
+    if (!m_buildsAfterwards)
+        build();
 }
 
 QWidget* CzConfigurationPanel::elementWidget() const {
@@ -81,6 +167,8 @@ CzConfigurationPanel::SzOffer CzConfigurationPanel::offerOf(CzChainable& element
 void CzConfigurationPanel::release() {
     delete m_area->takeWidget();
     m_area->setMinimumWidth(0);
+    m_keysDown.clear();
+    m_isTypedInto = false;
 }
 
 /// Makes room for the element's widget, so that nobody has to scroll sideways.
@@ -115,13 +203,14 @@ void CzConfigurationPanel::build() {
 void CzConfigurationPanel::refresh() {
     if (!m_element)
         return;
-    // The widget may be behind an open dialog or list, which it wants to come back to.
-    const bool isInUse = QApplication::activeModalWidget() || QApplication::activePopupWidget();
+    // The widget may be behind an open dialog or list, which it wants to come back to, or half a number was
+    // typed, which it would make the element take as it goes.
+    const bool isInUse = QApplication::activeModalWidget() || QApplication::activePopupWidget() ||
+                         m_isTypedInto || m_isSending || !m_held.empty();
     if (!isInUse && !(offerOf(*m_element) == m_offer))
         build();
     m_caption->setText(m_element->caption());
-    // It would stop the chain and wait for the frame that hangs, and the window with it.
-    m_area->setEnabled(!m_session.isStuck());
+    m_waiting->setVisible(!m_held.empty() && m_session.isStuck());
 }
 
 bool CzConfigurationPanel::isInElementWidget(const QObject* object) const {
@@ -130,20 +219,83 @@ bool CzConfigurationPanel::isInElementWidget(const QObject* object) const {
     return object;
 }
 
-bool CzConfigurationPanel::eventFilter(QObject* watched, QEvent* event) {
-    switch (event->type()) {
-    case QEvent::LayoutRequest: // another row is shown, say
-        if (watched == elementWidget())
-            fitWidth();
-        break;
-    case QEvent::MouseButtonRelease:
-    case QEvent::KeyRelease:
-    case QEvent::Wheel:
-        if (isInElementWidget(watched)) // told when the widget has done what it does
-            QMetaObject::invokeMethod(this, &CzConfigurationPanel::touched, Qt::QueuedConnection);
-        break;
+bool CzConfigurationPanel::mayChangeElement(const QObject& target, const QEvent& event) {
+    switch (event.type()) {
+    case QEvent::MouseMove:
+        return static_cast<const QMouseEvent&>(event).buttons() != Qt::NoButton;
+    case QEvent::ShortcutOverride: // lists that popped up choose with it
+        return QApplication::activePopupWidget();
+    case QEvent::KeyPress:
+        if (isModifier(asKey(event).key()))
+            return false;
+        m_keysDown.insert(asKey(event).key());
+        m_isTypedInto |= !asKey(event).text().isEmpty();
+        return true;
+    case QEvent::KeyRelease: // not of the shortcuts of others
+        return m_keysDown.remove(asKey(event).key());
+    case QEvent::InputMethod:
+        m_isTypedInto = true;
+        return true;
+    case QEvent::FocusIn: // behind what it follows
+        return !m_held.empty();
+    case QEvent::FocusOut:
+        return std::exchange(m_isTypedInto, false) || !m_held.empty();
+    case QEvent::Timer: // buttons and arrows that are held down; other timers are no user's
+        return qobject_cast<const QAbstractSpinBox*>(&target) ||
+               qobject_cast<const QAbstractSlider*>(&target) || qobject_cast<const QAbstractButton*>(&target);
     default:
-        break;
+        return true;
+    }
+}
+
+void CzConfigurationPanel::hold(QObject& target, QEvent& event) {
+    SzHeld held{&target, copierOf(event.type())(event)};
+    event.accept(); // nobody else is to take it
+    if (m_held.empty()) {
+        m_held.push_back(std::move(held));
+        m_session.interrupt([self = QPointer<CzConfigurationPanel>(this)] {
+            if (self)
+                self->sendHeld();
+        });
+        return;
+    }
+    const auto isMove = [&target](const SzHeld& one) {
+        return one.event->type() == QEvent::MouseMove && one.target == &target;
+    };
+    if (isMove(held) && isMove(m_held.back()))
+        m_held.back() = std::move(held); // where to counts, not which way
+    else if (!isRepeated(event))
+        m_held.push_back(std::move(held));
+}
+
+void CzConfigurationPanel::sendHeld() {
+    {
+        // Also in the event loop of a dialog that is opened by one of them.
+        const QScopedValueRollback<bool> sending(m_isSending, true);
+        while (!m_held.empty()) {
+            const SzHeld held = std::move(m_held.front());
+            m_held.pop_front();
+            if (held.target) // may have gone with one before
+                QCoreApplication::sendEvent(held.target, held.event.get());
+        }
+    }
+    m_waiting->hide();
+    if (std::exchange(m_buildsAfterwards, false))
+        build();
+    emit touched();
+}
+
+bool CzConfigurationPanel::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::LayoutRequest && watched == elementWidget()) {
+        fitWidth(); // another row is shown, say
+    } else if (!m_isSending && copierOf(event->type()) && isInElementWidget(watched) &&
+               !closesPopup(*watched, *event) && mayChangeElement(*watched, *event)) {
+        if (!m_session.chain().stopped()) {
+            hold(*watched, *event);
+            return true;
+        }
+        // Told when the widget has done what it does.
+        QMetaObject::invokeMethod(this, &CzConfigurationPanel::touched, Qt::QueuedConnection);
     }
     return QWidget::eventFilter(watched, event);
 }

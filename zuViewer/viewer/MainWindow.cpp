@@ -581,6 +581,7 @@ void CzMainWindow::closeEvent(QCloseEvent* event) {
     // Closed when the frame at hand is through.
     setEnabled(false);
     event->ignore();
+    m_abandonOffered = false; // who closes it once more is asked once more
 }
 
 void CzMainWindow::offerToAbandon() {
@@ -595,9 +596,13 @@ void CzMainWindow::offerToAbandon() {
                         QMessageBox::Yes | QMessageBox::No, this);
     box->setObjectName(QStringLiteral("hangs"));
     box->setAttribute(Qt::WA_DeleteOnClose);
-    connect(box, &QMessageBox::finished, this, [this](int answer) {
+    connect(box, &QMessageBox::finished, this, [this, caption](int answer) {
         if (answer == QMessageBox::Yes)
             emit abandoned();
+        else
+            showProblem(tr("The window closes when %1 is through with its frame. To quit without waiting "
+                           "for it, close the window once more.")
+                            .arg(caption));
     });
     box->open(); // the window goes on looking whether the frame comes back
 }

@@ -514,6 +514,31 @@ TEST_F(MainWindow, TellsHowTheChainIsDoing) {
     action("run").trigger();
     EXPECT_TRUE(waitFor([&] { return text("stateText") == QStringLiteral("stopped"); }));
     EXPECT_FALSE(action("run").isChecked());
+    EXPECT_TRUE(text("rateText").startsWith(QStringLiteral("0.0 frames/s")));
+}
+
+TEST_F(MainWindow, TellsWhatHangsWithoutAFrame) {
+    auto element = std::make_unique<AdjustableElement>();
+    element->onSetupStart = [this] { gate.pass(); };
+    session().insert(0, std::move(element));
+    window->openScene(QStringLiteral("mono"));
+    gate.awaitArrival();
+    EXPECT_TRUE(waitFor([&] { return text("stateText").startsWith(QStringLiteral("hangs in Level")); }));
+}
+
+TEST_F(MainWindow, SaysWhyThereIsNoPicture) {
+    EXPECT_TRUE(picture().placeholder().contains(QStringLiteral("Open or drop pictures")));
+    auto element = std::make_unique<AdjustableElement>();
+    AdjustableElement* const refusing = element.get();
+    refusing->initResult = false;
+    session().insert(0, std::move(element));
+    window->openScene(QStringLiteral("mono"));
+    EXPECT_TRUE(waitFor([&] { return picture().placeholder().contains(QStringLiteral("stands still")); }));
+    refusing->initResult = true;
+    refusing->process = [](ScriptedElement&, IzChainData*) { return nullptr; };
+    window->chainPanel().selectElement(0);
+    action("run").trigger();
+    EXPECT_TRUE(waitFor([&] { return picture().placeholder().contains(QStringLiteral("come here yet")); }));
 }
 
 TEST_F(MainWindow, CountsPicturesThatTheScreenHadNoTimeFor) {

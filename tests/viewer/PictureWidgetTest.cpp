@@ -255,6 +255,7 @@ TEST_F(PictureWidget, PaintsWithTheSettingsOfTheDisplay) {
 }
 
 TEST_F(PictureWidget, SaysWhatToDoWhileThereIsNoPicture) {
+    widget.setPlaceholder(QStringLiteral("Take one"));
     const QImage empty = widget.image();
     bool hasText = false;
     for (int y = 0; y < empty.height(); ++y)

@@ -380,9 +380,17 @@ void CzMainWindow::refresh() {
     m_redo->setEnabled(m_session.undoStack().canRedo());
     m_undo->setText(tr("&Undo %1").arg(m_session.undoStack().undoText()).trimmed());
     m_redo->setText(tr("&Redo %1").arg(m_session.undoStack().redoText()).trimmed());
+    m_picture->setPlaceholder(placeholder());
     refreshTitle();
     if (m_closing)
         offerToAbandon();
+}
+
+QString CzMainWindow::placeholder() const {
+    if (!m_player.supply())
+        return tr("No picture yet.\nOpen or drop pictures, or choose a scene.");
+    return m_session.isWanted() ? tr("No picture has come here yet.")
+                                : tr("The chain stands still.\nChoose Run to start it.");
 }
 
 void CzMainWindow::refreshTitle() {

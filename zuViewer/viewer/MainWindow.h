@@ -84,6 +84,7 @@ private:
     void showNewest();
     void refresh();
     void refreshTitle();
+    QString placeholder() const;
 
     void watchSelected();
     void repeatIfPaused();

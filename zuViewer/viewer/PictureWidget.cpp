@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace {
 
@@ -62,6 +63,11 @@ void CzPictureWidget::setPictures(const CzLinkTap::Picture& after, const CzLinkT
             tellCursor(mapFromGlobal(QCursor::pos()));
     }
     update();
+}
+
+void CzPictureWidget::setPlaceholder(const QString& text) {
+    if (std::exchange(m_placeholder, text) != text)
+        update();
 }
 
 void CzPictureWidget::setMode(EzMode mode) {
@@ -138,8 +144,7 @@ void CzPictureWidget::paint(QPainter& painter) const {
     painter.fillRect(rect(), ground);
     if (pictureSize().isEmpty()) {
         painter.setPen(ground.lightness() > 127 ? Qt::black : Qt::white);
-        painter.drawText(rect(), Qt::AlignCenter | Qt::TextWordWrap,
-                         tr("No picture yet.\nOpen or drop pictures, or choose a scene."));
+        painter.drawText(rect(), Qt::AlignCenter | Qt::TextWordWrap, m_placeholder);
         return;
     }
     const QVector<SzPane> shown = panes();

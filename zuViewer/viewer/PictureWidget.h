@@ -27,6 +27,9 @@ public:
     /// its middle in the same place, and is shown as large as the one after.
     void setPictures(const CzLinkTap::Picture& after, const CzLinkTap::Picture& before = {});
     CzLinkTap::Picture picture() const { return m_after; }
+    /// What is said in the place of a picture while there is none.
+    void setPlaceholder(const QString& text);
+    QString placeholder() const { return m_placeholder; }
     void setMode(EzMode mode);
     EzMode mode() const { return m_mode; }
     void setDisplay(const SzDisplaySettings& settings);
@@ -96,6 +99,7 @@ private:
 
     CzLinkTap::Picture m_after;
     CzLinkTap::Picture m_before;
+    QString m_placeholder;
     QSizeF m_lastSize; // of the last picture that there was: the next one of this size keeps its place
     SzDisplaySettings m_display;
     EzMode m_mode = EzMode::Single;

@@ -15,10 +15,14 @@ QString count(std::uint64_t value) {
 }
 
 QString stateText(const CzChainSession& session, const SzWorkerState& worker) {
-    if (worker.element >= 0 && worker.milliseconds > hangsAfterMs)
+    if (worker.element >= 0 && worker.milliseconds > hangsAfterMs) {
+        const QString caption = session.elements().at(worker.element)->caption();
+        const QString seconds = QLocale().toString(worker.milliseconds / 1000.0, 'f', 0);
+        if (worker.frameNo == 0) // a still picture, or the element is being set up
+            return CzStatusPanel::tr("hangs in %1 for %2 s").arg(caption, seconds);
         return CzStatusPanel::tr("frame %1 hangs in %2 for %3 s")
-            .arg(QString::number(worker.frameNo), session.elements().at(worker.element)->caption(),
-                 QLocale().toString(worker.milliseconds / 1000.0, 'f', 0));
+            .arg(QString::number(worker.frameNo), caption, seconds);
+    }
     switch (session.state()) {
     case CzChainSession::EzState::Running:
         return worker.element < 0 ? CzStatusPanel::tr("waiting for frames") : CzStatusPanel::tr("running");
@@ -68,8 +72,9 @@ void CzStatusPanel::showChain(const CzChainSession& session, const SzChainFigure
                               std::uint64_t notShown) {
     const SzChainCounters counters = session.chain().counters();
     const SzWorkerState worker = session.chain().workerState();
+    const bool stands = session.state() == CzChainSession::EzState::Stopped;
     m_rate->setText(tr("%1 frames/s, %2 ms")
-                        .arg(QLocale().toString(figures.framesPerSecond, 'f', 1),
+                        .arg(QLocale().toString(stands ? 0.0 : figures.framesPerSecond, 'f', 1),
                              QLocale().toString(figures.latencyMs, 'f', 1)));
     m_losses->setText(tr("%1 dropped, %2 failed, %3 not shown")
                           .arg(count(counters.framesDropped), count(counters.framesFailed), count(notShown)));

@@ -11,6 +11,7 @@
 #include "PluginLoader.h"
 #include "ProblemBar.h"
 #include "RTTI.h"
+#include "Remembered.h"
 #include "SourcePanel.h"
 #include "SpectrumPlot.h"
 #include "Tour.h"
@@ -30,7 +31,6 @@
 #include <QMenu>
 #include <QMimeData>
 #include <QPushButton>
-#include <QSettings>
 #include <QSignalSpy>
 #include <QSpinBox>
 #include <QTest>
@@ -405,6 +405,62 @@ TEST_F(MainWindow, UnsavedChangesOfAFileComeBackAfterACrash) {
     EXPECT_EQ(session().elements().size(), 2);
     EXPECT_EQ(session().path(), path(QStringLiteral("a.zuchain")));
     EXPECT_TRUE(session().isModified());
+}
+
+TEST_F(MainWindow, SettingsOfElementsComeBackAfterACrash) {
+    const ElementClasses classes;
+    session().insert(0, ElementClasses::adjustable);
+    window->chainPanel().selectElement(0);
+    playScene(QStringLiteral("mono"));
+    QTest::keyClick(&childOf<QSpinBox>(*window, "level"), Qt::Key_Up);
+    EXPECT_TRUE(waitFor([] { return rememberedWork().chain.text.contains("level=\"1\""); }));
+    session().clear();
+    EXPECT_TRUE(waitFor([&] { return session().elements().isEmpty(); }));
+}
+
+TEST_F(MainWindow, AChainThatWasEditedElsewhereIsReadFromItsFile) {
+    const QString chain = writeChain(QStringLiteral("a.zuchain"));
+    open({chain});
+    playScene(QStringLiteral("mono"));
+    window->close();
+    EXPECT_TRUE(waitFor([&] { return !window->isVisible(); }));
+    writeChain(QStringLiteral("a.zuchain"), extract);
+    makeWindow();
+    window->restoreChain();
+    ASSERT_EQ(session().elements().size(), 1);
+    EXPECT_EQ(CzRTTI::uniqueId(*session().elements().first()->metaObject()), extract);
+    EXPECT_FALSE(session().isModified());
+}
+
+TEST_F(MainWindow, AnUnsavedChainThatIsNotWantedAfterACrashCanBeHadLater) {
+    open({writeChain(QStringLiteral("a.zuchain"))});
+    session().insert(1, extract);
+    playScene(QStringLiteral("mono"));
+    makeWindow(); // the other one has never been closed
+    answerDialog(QStringLiteral("unclean"), QMessageBox::No);
+    EXPECT_FALSE(window->asksToRestoreChain());
+    playScene(QStringLiteral("bayer")); // another chain is remembered now
+    auto& menu = childOf<QMenu>(*window, "recentChains");
+    emit menu.aboutToShow();
+    EXPECT_TRUE(menu.actions().first()->text().contains(QStringLiteral("Unsaved")));
+    menu.actions().first()->trigger();
+    EXPECT_TRUE(waitFor([&] { return session().elements().size() == 2; }));
+    EXPECT_EQ(session().path(), path(QStringLiteral("a.zuchain")));
+    EXPECT_TRUE(session().isModified());
+    emit menu.aboutToShow();
+    EXPECT_FALSE(menu.actions().first()->text().contains(QStringLiteral("Unsaved"))) << "is there again";
+}
+
+TEST_F(MainWindow, ChangesComeBackAfterTheyWereDiscardedForAChainThatCannotBeRead) {
+    session().insert(0, rotate);
+    playScene(QStringLiteral("mono"));
+    answerDialog(QStringLiteral("unsaved"), QMessageBox::Discard);
+    open({path(QStringLiteral("missing.zuchain"))});
+    window->openScene(QStringLiteral("bayer")); // remembered with the chain, which is still there
+    makeWindow();
+    window->restoreChain();
+    EXPECT_EQ(session().elements().size(), 1);
+    EXPECT_EQ(window->sourcePanel().scene(), QStringLiteral("bayer"));
 }
 
 TEST_F(MainWindow, AsksWhetherTheLastChainIsWantedAfterACrash) {

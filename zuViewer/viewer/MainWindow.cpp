@@ -10,6 +10,7 @@
 #include "ImageData.h"
 #include "PictureWidget.h"
 #include "ProblemBar.h"
+#include "Remembered.h"
 #include "SensorPanel.h"
 #include "SourcePanel.h"
 #include "SpectrumPlot.h"
@@ -28,7 +29,6 @@
 #include <QMessageBox>
 #include <QMimeData>
 #include <QScrollArea>
-#include <QSettings>
 #include <QStatusBar>
 #include <QVBoxLayout>
 
@@ -40,16 +40,7 @@ constexpr int screenPeriodMs = 16;
 constexpr int refreshPeriodMs = 200;
 constexpr int repeatDelayMs = 60; // an element's widget may still be at it
 constexpr int messageMs = 5000;
-constexpr int recentChains = 8;
 constexpr double hangsAtCloseMs = 5000.0;
-
-const QString geometryKey = QStringLiteral("window/geometry");
-const QString layoutKey = QStringLiteral("window/layout");
-const QString recentKey = QStringLiteral("chains/recent");
-const QString chainTextKey = QStringLiteral("chains/lastText");
-const QString chainPathKey = QStringLiteral("chains/lastPath");
-const QString sourcePathsKey = QStringLiteral("source/paths");
-const QString sourceSceneKey = QStringLiteral("source/scene");
 
 const QString chainSuffix = QStringLiteral("zuchain");
 
@@ -246,7 +237,6 @@ void CzMainWindow::connectChain() {
     });
     connect(&m_session, &CzChainSession::pathChanged, this, &CzMainWindow::rememberPath);
     connect(&m_session, &CzChainSession::started, this, [this] {
-        m_discarded = false;
         rememberChain(); // for the case that it brings everything down
         repeatIfPaused();
     });
@@ -276,7 +266,10 @@ void CzMainWindow::connectParts() {
         watchSelected();
         repeatIfPaused();
     });
-    connect(m_configurationPanel, &CzConfigurationPanel::touched, this, &CzMainWindow::repeatIfPaused);
+    connect(m_configurationPanel, &CzConfigurationPanel::touched, this, [this] {
+        m_touched = true;
+        repeatIfPaused();
+    });
     connect(m_displayPanel, &CzDisplayPanel::changed, this, [this] {
         m_picture->setDisplay(m_displayPanel->settings());
         if (m_picture->mode() != m_displayPanel->mode()) {
@@ -384,6 +377,8 @@ void CzMainWindow::refresh() {
     refreshTitle();
     if (m_closing)
         offerToAbandon();
+    else if (m_touched)
+        rememberChain();
 }
 
 QString CzMainWindow::placeholder() const {
@@ -437,6 +432,7 @@ void CzMainWindow::openFolderDialog() {
 }
 
 bool CzMainWindow::mayDiscardChain() {
+    m_discarded = false;
     if (!m_session.isModified())
         return true;
     QMessageBox box(QMessageBox::Question, tr("Unsaved Chain"), tr("Save the changes of the chain?"),
@@ -504,19 +500,18 @@ void CzMainWindow::copyView() {
 
 void CzMainWindow::rememberPath() {
     refreshTitle();
-    if (m_session.path().isEmpty())
-        return;
-    QSettings settings;
-    QStringList recent = settings.value(recentKey).toStringList();
-    const QString path = QFileInfo(m_session.path()).absoluteFilePath();
-    recent.removeAll(path);
-    recent.prepend(path);
-    settings.setValue(recentKey, QStringList(recent.mid(0, recentChains)));
+    if (!m_session.path().isEmpty())
+        rememberChainFile(m_session.path());
 }
 
 void CzMainWindow::fillRecentChains() {
     m_recentChains->clear();
-    for (const QString& path : QSettings().value(recentKey).toStringList()) {
+    if (!chainSetAside().text.isEmpty()) {
+        m_recentChains->addAction(tr("Unsaved Chain of an Earlier Run"), this,
+                                  &CzMainWindow::openChainSetAside);
+        m_recentChains->addSeparator();
+    }
+    for (const QString& path : rememberedChainFiles()) {
         QString text = QDir::toNativeSeparators(path);
         text.replace(QLatin1Char('&'), QLatin1String("&&")); // no key of a menu
         m_recentChains->addAction(text, this, [this, path] { openPaths({path}); });
@@ -525,28 +520,30 @@ void CzMainWindow::fillRecentChains() {
         m_recentChains->addAction(tr("None yet"))->setEnabled(false);
 }
 
+void CzMainWindow::openChainSetAside() {
+    if (!mayDiscardChain())
+        return;
+    const SzRememberedChain chain = chainSetAside();
+    if (m_session.loadText(chain.text, chain.path))
+        forgetChainSetAside();
+}
+
 // ---- Start and end ----
 
 void CzMainWindow::restoreLayout() {
-    const QSettings settings;
-    restoreGeometry(settings.value(geometryKey).toByteArray());
-    restoreState(settings.value(layoutKey).toByteArray());
+    restoreRememberedLayout(*this);
 }
 
 void CzMainWindow::restoreChain() {
-    const QSettings settings;
-    const QString path = settings.value(chainPathKey).toString();
-    const QByteArray text = settings.value(chainTextKey).toByteArray();
-    if (!text.isEmpty())
-        m_session.loadText(text, path);
-    else if (!path.isEmpty())
-        m_session.load(path);
-    const QStringList paths = settings.value(sourcePathsKey).toStringList();
-    const QString scene = settings.value(sourceSceneKey).toString();
-    if (!paths.isEmpty())
-        m_sourcePanel->openPaths(paths);
-    else if (!scene.isEmpty())
-        m_sourcePanel->openScene(scene);
+    const SzRememberedWork work = rememberedWork();
+    if (!work.chain.text.isEmpty())
+        m_session.loadText(work.chain.text, work.chain.path);
+    else if (!work.chain.path.isEmpty())
+        m_session.load(work.chain.path);
+    if (!work.sourcePaths.isEmpty())
+        m_sourcePanel->openPaths(work.sourcePaths);
+    else if (!work.sourceScene.isEmpty())
+        m_sourcePanel->openScene(work.sourceScene);
 }
 
 bool CzMainWindow::asksToRestoreChain() {
@@ -555,23 +552,19 @@ bool CzMainWindow::asksToRestoreChain() {
                        "source all the same?"),
                     QMessageBox::Yes | QMessageBox::No, this);
     box.setObjectName(QStringLiteral("unclean"));
-    return box.exec() == QMessageBox::Yes;
-}
-
-void CzMainWindow::rememberLayout() {
-    QSettings settings;
-    settings.setValue(geometryKey, saveGeometry());
-    settings.setValue(layoutKey, saveState());
+    if (box.exec() == QMessageBox::Yes)
+        return true;
+    setRememberedChainAside();
+    return false;
 }
 
 void CzMainWindow::rememberChain() {
-    QSettings settings;
-    settings.setValue(chainPathKey, m_session.path());
-    // Discarded changes do not come back: the file is read instead.
-    settings.setValue(chainTextKey, m_discarded ? QByteArray() : m_session.text());
-    settings.setValue(sourcePathsKey, m_sourcePanel->paths());
-    settings.setValue(sourceSceneKey, m_sourcePanel->scene());
-    settings.sync();
+    // The file is read when it says it all: it may have been edited elsewhere by then.
+    const bool isInFile = !m_session.isModified() || (m_closing && m_discarded);
+    rememberWork({{m_session.path(), isInFile ? QByteArray() : m_session.text()},
+                  m_sourcePanel->paths(),
+                  m_sourcePanel->scene()});
+    m_touched = false;
 }
 
 void CzMainWindow::closeEvent(QCloseEvent* event) {
@@ -579,7 +572,7 @@ void CzMainWindow::closeEvent(QCloseEvent* event) {
         if (!mayDiscardChain())
             return event->ignore();
         m_closing = true;
-        rememberLayout();
+        rememberLayout(*this);
         rememberChain();
         m_player.pause();
         m_session.setRunning(false);

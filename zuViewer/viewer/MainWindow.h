@@ -44,7 +44,7 @@ public:
     /// as they were when they were last run.
     void restoreChain();
     /// Whether the user, whom it tells that the last run ended in the middle, wants the last chain all the
-    /// same.
+    /// same. One that was not saved is offered among the recent chains when not.
     bool asksToRestoreChain();
 
     CzChainSession& session() { return m_session; }
@@ -106,7 +106,7 @@ private:
     void copyView();
     void rememberPath();
     void fillRecentChains();
-    void rememberLayout();
+    void openChainSetAside();
     void rememberChain();
     void offerToAbandon();
 
@@ -147,7 +147,8 @@ private:
     SzPixel m_clicked;
     bool m_histogramIsSeen = false;
     bool m_spectrumIsSeen = false;
-    bool m_discarded = false; ///< the user does not want the chain's changes
+    bool m_discarded = false; ///< the user was asked last and does not want the chain's changes
+    bool m_touched = false;   ///< settings may have changed that are not remembered yet
     bool m_closing = false;
     bool m_abandonOffered = false;
 };

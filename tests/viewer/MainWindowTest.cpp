@@ -36,6 +36,8 @@
 #include <QTest>
 #include <QToolButton>
 
+#include <unistd.h>
+
 #include <random>
 
 namespace {
@@ -825,8 +827,16 @@ TEST_F(MainWindow, ATourThatDoesNotExistIsNone) {
 
 // ---- Random clicks ----
 
+/// The memory of this process, in bytes.
+double residentSize() {
+    QFile file(QStringLiteral("/proc/self/statm"));
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+    return file.readAll().split(' ').value(1).toDouble() * double(sysconf(_SC_PAGESIZE));
+}
+
 /// Clicks, keys and wheel turns all over the window, for ZU_SOAK_SECONDS (2 unless set) seconds. Dialogs that
-/// come up are closed.
+/// ask where to write get an answer, others are closed. Runs of five minutes and more must not need ever more
+/// memory; shorter ones are still filling caches.
 TEST_F(MainWindow, StandsRandomClicks) {
     const int seconds =
         qEnvironmentVariableIsSet("ZU_SOAK_SECONDS") ? qEnvironmentVariableIntValue("ZU_SOAK_SECONDS") : 2;
@@ -837,11 +847,21 @@ TEST_F(MainWindow, StandsRandomClicks) {
     std::mt19937 random(seed);
     const auto below = [&](int end) { return int(random() % unsigned(end)); };
 
+    const QString recorded = path(QStringLiteral("recorded"));
+    QDir().mkpath(recorded);
+    int saved = 0;
     QTimer dialogs;
-    QObject::connect(&dialogs, &QTimer::timeout, [] {
+    QObject::connect(&dialogs, &QTimer::timeout, [&] {
         if (QWidget* const popup = QApplication::activePopupWidget())
             popup->close();
-        else if (auto* const dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget()))
+        else if (auto* const files = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+                 files && (files->fileMode() == QFileDialog::Directory ||
+                           files->acceptMode() == QFileDialog::AcceptSave)) {
+            auto& line = childOf<QLineEdit>(*files, "fileNameEdit");
+            const bool isFolder = files->fileMode() == QFileDialog::Directory;
+            line.setText(isFolder ? recorded : path(QStringLiteral("%1.tif").arg(++saved)));
+            QTest::keyClick(&line, Qt::Key_Return);
+        } else if (auto* const dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget()))
             dialog->reject();
     });
     dialogs.start(5);
@@ -851,12 +871,18 @@ TEST_F(MainWindow, StandsRandomClicks) {
     const QVector<int> keys{Qt::Key_Up,   Qt::Key_Down, Qt::Key_Left,   Qt::Key_Right,   Qt::Key_Space,
                             Qt::Key_Tab,  Qt::Key_F5,   Qt::Key_F6,     Qt::Key_F7,      Qt::Key_F8,
                             Qt::Key_Plus, Qt::Key_1,    Qt::Key_Delete, Qt::Key_PageDown};
-    const QVector<const char*> actions{"undo",   "redo",     "duplicate", "remove",   "up",  "down",
-                                       "switch", "newChain", "copyView",  "nextBand", "fit", "play"};
+    const QVector<const char*> actions{"undo",     "redo",     "duplicate", "remove",     "up",
+                                       "down",     "switch",   "newChain",  "fit",        "play",
+                                       "copyView", "nextBand", "record",    "savePicture"};
     QElapsedTimer time;
     time.start();
     int clicks = 0;
+    double warm = 0.0; // the memory after a third of the time
     while (!time.hasExpired(1000LL * seconds)) {
+        if (warm == 0.0 && time.hasExpired(1000LL * seconds / 3))
+            warm = residentSize();
+        if (action("record").isChecked())
+            action("record").trigger(); // or the disk would fill
         const QPoint place(below(window->width()), below(window->height()));
         QWidget* const child = window->childAt(place);
         QWidget* const target = child ? child : window.get();
@@ -897,6 +923,12 @@ TEST_F(MainWindow, StandsRandomClicks) {
                                            QEvent::DeferredDelete); // what the program's loop does itself
     }
     EXPECT_GT(clicks, 20);
+    const double end = residentSize();
+    RecordProperty("warmMiB", int(warm / 1048576.0));
+    RecordProperty("endMiB", int(end / 1048576.0));
+    if (seconds >= 300) {
+        EXPECT_LT(end, 1.2 * warm) << "bytes of memory";
+    }
     session().setRunning(false);
     EXPECT_TRUE(waitFor([&] { return isStopped(); }));
     const SzChainCounters counters = session().chain().counters();

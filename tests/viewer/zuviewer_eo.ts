@@ -9,4 +9,18 @@
         <translation>Bildoj, dosierujoj de bildoj, ĉeno.</translation>
     </message>
 </context>
+<context>
+    <name>PictureFiles</name>
+    <message>
+        <source>the file is empty</source>
+        <translation>la dosiero estas malplena</translation>
+    </message>
+</context>
+<context>
+    <name>Scenes</name>
+    <message>
+        <source>stripes</source>
+        <translation>strioj</translation>
+    </message>
+</context>
 </TS>

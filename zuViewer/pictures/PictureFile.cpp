@@ -3,6 +3,7 @@
 
 #include "FFTImageData.h"
 #include "ImageData.h"
+#include "PictureText.h"
 #include "PngFile.h"
 #include "PnmFile.h"
 #include "QtImageFile.h"
@@ -41,7 +42,8 @@ bool writeFiles(const QString& path, const char* bytes, std::uint64_t size, cons
     QSaveFile pictureFile(path);
     QSaveFile sidecarFile(sidecarPath(path));
     const auto refuse = [&](const QSaveFile& file) {
-        return fail(error, file.fileName(), QStringLiteral("cannot be written: %1").arg(file.errorString()));
+        return fail(error, file.fileName(),
+                    SzPictureText::tr("cannot be written: %1").arg(file.errorString()));
     };
     const auto write = [&](QSaveFile& file, const char* content, std::uint64_t length) {
         const auto wanted = static_cast<qint64>(length);
@@ -77,12 +79,12 @@ bool isPnm(const QByteArray& magic) {
 std::unique_ptr<CzPictureReader> openByContent(const QString& path, QString* problem) {
     const QFileInfo info(path);
     if (info.exists() && !info.isFile()) { // a pipe could make the program wait for ever
-        *problem = QStringLiteral("expected a regular file");
+        *problem = SzPictureText::tr("expected a regular file");
         return nullptr;
     }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        *problem = QStringLiteral("cannot be read: %1").arg(file.errorString());
+        *problem = SzPictureText::tr("cannot be read: %1").arg(file.errorString());
         return nullptr;
     }
     const QByteArray magic = file.read(8);
@@ -98,12 +100,12 @@ std::unique_ptr<CzPictureReader> openByContent(const QString& path, QString* pro
         return openPnm(path, problem);
 
     if (magic.isEmpty())
-        *problem = QStringLiteral("the file is empty");
+        *problem = SzPictureText::tr("the file is empty");
     else if (isPnm(magic))
-        *problem = QStringLiteral("P%1 is not supported, only grey and colour PNM (P2, P3, P5, P6)")
+        *problem = SzPictureText::tr("P%1 is not supported, only grey and colour PNM (P2, P3, P5, P6)")
                        .arg(QLatin1Char(magic.at(1)));
     else
-        *problem = QStringLiteral("not a TIFF, PNG, PNM or JPEG picture");
+        *problem = SzPictureText::tr("not a TIFF, PNG, PNM or JPEG picture");
     return nullptr;
 }
 
@@ -134,7 +136,8 @@ QStringList pictureFilesIn(const QString& folder, QString* error) {
             names.append(name);
     }
     if (code)
-        fail(error, folder, QStringLiteral("cannot be read: %1").arg(QString::fromStdString(code.message())));
+        fail(error, folder,
+             SzPictureText::tr("cannot be read: %1").arg(QString::fromStdString(code.message())));
 
     // The same order everywhere, whatever language the user speaks; names that count as equal ("1", "01") are
     // told apart by their characters.
@@ -152,7 +155,7 @@ QStringList pictureFilesIn(const QString& folder, QString* error) {
 bool writePicture(const QString& path, EzPictureFormat format, const IzChainData& frame, QString* error) {
     const auto* picture = qobject_cast<const CzImageData*>(&frame);
     if (!picture)
-        return fail(error, path, QStringLiteral("only pictures can be written"));
+        return fail(error, path, SzPictureText::tr("only pictures can be written"));
     QVector<const SzPicBuf*> pages;
     appendPages(*picture, pages);
     if (format == EzPictureFormat::Tiff)
@@ -167,7 +170,7 @@ bool writePicture(const QString& path, EzPictureFormat format, const IzChainData
 
 bool writePictures(const QString& path, const QVector<const CzImageData*>& pages, QString* error) {
     if (pages.isEmpty())
-        return fail(error, path, QStringLiteral("there is no picture to write"));
+        return fail(error, path, SzPictureText::tr("there is no picture to write"));
     QVector<const SzPicBuf*> pictures;
     for (int i = 0; i < pages.size(); ++i) {
         // One sidecar describes them all; where their lines begin in memory is not in the file.
@@ -176,7 +179,7 @@ bool writePictures(const QString& path, const QVector<const CzImageData*>& pages
         if (format != pages.first()->picBuf() ||
             pages.at(i)->imageMetadata() != pages.first()->imageMetadata())
             return fail(error, path,
-                        QStringLiteral("picture %1 is not of the first one's format").arg(i + 1));
+                        SzPictureText::tr("picture %1 is not of the first one's format").arg(i + 1));
         appendPages(*pages.at(i), pictures);
     }
     return writeTiff(path, pictures, *pages.first(), error);

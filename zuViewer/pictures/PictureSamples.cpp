@@ -3,6 +3,7 @@
 
 #include "ImageData.h"
 #include "PicBufAPI.h"
+#include "PictureText.h"
 
 #include <cstring>
 #include <limits>
@@ -83,13 +84,13 @@ std::unique_ptr<CzImageData> makeFrame(const SzFileFormat& file, const SzSidecar
     const std::uint64_t packed = packedLineBytes(format);
     const std::uint64_t pitch = sidecar.linePitch.value_or(0) == 0 ? packed : *sidecar.linePitch;
     if (pitch < packed) {
-        *problem = QStringLiteral("the sidecar's linePitch of %1 is too short for lines of %2 bytes")
+        *problem = SzPictureText::tr("the sidecar's linePitch of %1 is too short for lines of %2 bytes")
                        .arg(pitch)
                        .arg(packed);
         return nullptr;
     }
     if (pitch % bytesPerSample(format.dataType) != 0) {
-        *problem = QStringLiteral("the sidecar's linePitch of %1 is no multiple of the samples' %2 bytes")
+        *problem = SzPictureText::tr("the sidecar's linePitch of %1 is no multiple of the samples' %2 bytes")
                        .arg(pitch)
                        .arg(bytesPerSample(format.dataType));
         return nullptr;
@@ -101,7 +102,7 @@ std::unique_ptr<CzImageData> makeFrame(const SzFileFormat& file, const SzSidecar
         CzPicBufAPI::AllocPicBufFromHeap(picture, format, true);
     }
     if (!picture.data) {
-        *problem = QStringLiteral("no memory for %1 × %2 pixels in lines of %3 bytes")
+        *problem = SzPictureText::tr("no memory for %1 × %2 pixels in lines of %3 bytes")
                        .arg(format.width)
                        .arg(format.height)
                        .arg(pitch);

@@ -3,6 +3,7 @@
 
 #include "ImageData.h"
 #include "PictureSamples.h"
+#include "PictureText.h"
 
 #include <QFile>
 #include <QtEndian>
@@ -88,7 +89,7 @@ bool hasPngChunk(const QByteArray& file, const QByteArray& type) {
 
 bool readFormat(const QByteArray& file, SzFileFormat& format, QString* problem) {
     if (file.size() < 33 || file.mid(12, 4) != "IHDR") {
-        *problem = QStringLiteral("the PNG header is incomplete");
+        *problem = SzPictureText::tr("the PNG header is incomplete");
         return false;
     }
     format.width = qFromBigEndian<quint32>(file.constData() + 16);
@@ -114,15 +115,15 @@ bool readFormat(const QByteArray& file, SzFileFormat& format, QString* problem) 
         format.channels = 4;
         break;
     default:
-        *problem = QStringLiteral("PNG has no colour type %1").arg(colorType);
+        *problem = SzPictureText::tr("PNG has no colour type %1").arg(colorType);
         return false;
     }
     if (bits != 8 && bits != 16 && colorType != PNG_COLOR_TYPE_PALETTE) {
-        *problem = QStringLiteral("%1-bit samples are not supported, only 8 and 16 bits").arg(bits);
+        *problem = SzPictureText::tr("%1-bit samples are not supported, only 8 and 16 bits").arg(bits);
         return false;
     }
     if (hasColorKey && colorType != PNG_COLOR_TYPE_PALETTE) {
-        *problem = QStringLiteral("a transparent colour is not supported, only an alpha channel");
+        *problem = SzPictureText::tr("a transparent colour is not supported, only an alpha channel");
         return false;
     }
     format.dataType = bits == 16 ? EzImageDataType::UInt16 : EzImageDataType::UInt8;
@@ -130,7 +131,7 @@ bool readFormat(const QByteArray& file, SzFileFormat& format, QString* problem) 
     constexpr std::uint32_t longestSide = 1000000; // as far as libpng goes
     if (format.width == 0 || format.height == 0 || format.width > longestSide ||
         format.height > longestSide) {
-        *problem = QStringLiteral("%1 × %2 pixels are not supported, only 1 to %3 each way")
+        *problem = SzPictureText::tr("%1 × %2 pixels are not supported, only 1 to %3 each way")
                        .arg(format.width)
                        .arg(format.height)
                        .arg(longestSide);
@@ -139,8 +140,9 @@ bool readFormat(const QByteArray& file, SzFileFormat& format, QString* problem) 
     // Of a palette's picture a byte may hold eight pixels, and each becomes four samples.
     const std::uint32_t ratio = colorType == PNG_COLOR_TYPE_PALETTE ? highestRatio * 32 : highestRatio;
     if (!isPlausible(format.bytes(), static_cast<std::uint64_t>(file.size()), ratio)) {
-        *problem =
-            QStringLiteral("the file is too short for %1 × %2 pixels").arg(format.width).arg(format.height);
+        *problem = SzPictureText::tr("the file is too short for %1 × %2 pixels")
+                       .arg(format.width)
+                       .arg(format.height);
         return false;
     }
     return true;
@@ -168,9 +170,9 @@ public:
         if (page == 0)
             frame = readPicture(sidecar, &problem);
         else
-            problem = QStringLiteral("there is no such page");
+            problem = SzPictureText::tr("there is no such page");
         if (!frame && error)
-            *error = QStringLiteral("%1, page %2: %3").arg(m_path, QString::number(page + 1), problem);
+            *error = SzPictureText::tr("%1, page %2: %3").arg(m_path, QString::number(page + 1), problem);
         return frame;
     }
 
@@ -185,7 +187,7 @@ private:
             static_cast<std::uint8_t*>(std::calloc(m_format.height, rowBytes)), &std::free);
         if (!samples) {
             *problem =
-                QStringLiteral("no memory for %1 × %2 pixels").arg(m_format.width).arg(m_format.height);
+                SzPictureText::tr("no memory for %1 × %2 pixels").arg(m_format.width).arg(m_format.height);
             return nullptr;
         }
         std::vector<png_bytep> rows;

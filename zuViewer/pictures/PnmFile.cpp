@@ -3,6 +3,7 @@
 
 #include "ImageData.h"
 #include "PictureSamples.h"
+#include "PictureText.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -100,7 +101,7 @@ public:
         m_fileBytes = QFileInfo(path).size();
         m_file.reset(std::fopen(QFile::encodeName(path).constData(), "rb"));
         if (!m_file) {
-            *problem = QStringLiteral("cannot be opened");
+            *problem = SzPictureText::tr("cannot be opened");
             return false;
         }
         do {
@@ -122,7 +123,7 @@ public:
         QString problem;
         std::unique_ptr<CzImageData> frame = readPage(page, sidecar, &problem);
         if (!frame && error)
-            *error = QStringLiteral("%1, page %2: %3").arg(m_path, QString::number(page + 1), problem);
+            *error = SzPictureText::tr("%1, page %2: %3").arg(m_path, QString::number(page + 1), problem);
         return frame;
     }
 
@@ -154,7 +155,7 @@ private:
         const bool isRaw = header.format == RPGM_FORMAT || header.format == RPPM_FORMAT;
         page.isPlain = header.format == PGM_FORMAT || header.format == PPM_FORMAT;
         if (!isRaw && !page.isPlain) {
-            *problem = QStringLiteral("not a grey or colour picture");
+            *problem = SzPictureText::tr("not a grey or colour picture");
             return false;
         }
         SzFileFormat& format = page.format;
@@ -170,7 +171,7 @@ private:
         const std::uint64_t samples = std::uint64_t{format.width} * format.height * format.channels;
         page.rasterBytes = page.isPlain ? 2 * samples - 1 : format.bytes();
         if (static_cast<std::uint64_t>(ftello(m_file.get())) + page.rasterBytes > m_fileBytes) {
-            *problem = QStringLiteral("the file is too short for %1 × %2 pixels")
+            *problem = SzPictureText::tr("the file is too short for %1 × %2 pixels")
                            .arg(format.width)
                            .arg(format.height);
             return false;
@@ -193,7 +194,7 @@ private:
 
     std::unique_ptr<CzImageData> readPage(int number, const SzSidecar& sidecar, QString* problem) {
         if (number < 0 || number >= pageCount()) {
-            *problem = QStringLiteral("there is no such page");
+            *problem = SzPictureText::tr("there is no such page");
             return nullptr;
         }
         const Page& page = m_pages[static_cast<std::size_t>(number)];
@@ -207,7 +208,7 @@ private:
         if (static_cast<std::uint32_t>(header.width) != page.format.width ||
             header.depth != page.format.channels ||
             static_cast<std::uint32_t>(header.height) != page.format.height) {
-            *problem = QStringLiteral("the file has changed");
+            *problem = SzPictureText::tr("the file has changed");
             return nullptr;
         }
         std::unique_ptr<CzImageData> frame = makeFrame(page.format, sidecar, problem);

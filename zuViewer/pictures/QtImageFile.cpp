@@ -3,6 +3,7 @@
 
 #include "ImageData.h"
 #include "PictureSamples.h"
+#include "PictureText.h"
 
 #include <QBuffer>
 #include <QFile>
@@ -75,9 +76,9 @@ public:
         if (page == 0)
             frame = decode(sidecar, &problem);
         else
-            problem = QStringLiteral("there is no such page");
+            problem = SzPictureText::tr("there is no such page");
         if (!frame && error)
-            *error = QStringLiteral("%1, page %2: %3").arg(m_path, QString::number(page + 1), problem);
+            *error = SzPictureText::tr("%1, page %2: %3").arg(m_path, QString::number(page + 1), problem);
         return frame;
     }
 
@@ -85,7 +86,7 @@ private:
     bool readFormat(QString* problem) {
         // The decoder would fill up what is missing with grey. These markers do not occur inside the samples.
         if (m_file.lastIndexOf("\xff\xd9") < m_file.lastIndexOf("\xff\xda")) {
-            *problem = QStringLiteral("the file ends early");
+            *problem = SzPictureText::tr("the file ends early");
             return false;
         }
         QBuffer buffer(&m_file);
@@ -105,7 +106,7 @@ private:
         m_format.bitDepth = 8;
         constexpr std::uint32_t highestRatio = 2000; // about 1400 bytes are reached for one
         if (!isPlausible(m_format.bytes(), static_cast<std::uint64_t>(m_file.size()), highestRatio)) {
-            *problem = QStringLiteral("the file is too short for %1 × %2 pixels")
+            *problem = SzPictureText::tr("the file is too short for %1 × %2 pixels")
                            .arg(m_format.width)
                            .arg(m_format.height);
             return false;
@@ -127,7 +128,7 @@ private:
         if (image.isNull() || static_cast<std::uint32_t>(image.width()) != m_format.width ||
             static_cast<std::uint32_t>(image.height()) != m_format.height) {
             *problem =
-                QStringLiteral("no memory for %1 × %2 pixels").arg(m_format.width).arg(m_format.height);
+                SzPictureText::tr("no memory for %1 × %2 pixels").arg(m_format.width).arg(m_format.height);
             return nullptr;
         }
         std::unique_ptr<CzImageData> frame = makeFrame(m_format, sidecar, problem);
@@ -161,12 +162,12 @@ bool encodePng(const SzPicBuf& picture, QByteArray& file, QString* problem) {
     }
     const bool isPlanar = picture.storageFormat == EzDataStorageFormat::Planar && picture.channels > 1;
     if (imageFormat == QImage::Format_Invalid || isPlanar || !picture.data) {
-        *problem =
-            QStringLiteral("a PNG takes 1, 3 or 4 interleaved samples of 8 or 16 bits per pixel, not %1%2 of "
-                           "data type %3")
-                .arg(picture.channels)
-                .arg(isPlanar ? QStringLiteral(" planar ones") : QString())
-                .arg(static_cast<std::uint32_t>(picture.dataType));
+        *problem = SzPictureText::tr(
+                       "a PNG takes 1, 3 or 4 interleaved samples of 8 or 16 bits per pixel, not %1%2 of "
+                       "data type %3")
+                       .arg(picture.channels)
+                       .arg(isPlanar ? SzPictureText::tr(" planar ones") : QString())
+                       .arg(static_cast<std::uint32_t>(picture.dataType));
         return false;
     }
     constexpr std::uint32_t highestSize = std::numeric_limits<std::int32_t>::max();
@@ -175,7 +176,7 @@ bool encodePng(const SzPicBuf& picture, QByteArray& file, QString* problem) {
         image = QImage(static_cast<int>(picture.width), static_cast<int>(picture.height), imageFormat);
     if (image.isNull()) {
         *problem =
-            QStringLiteral("%1 × %2 pixels are too many for a PNG").arg(picture.width).arg(picture.height);
+            SzPictureText::tr("%1 × %2 pixels are too many for a PNG").arg(picture.width).arg(picture.height);
         return false;
     }
     if (imageFormat == QImage::Format_RGBX64)

@@ -5,6 +5,7 @@
 #include "PicBufAPI.h"
 #include "PictureView.h"
 
+#include <QCoreApplication>
 #include <QFont>
 #include <QFontMetricsF>
 #include <QImage>
@@ -821,9 +822,18 @@ CzImageMetadata metadataOf(const Sensor& sensor, const SzPicBufInfo& format) {
 } // namespace
 
 QStringList sceneNames() {
-    return {QStringLiteral("mono"),    QStringLiteral("bayer"),  QStringLiteral("hsi4x4"),
-            QStringLiteral("hsi5x5"),  QStringLiteral("rgbnir"), QStringLiteral("sequence"),
-            QStringLiteral("stripes"), QStringLiteral("defocus")};
+    QStringList names;
+    for (const char* const name :
+         {QT_TRANSLATE_NOOP("Scenes", "mono"), QT_TRANSLATE_NOOP("Scenes", "bayer"),
+          QT_TRANSLATE_NOOP("Scenes", "hsi4x4"), QT_TRANSLATE_NOOP("Scenes", "hsi5x5"),
+          QT_TRANSLATE_NOOP("Scenes", "rgbnir"), QT_TRANSLATE_NOOP("Scenes", "sequence"),
+          QT_TRANSLATE_NOOP("Scenes", "stripes"), QT_TRANSLATE_NOOP("Scenes", "defocus")})
+        names.append(QLatin1String(name));
+    return names;
+}
+
+QString sceneTitle(const QString& scene) {
+    return QCoreApplication::translate("Scenes", scene.toUtf8().constData());
 }
 
 std::unique_ptr<CzImageData> renderScene(const QString& scene, const SzSceneSettings& settings) {

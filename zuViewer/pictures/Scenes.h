@@ -23,6 +23,9 @@ struct SzSceneSettings {
 /// period of 20 pixels) and defocus (mono through a lens that makes a disc of every point).
 QStringList sceneNames();
 
+/// What people call a scene, in the user's language.
+QString sceneTitle(const QString& scene);
+
 /// Renders a believable raw picture of a sensor (edges, gradients, fine texture, text, saturated spots, shot
 /// noise that follows the light) with metadata that describe it. frameNo is the frame. Null for an unknown
 /// scene. Needs a QGuiApplication for the text.

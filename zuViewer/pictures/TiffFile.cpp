@@ -3,6 +3,7 @@
 
 #include "ImageData.h"
 #include "PictureSamples.h"
+#include "PictureText.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -100,9 +101,9 @@ public:
         std::unique_ptr<CzImageData> frame = readPage(page, sidecar, &problem);
         if (!frame && error) {
             const QString& reason = problem.isEmpty() ? m_message : problem;
-            *error = QStringLiteral("%1, page %2: %3")
+            *error = SzPictureText::tr("%1, page %2: %3")
                          .arg(m_path, QString::number(page + 1),
-                              reason.isEmpty() ? QStringLiteral("cannot be read") : reason);
+                              reason.isEmpty() ? SzPictureText::tr("cannot be read") : reason);
         }
         return frame;
     }
@@ -149,7 +150,7 @@ private:
         format.bitDepth = bits;
 
         if (format.width == 0 || format.height == 0 || format.channels == 0)
-            return refuse(problem, QStringLiteral("a picture without pixels"));
+            return refuse(problem, SzPictureText::tr("a picture without pixels"));
         const bool isUnsigned = sampleFormat == SAMPLEFORMAT_UINT || sampleFormat == SAMPLEFORMAT_VOID;
         if (isUnsigned && bits == 8)
             format.dataType = EzImageDataType::UInt8;
@@ -161,22 +162,23 @@ private:
             format.dataType = EzImageDataType::Float32;
         else
             return refuse(problem,
-                          QStringLiteral("%1 are not supported, only unsigned ones of 8, 16 or 32 bits "
-                                         "and floats of 32")
+                          SzPictureText::tr("%1 are not supported, only unsigned ones of 8, 16 or 32 bits "
+                                            "and floats of 32")
                               .arg(sampleName(bits, sampleFormat)));
 
         if (!TIFFIsCODECConfigured(compression))
-            return refuse(problem, QStringLiteral("compression scheme %1 is not supported").arg(compression));
+            return refuse(problem,
+                          SzPictureText::tr("compression scheme %1 is not supported").arg(compression));
         switch (photometric) {
         case PHOTOMETRIC_PALETTE:
-            return refuse(problem, QStringLiteral("palette pictures are not supported"));
+            return refuse(problem, SzPictureText::tr("palette pictures are not supported"));
         case PHOTOMETRIC_MASK:
-            return refuse(problem, QStringLiteral("transparency masks are not supported"));
+            return refuse(problem, SzPictureText::tr("transparency masks are not supported"));
         case PHOTOMETRIC_YCBCR:
             // The JPEG decoder makes RGB of it; for anything else the chroma samples would have to be spread.
             if (compression != COMPRESSION_JPEG || planar || format.channels != 3)
                 return refuse(problem,
-                              QStringLiteral("YCbCr colour is supported with JPEG compression only"));
+                              SzPictureText::tr("YCbCr colour is supported with JPEG compression only"));
             TIFFSetField(tiff(), TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
             format.isColor = true;
             break;
@@ -185,7 +187,7 @@ private:
         case PHOTOMETRIC_ITULAB:
         case PHOTOMETRIC_LOGL:
         case PHOTOMETRIC_LOGLUV:
-            return refuse(problem, QStringLiteral("L*a*b* and logarithmic colour are not supported"));
+            return refuse(problem, SzPictureText::tr("L*a*b* and logarithmic colour are not supported"));
         case PHOTOMETRIC_RGB:
             format.isColor = format.channels == 3 || format.channels == 4;
             break;
@@ -197,9 +199,9 @@ private:
         const bool tiled = TIFFIsTiled(tiff()) != 0;
         const std::uint64_t blockBytes = tiled ? TIFFTileSize64(tiff()) : TIFFStripSize64(tiff());
         if (blockBytes == 0 || blockBytes > std::uint64_t{std::numeric_limits<std::int32_t>::max()})
-            return refuse(problem, QStringLiteral("strips or tiles of that size are not supported"));
+            return refuse(problem, SzPictureText::tr("strips or tiles of that size are not supported"));
         if (!isPlausible(format.bytes(), m_fileBytes, ratio) || !isPlausible(blockBytes, m_fileBytes, ratio))
-            return refuse(problem, QStringLiteral("the file is too short for %1 × %2 pixels")
+            return refuse(problem, SzPictureText::tr("the file is too short for %1 × %2 pixels")
                                        .arg(format.width)
                                        .arg(format.height));
         return true;
@@ -211,22 +213,22 @@ private:
     }
 
     static QString sampleName(std::uint16_t bits, std::uint16_t sampleFormat) {
-        const char* kind = "samples";
+        QString kind = SzPictureText::tr("samples");
         switch (sampleFormat) {
         case SAMPLEFORMAT_INT:
-            kind = "signed samples";
+            kind = SzPictureText::tr("signed samples");
             break;
         case SAMPLEFORMAT_IEEEFP:
-            kind = "floating-point samples";
+            kind = SzPictureText::tr("floating-point samples");
             break;
         case SAMPLEFORMAT_COMPLEXINT:
         case SAMPLEFORMAT_COMPLEXIEEEFP:
-            kind = "complex samples";
+            kind = SzPictureText::tr("complex samples");
             break;
         default:
             break;
         }
-        return QStringLiteral("%1-bit %2").arg(bits).arg(QLatin1String(kind));
+        return SzPictureText::tr("%1-bit %2").arg(bits).arg(kind);
     }
 
     /// Strips and tiles are both blocks in a grid; a strip is as wide as the picture.
@@ -284,7 +286,7 @@ private:
         if (got >= size)
             return true;
         if (m_message.isEmpty() || m_message.startsWith(QLatin1String("Read error")))
-            m_message = QStringLiteral("the samples end early");
+            m_message = SzPictureText::tr("the samples end early");
         return false;
     }
 
@@ -417,7 +419,7 @@ std::unique_ptr<CzPictureReader> openTiff(const QString& path, QString* problem)
     auto reader = std::make_unique<TiffReader>();
     if (reader->open(path))
         return reader;
-    *problem = reader->message().isEmpty() ? QStringLiteral("holds no page") : reader->message();
+    *problem = reader->message().isEmpty() ? SzPictureText::tr("holds no page") : reader->message();
     return nullptr;
 }
 
@@ -426,8 +428,8 @@ bool encodeTiff(const QVector<const SzPicBuf*>& pages, std::vector<std::uint8_t>
     for (const SzPicBuf* page : pages) {
         if (!isWritable(*page)) {
             *problem =
-                QStringLiteral("a TIFF takes 1 to 65535 unsigned samples of 8, 16 or 32 bits or floats of "
-                               "32 per pixel, not %1 of data type %2")
+                SzPictureText::tr("a TIFF takes 1 to 65535 unsigned samples of 8, 16 or 32 bits or floats of "
+                                  "32 per pixel, not %1 of data type %2")
                     .arg(page->channels)
                     .arg(static_cast<std::uint32_t>(page->dataType));
             return false;
@@ -454,7 +456,7 @@ bool encodeTiff(const QVector<const SzPicBuf*>& pages, std::vector<std::uint8_t>
         written = written && tiff;
     }
     if (!written || !message.isEmpty()) {
-        *problem = message.isEmpty() ? QStringLiteral("encoding failed") : message;
+        *problem = message.isEmpty() ? SzPictureText::tr("encoding failed") : message;
         return false;
     }
     return true;

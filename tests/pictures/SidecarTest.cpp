@@ -3,8 +3,10 @@
 
 #include "PictureTestFiles.h"
 
+#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QTemporaryDir>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -260,6 +262,91 @@ TEST(SidecarText, SaysWhatASidecarSaysAndNothingElse) {
     EXPECT_EQ(read.mosaicName, sidecar.mosaicName);
     EXPECT_EQ(read.hsi, sidecar.hsi);
     EXPECT_EQ(QJsonDocument::fromJson(sidecarText(sidecar)).object().size(), 10);
+}
+
+/// A sidecar file.
+class ChangedSidecar : public testing::Test {
+protected:
+    /// What the file would say.
+    QJsonObject changed(const QByteArray& text, const SzSidecarChange& change) {
+        if (!text.isNull()) {
+            QFile file(path);
+            EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+            file.write(text);
+        }
+        EXPECT_TRUE(changeSidecarText(path, change, after, &error)) << qPrintable(error);
+        return QJsonDocument::fromJson(after).object();
+    }
+    static QJsonObject json(const QByteArray& text) { return QJsonDocument::fromJson(text).object(); }
+
+    QTemporaryDir folder;
+    QString path = folder.filePath(QStringLiteral("a.tif.json"));
+    QByteArray after;
+    QString error;
+};
+
+TEST_F(ChangedSidecar, SaysWhatWasChangedAndAllElseAsBefore) {
+    SzSidecarChange change;
+    change.before.bitDepth = 12;
+    change.before.mosaicName = QStringLiteral("old");
+    change.before.hsi.zones.resize(1);
+    change.after = change.before;
+    change.after.bitDepth = 10;
+    change.after.mosaicName.clear();
+    change.after.hsi.rgbNir = true;
+    change.after.isColor = false;
+    EXPECT_EQ(changed(R"({ "bitDepth": 8, "still": true, "mosaicName": "mine", "mine": { "a": [1, 2] },
+                           "hsi": { "zones": [], "vendor": "x" }, "frameNo": 5 })",
+                      change),
+              json(R"({ "bitDepth": 10, "still": true, "mine": { "a": [1, 2] }, "isColor": false,
+                        "hsi": { "zones": [], "vendor": "x", "rgbNir": true }, "frameNo": 5 })"));
+    SzSidecar read;
+    ASSERT_TRUE(readSidecar(path, change, read, &error, nullptr)) << qPrintable(error);
+    EXPECT_EQ(read.bitDepth, 10U);
+    EXPECT_TRUE(read.still);
+    EXPECT_TRUE(read.hsi.rgbNir);
+    EXPECT_TRUE(read.mosaicName.isEmpty());
+}
+
+TEST_F(ChangedSidecar, WithoutADifferenceTheTextStays) {
+    SzSidecarChange change;
+    change.before.bitDepth = 12;
+    change.after.bitDepth = 10;
+    const QByteArray text = "{\n  \"bitDepth\" : 10 }";
+    changed(text, change);
+    EXPECT_EQ(after, text);
+    change.after = change.before;
+    changed(text, change);
+    EXPECT_EQ(after, text);
+}
+
+TEST_F(ChangedSidecar, AFileThatDoesNotExistSaysTheChangeAlone) {
+    SzSidecarChange change;
+    change.before.still = true;
+    change.after = change.before;
+    EXPECT_TRUE(changed({}, change).isEmpty());
+    EXPECT_TRUE(after.isEmpty());
+    change.after.bitDepth = 10;
+    EXPECT_EQ(changed({}, change), json(R"({ "bitDepth": 10 })"));
+    SzSidecar read;
+    read.linePitch = 3; // of another picture
+    ASSERT_TRUE(readSidecar(path, change, read, &error, nullptr));
+    EXPECT_EQ(read.bitDepth, 10U);
+    EXPECT_FALSE(read.linePitch);
+    ASSERT_TRUE(readSidecar(path, SzSidecarChange(), read, &error, nullptr));
+    EXPECT_FALSE(read.bitDepth);
+}
+
+TEST_F(ChangedSidecar, WhatIsNoSidecarIsRefused) {
+    for (const QByteArray& text : {QByteArray("[1]"), QByteArray("{ \"bitDepth\": ")}) {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(text);
+        file.close();
+        EXPECT_FALSE(changeSidecarText(path, SzSidecarChange(), after, &error));
+        EXPECT_TRUE(error.startsWith(path)) << qPrintable(error);
+    }
+    EXPECT_FALSE(changeSidecarText(folder.path(), SzSidecarChange(), after, nullptr));
 }
 
 } // namespace

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Sidecar.h"
 
+#include "PictureText.h"
+
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -21,7 +24,7 @@ public:
 
     void expected(const QString& place, const QString& what) {
         if (m_problem.isEmpty())
-            m_problem = QStringLiteral("%1: expected %2").arg(place, what);
+            m_problem = SzPictureText::tr("%1: expected %2").arg(place, what);
     }
 
     template <class Integer>
@@ -39,7 +42,7 @@ public:
         if (isWholeNumber<Integer>(value))
             target = static_cast<Integer>(value.toDouble());
         else
-            expected(place, QStringLiteral("a whole number from %1 to %2")
+            expected(place, SzPictureText::tr("a whole number from %1 to %2")
                                 .arg(std::numeric_limits<Integer>::min())
                                 .arg(std::numeric_limits<Integer>::max()));
     }
@@ -59,21 +62,21 @@ public:
         if (value.isBool())
             target = value.toBool();
         else if (!value.isUndefined())
-            expected(place, QStringLiteral("true or false"));
+            expected(place, SzPictureText::tr("true or false"));
     }
 
     void readNumber(const QJsonValue& value, const QString& place, double& target) {
         if (value.isDouble())
             target = value.toDouble();
         else if (!value.isUndefined())
-            expected(place, QStringLiteral("a number"));
+            expected(place, SzPictureText::tr("a number"));
     }
 
     void readString(const QJsonValue& value, const QString& place, QString& target) {
         if (value.isString())
             target = value.toString();
         else if (!value.isUndefined())
-            expected(place, QStringLiteral("a text"));
+            expected(place, SzPictureText::tr("a text"));
     }
 
     template <class Integer>
@@ -100,14 +103,14 @@ public:
         if (value.isUndefined())
             return;
         if (!value.isArray())
-            expected(place, QStringLiteral("a list"));
+            expected(place, SzPictureText::tr("a list"));
         const QJsonArray list = value.toArray();
         for (int i = 0; i < list.size(); ++i) {
             const QString itemPlace = QStringLiteral("%1[%2]").arg(place).arg(i);
             if (list.at(i).isObject())
                 function(list.at(i).toObject(), itemPlace);
             else
-                expected(itemPlace, QStringLiteral("an object"));
+                expected(itemPlace, SzPictureText::tr("an object"));
         }
     }
 
@@ -121,12 +124,12 @@ CzHsiCameraParams::CzFilterZone readZone(const QJsonObject& json, const QString&
     zone.blockHeight = 1;
     const auto at = [&](const char* key) { return place + QLatin1Char('.') + QLatin1String(key); };
     reader.readWhole(json[QLatin1String("id")], at("id"), zone.id);
-    reader.readWholes(json[QLatin1String("cell")], at("cell"), QStringLiteral("two whole numbers"),
+    reader.readWholes(json[QLatin1String("cell")], at("cell"), SzPictureText::tr("two whole numbers"),
                       {&zone.cellWidth, &zone.cellHeight});
-    reader.readWholes(json[QLatin1String("block")], at("block"), QStringLiteral("two whole numbers"),
+    reader.readWholes(json[QLatin1String("block")], at("block"), SzPictureText::tr("two whole numbers"),
                       {&zone.blockWidth, &zone.blockHeight});
     reader.readWholes(json[QLatin1String("region")], at("region"),
-                      QStringLiteral("four whole numbers (left, top, right, bottom)"),
+                      SzPictureText::tr("four whole numbers (left, top, right, bottom)"),
                       {&zone.left, &zone.top, &zone.right, &zone.bottom});
     reader.readObjects(
         json[QLatin1String("bands")], at("bands"), [&](const QJsonObject& band, const QString& bandPlace) {
@@ -145,7 +148,7 @@ CzHsiCameraParams readSensor(const QJsonValue& value, JsonReader& reader) {
     if (value.isUndefined())
         return sensor;
     if (!value.isObject())
-        reader.expected(QStringLiteral("hsi"), QStringLiteral("an object"));
+        reader.expected(QStringLiteral("hsi"), SzPictureText::tr("an object"));
     const QJsonObject json = value.toObject();
     reader.readBool(json[QLatin1String("rgbNir")], QStringLiteral("hsi.rgbNir"), sensor.rgbNir);
     reader.readObjects(json[QLatin1String("zones")], QStringLiteral("hsi.zones"),
@@ -165,17 +168,17 @@ QStringList sensorWarnings(const CzHsiCameraParams& sensor) {
         const auto& zone = sensor.zones.at(i);
         const std::uint64_t positions = std::uint64_t{zone.cellWidth} * zone.cellHeight;
         if (positions == 0)
-            warnings += QStringLiteral("%1.cell: no sensor has cells of %2 × %3")
+            warnings += SzPictureText::tr("%1.cell: no sensor has cells of %2 × %3")
                             .arg(zonePlace(i))
                             .arg(zone.cellWidth)
                             .arg(zone.cellHeight);
         if (zone.blockWidth == 0 || zone.blockHeight == 0)
-            warnings += QStringLiteral("%1.block: no sensor has blocks of %2 × %3")
+            warnings += SzPictureText::tr("%1.block: no sensor has blocks of %2 × %3")
                             .arg(zonePlace(i))
                             .arg(zone.blockWidth)
                             .arg(zone.blockHeight);
         if (positions != static_cast<std::uint64_t>(zone.bands.size()))
-            warnings += QStringLiteral("%1.bands: %2 bands for %3 cell positions")
+            warnings += SzPictureText::tr("%1.bands: %2 bands for %3 cell positions")
                             .arg(zonePlace(i))
                             .arg(zone.bands.size())
                             .arg(positions);
@@ -187,7 +190,7 @@ QStringList sensorWarnings(const CzHsiCameraParams& sensor) {
 QString textPlace(const QByteArray& text, int offset) {
     const QByteArray before = text.left(offset);
     const int column = before.size() - (before.lastIndexOf('\n') + 1) + 1;
-    return QStringLiteral("line %1, column %2").arg(before.count('\n') + 1).arg(column);
+    return SzPictureText::tr("line %1, column %2").arg(before.count('\n') + 1).arg(column);
 }
 
 QJsonObject sensorJson(const CzHsiCameraParams& sensor) {
@@ -212,6 +215,92 @@ QJsonObject sensorJson(const CzHsiCameraParams& sensor) {
     return {{QStringLiteral("rgbNir"), sensor.rgbNir}, {QStringLiteral("zones"), zones}};
 }
 
+QJsonObject sidecarJson(const SzSidecar& sidecar) {
+    QJsonObject json;
+    const auto number = [&](const char* key, auto value) {
+        if (value)
+            json[QLatin1String(key)] = double(static_cast<std::uint32_t>(*value));
+    };
+    number("bitDepth", sidecar.bitDepth);
+    number("dataType", sidecar.dataType);
+    number("colorFilterArray", sidecar.colorFilterArray);
+    number("sensorColorFilterArray", sidecar.sensorColorFilterArray);
+    number("storageFormat", sidecar.storageFormat);
+    number("linePitch", sidecar.linePitch);
+    if (sidecar.isColor)
+        json[QStringLiteral("isColor")] = *sidecar.isColor;
+    if (sidecar.still)
+        json[QStringLiteral("still")] = true;
+    if (sidecar.hsi != CzHsiCameraParams())
+        json[QStringLiteral("hsi")] = sensorJson(sidecar.hsi);
+    if (!sidecar.mosaicName.isEmpty())
+        json[QStringLiteral("mosaicName")] = sidecar.mosaicName;
+    return json;
+}
+
+/// Carries what differs between two objects over to a third one, and leaves all else there alone.
+void makeChange(const QJsonObject& before, const QJsonObject& after, QJsonObject& target) {
+    const QStringList keys = before.keys() + after.keys(); // some twice, which does no harm
+    for (const QString& key : keys) {
+        const QJsonValue wanted = after[key];
+        if (before[key] == wanted)
+            continue;
+        if (wanted.isUndefined()) {
+            target.remove(key);
+        } else if (wanted.isObject()) {
+            QJsonObject inner = target.value(key).toObject();
+            makeChange(before[key].toObject(), wanted.toObject(), inner);
+            target[key] = inner;
+        } else {
+            target[key] = wanted;
+        }
+    }
+}
+
+bool parseObject(const QByteArray& text, QJsonObject& object, QString* error) {
+    QJsonParseError syntax;
+    const QJsonDocument document = QJsonDocument::fromJson(text, &syntax);
+    object = document.object();
+    if (document.isObject())
+        return true;
+    if (error)
+        *error = syntax.error == QJsonParseError::NoError
+                     ? SzPictureText::tr("line 1, column 1: expected an object")
+                     : QStringLiteral("%1: %2").arg(textPlace(text, syntax.offset), syntax.errorString());
+    return false;
+}
+
+QString sentenceOf(const QString& path, const QString& text) {
+    return QStringLiteral("%1: %2").arg(path, text);
+}
+
+bool readText(const QString& path, QByteArray& text, QString* error) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        if (error)
+            *error = sentenceOf(path, file.errorString());
+        return false;
+    }
+    text = file.readAll();
+    return true;
+}
+
+/// Parses the text of a sidecar file; the sentences name it.
+bool parseText(const QString& path, const QByteArray& text, SzSidecar& sidecar, QString* error,
+               QStringList* warnings) {
+    QStringList places;
+    QString problem;
+    if (!parseSidecar(text, sidecar, &problem, &places)) {
+        if (error)
+            *error = sentenceOf(path, problem);
+        return false;
+    }
+    if (warnings)
+        for (const QString& place : qAsConst(places))
+            *warnings += sentenceOf(path, place);
+    return true;
+}
+
 } // namespace
 
 QString sidecarPath(const QString& pictureFile) {
@@ -219,21 +308,10 @@ QString sidecarPath(const QString& pictureFile) {
 }
 
 bool parseSidecar(const QByteArray& json, SzSidecar& sidecar, QString* error, QStringList* warnings) {
-    QJsonParseError syntax;
-    const QJsonDocument document = QJsonDocument::fromJson(json, &syntax);
-    if (syntax.error != QJsonParseError::NoError) {
-        if (error)
-            *error = QStringLiteral("%1: %2").arg(textPlace(json, syntax.offset), syntax.errorString());
+    QJsonObject root;
+    if (!parseObject(json, root, error))
         return false;
-    }
-    if (!document.isObject()) {
-        if (error)
-            *error = QStringLiteral("line 1, column 1: expected an object");
-        return false;
-    }
-
-    const QJsonObject root = document.object();
-    const auto value = [&](const QString& key) { return root[key]; };
+    const auto value = [&](const QString& key) { return root.value(key); };
     JsonReader reader;
     SzSidecar result;
     const auto whole = [&](const char* name, auto& target) {
@@ -282,60 +360,52 @@ QStringList regionWarnings(const CzHsiCameraParams& sensor, const SzPicBufInfo& 
         const bool inside = zone.left >= 0 && zone.top >= 0 && std::int64_t{zone.right} < picture.width &&
                             std::int64_t{zone.bottom} < picture.height;
         if (zone.hasRegion() && !inside)
-            warnings += QStringLiteral("%1.region: [%2, %3, %4, %5] lies outside a picture of %6 × %7 pixels")
-                            .arg(zonePlace(i))
-                            .arg(zone.left)
-                            .arg(zone.top)
-                            .arg(zone.right)
-                            .arg(zone.bottom)
-                            .arg(picture.width)
-                            .arg(picture.height);
+            warnings +=
+                SzPictureText::tr("%1.region: [%2, %3, %4, %5] lies outside a picture of %6 × %7 pixels")
+                    .arg(zonePlace(i))
+                    .arg(zone.left)
+                    .arg(zone.top)
+                    .arg(zone.right)
+                    .arg(zone.bottom)
+                    .arg(picture.width)
+                    .arg(picture.height);
     }
     return warnings;
 }
 
 bool readSidecar(const QString& path, SzSidecar& sidecar, QString* error, QStringList* warnings) {
-    QFile file(path);
-    const auto sentence = [&](const QString& text) { return QStringLiteral("%1: %2").arg(path, text); };
-    if (!file.open(QIODevice::ReadOnly)) {
+    QByteArray text;
+    return readText(path, text, error) && parseText(path, text, sidecar, error, warnings);
+}
+
+bool changeSidecarText(const QString& path, const SzSidecarChange& change, QByteArray& text, QString* error) {
+    text.clear();
+    if (QFileInfo::exists(path) && !readText(path, text, error))
+        return false;
+    QJsonObject json;
+    if (!text.isEmpty() && !parseObject(text, json, error)) {
         if (error)
-            *error = sentence(file.errorString());
+            *error = sentenceOf(path, *error);
         return false;
     }
-    QStringList places;
-    QString problem;
-    if (!parseSidecar(file.readAll(), sidecar, &problem, &places)) {
-        if (error)
-            *error = sentence(problem);
-        return false;
-    }
-    if (warnings)
-        for (const QString& place : qAsConst(places))
-            *warnings += sentence(place);
+    const QJsonObject unchanged = json;
+    makeChange(sidecarJson(change.before), sidecarJson(change.after), json);
+    if (json != unchanged)
+        text = QJsonDocument(json).toJson();
     return true;
 }
 
+bool readSidecar(const QString& path, const SzSidecarChange& change, SzSidecar& sidecar, QString* error,
+                 QStringList* warnings) {
+    QByteArray text;
+    if (!changeSidecarText(path, change, text, error))
+        return false;
+    sidecar = SzSidecar();
+    return text.isEmpty() || parseText(path, text, sidecar, error, warnings);
+}
+
 QByteArray sidecarText(const SzSidecar& sidecar) {
-    QJsonObject json;
-    const auto number = [&](const char* key, auto value) {
-        if (value)
-            json[QLatin1String(key)] = double(static_cast<std::uint32_t>(*value));
-    };
-    number("bitDepth", sidecar.bitDepth);
-    number("dataType", sidecar.dataType);
-    number("colorFilterArray", sidecar.colorFilterArray);
-    number("sensorColorFilterArray", sidecar.sensorColorFilterArray);
-    number("storageFormat", sidecar.storageFormat);
-    number("linePitch", sidecar.linePitch);
-    if (sidecar.isColor)
-        json[QStringLiteral("isColor")] = *sidecar.isColor;
-    if (sidecar.still)
-        json[QStringLiteral("still")] = true;
-    if (sidecar.hsi != CzHsiCameraParams())
-        json[QStringLiteral("hsi")] = sensorJson(sidecar.hsi);
-    if (!sidecar.mosaicName.isEmpty())
-        json[QStringLiteral("mosaicName")] = sidecar.mosaicName;
-    return QJsonDocument(json).toJson();
+    return QJsonDocument(sidecarJson(sidecar)).toJson();
 }
 
 QByteArray sidecarText(const SzPicBuf& picture, const CzImageMetadata& metadata) {

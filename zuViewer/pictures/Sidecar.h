@@ -43,6 +43,22 @@ QStringList regionWarnings(const CzHsiCameraParams& sensor, const SzPicBufInfo& 
 /// Reads a sidecar file; the sentences name it.
 bool readSidecar(const QString& path, SzSidecar& sidecar, QString* error, QStringList* warnings);
 
+/// What somebody changes in descriptions: that in which these differ.
+struct SzSidecarChange {
+    SzSidecar before;
+    SzSidecar after;
+};
+
+/// Reads the text of a sidecar file and makes the change in it. All else that it says stays, also keys that
+/// nobody here knows; where the change makes no difference, the text stays as it is. A file that does not
+/// exist has the empty text. False, with one sentence that names the file in error, when it cannot be read or
+/// is no JSON object.
+bool changeSidecarText(const QString& path, const SzSidecarChange& change, QByteArray& text, QString* error);
+
+/// Reads a sidecar file as if the change had been made in it, and it need not exist.
+bool readSidecar(const QString& path, const SzSidecarChange& change, SzSidecar& sidecar, QString* error,
+                 QStringList* warnings);
+
 /// What a sidecar says, as JSON text; what it leaves open is missing.
 QByteArray sidecarText(const SzSidecar& sidecar);
 

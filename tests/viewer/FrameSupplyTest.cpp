@@ -39,9 +39,9 @@ protected:
         file.write(json);
     }
 
-    bool open(const QStringList& paths, const std::optional<SzSidecar>& described = std::nullopt) {
+    bool open(const QStringList& paths, const std::optional<SzSidecarChange>& change = std::nullopt) {
         m_error.clear();
-        m_supply = CzFileSupply::open(paths, described, &m_error, &m_warnings);
+        m_supply = CzFileSupply::open(paths, change, &m_error, &m_warnings);
         EXPECT_EQ(m_supply == nullptr, !m_error.isEmpty());
         return m_supply != nullptr;
     }
@@ -101,13 +101,64 @@ TEST_F(FileSupplyTest, EachFileIsDescribedByItsSidecar) {
     EXPECT_EQ(6U, m_supply->frame(0, &m_error)->picBuf().bitDepth);
     EXPECT_EQ(EzColorFilterArray::BayerRGGB, m_supply->frame(1, &m_error)->picBuf().colorFilterArray);
     EXPECT_EQ(6U, m_supply->sidecar(0).bitDepth);
+}
 
-    SzSidecar described;
-    described.bitDepth = 5;
-    ASSERT_TRUE(open({first, second}, described));
-    EXPECT_FALSE(m_supply->isStill(0));
-    EXPECT_EQ(5U, m_supply->frame(0, &m_error)->picBuf().bitDepth);
-    EXPECT_EQ(5U, m_supply->frame(1, &m_error)->picBuf().bitDepth);
+TEST_F(FileSupplyTest, AChangeIsMadeInTheDescriptionOfEachFile) {
+    const QString first = write(QStringLiteral("a.tif"), {1});
+    const QString second = write(QStringLiteral("b.tif"), {2});
+    const QString third = write(QStringLiteral("c.tif"), {2});
+    describe(first, R"({"bitDepth": 6, "still": true})");
+    describe(second, R"({"colorFilterArray": 1, "mosaicName": "second"})");
+    QFile::remove(sidecarPath(third));
+    SzSidecarChange change;
+    change.before.bitDepth = 6;
+    change.before.still = true;
+    change.after = change.before;
+    change.after.bitDepth = 5;
+    ASSERT_TRUE(open({first, second, third}, change));
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(5U, m_supply->frame(i, &m_error)->picBuf().bitDepth) << i;
+    EXPECT_TRUE(m_supply->isStill(0));
+    EXPECT_FALSE(m_supply->isStill(1));
+    EXPECT_EQ(EzColorFilterArray::BayerRGGB, m_supply->frame(1, &m_error)->picBuf().colorFilterArray);
+    EXPECT_EQ(QStringLiteral("second"), m_supply->sidecar(1).mosaicName);
+    EXPECT_FALSE(m_supply->sidecar(2).still);
+}
+
+TEST_F(FileSupplyTest, RegionsOutsideThePictureAreWarnedOfChangedOnesToo) {
+    const QString picture = write(QStringLiteral("a.tif"), {1}); // 8 × 4
+    const QByteArray zone = R"({"colorFilterArray": 7, "hsi": {"zones": [{"cell": [1, 1],
+        "bands": [{"name": "a"}], "region": [0, 0, %1, 3]}]}})";
+    describe(picture, QByteArray(zone).replace("%1", "7"));
+    ASSERT_TRUE(open({picture}));
+    EXPECT_TRUE(m_warnings.isEmpty()) << m_warnings.join(QLatin1Char(' ')).toStdString();
+    ASSERT_TRUE(m_supply->format());
+    EXPECT_EQ(8U, m_supply->format()->width);
+    SzSidecarChange change{m_supply->sidecar(0), m_supply->sidecar(0)};
+    change.after.hsi.zones[0].right = 8;
+    ASSERT_TRUE(open({picture}, change));
+    ASSERT_EQ(1, m_warnings.size());
+    EXPECT_TRUE(m_warnings.first().contains(QStringLiteral("a.tif"))) << m_warnings.first().toStdString();
+}
+
+TEST_F(FileSupplyTest, WhatCannotBeReadInAFolderIsPassedOverAndTold) {
+    write(QStringLiteral("1.tif"), {1});
+    write(QStringLiteral("3.tif"), {3});
+    const QString odd = write(QStringLiteral("4.tif"), {4});
+    describe(odd, "[1, 2]");
+    QFile bad(path(QStringLiteral("2.tif")));
+    ASSERT_TRUE(bad.open(QIODevice::WriteOnly));
+    bad.write("no picture");
+    bad.close();
+    ASSERT_TRUE(open({m_folder.path()}));
+    EXPECT_THAT(values(), ElementsAre(1, 3));
+    ASSERT_EQ(2, m_warnings.size());
+    EXPECT_TRUE(m_warnings.at(0).contains(QStringLiteral("2.tif"))) << m_warnings.at(0).toStdString();
+    EXPECT_TRUE(m_warnings.at(1).contains(QStringLiteral("4.tif.json"))) << m_warnings.at(1).toStdString();
+    for (const QString& name : {QStringLiteral("1.tif"), QStringLiteral("3.tif"), QStringLiteral("4.tif")})
+        QFile::remove(path(name));
+    EXPECT_FALSE(open({m_folder.path()}));
+    EXPECT_TRUE(m_error.contains(QStringLiteral("2.tif"))) << m_error.toStdString();
 }
 
 TEST_F(FileSupplyTest, WhatCannotBeReadIsNamed) {

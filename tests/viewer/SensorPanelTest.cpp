@@ -3,9 +3,11 @@
 
 #include "ViewerFixture.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QGroupBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -228,6 +230,69 @@ TEST_F(SensorPanel, AsksToBeSaved) {
     QSignalSpy requested(&panel, &CzSensorPanel::saveRequested);
     QTest::mouseClick(&childOf<QPushButton>(panel, "save"), Qt::LeftButton);
     EXPECT_EQ(requested.size(), 1);
+}
+
+TEST_F(SensorPanel, WhatIsBeingTypedIsSavedToo) {
+    panel.setSidecar(fullSidecar());
+    panel.activateWindow();
+    auto& depth = childOf<QSpinBox>(panel, "bitDepth");
+    auto& name = childOf<QLineEdit>(panel, "mosaicName");
+    SzSidecar told;
+    QObject::connect(&panel, &CzSensorPanel::saveRequested, &panel, [&] { told = panel.sidecar(); });
+    const auto pressSave = [&] {
+        QSignalSpy requested(&panel, &CzSensorPanel::saveRequested);
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_S, Qt::AltModifier);
+        ASSERT_TRUE(waitFor([&] { return requested.size() == 1; }));
+    };
+    depth.setFocus();
+    depth.selectAll();
+    QTest::keyClicks(&depth, QStringLiteral("10"));
+    pressSave();
+    EXPECT_EQ(told.bitDepth, 10U);
+    name.setFocus();
+    name.selectAll();
+    QTest::keyClicks(&name, QStringLiteral("typed"));
+    pressSave();
+    EXPECT_EQ(told.mosaicName, QStringLiteral("typed"));
+    bands.setCurrentItem(bands.item(1, 0));
+    bands.editItem(bands.item(1, 0));
+    auto* const editor = bands.findChild<QLineEdit*>();
+    ASSERT_TRUE(editor);
+    editor->selectAll();
+    QTest::keyClicks(editor, QStringLiteral("cyan"));
+    pressSave();
+    EXPECT_EQ(told.hsi.zones.at(0).bands.at(1).name(), QStringLiteral("cyan"));
+}
+
+TEST_F(SensorPanel, WarnsOfWhatCannotBeTrueOfThePictures) {
+    auto& warnings = childOf<QLabel>(panel, "warnings");
+    const auto says = [&](const char* text) {
+        return warnings.isVisible() && warnings.text().contains(QString::fromUtf8(text));
+    };
+    panel.setPictureFormat(pictureFormat(1000, 800, 1, EzImageDataType::UInt16));
+    panel.setSidecar(fullSidecar());
+    EXPECT_FALSE(warnings.isVisible()) << warnings.text().toStdString();
+    type("bitDepth", 17);
+    EXPECT_TRUE(says("more than the 16 bits"));
+    type("bitDepth", 16);
+    EXPECT_FALSE(warnings.isVisible());
+    type("right", 5); // left is 10
+    EXPECT_TRUE(says("Zone 1: The last pixel lies before the first one"));
+    type("right", 1000);
+    EXPECT_TRUE(says("Zone 1: The zone reaches beyond the picture of 1000 × 800 pixels"));
+    type("right", 405); // the second zone begins at 400, 0 and is 10 high: ends above the first
+    EXPECT_FALSE(warnings.isVisible()) << warnings.text().toStdString();
+    type("top", 9);
+    EXPECT_TRUE(says("Zones 1 and 2 overlap"));
+    SzSidecar odd = fullSidecar();
+    odd.hsi.zones.removeLast();
+    odd.hsi.zones[0].cellWidth = 0;
+    odd.hsi.zones[0].bands.removeLast();
+    panel.setSidecar(odd);
+    EXPECT_TRUE(says("7 bands for 0 places"));
+    EXPECT_TRUE(says("The cell has no bands"));
+    panel.setSidecar(SzSidecar());
+    EXPECT_FALSE(warnings.isVisible());
 }
 
 TEST_F(SensorPanel, ItsSidecarIsReadBackFromText) {

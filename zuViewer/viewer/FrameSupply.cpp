@@ -39,9 +39,32 @@ int sceneFrames(const SzSceneSettings& settings) {
 struct CzFileSupply::Private {
     std::vector<File> files; // with at least one frame each
     int frames = 0;
+    std::optional<SzPicBufInfo> format; // of the first
     // The file that was read last.
     const File* opened = nullptr;
     std::unique_ptr<CzPictureReader> reader;
+
+    /// False, with the reason in error, when the file or its sidecar cannot be read.
+    bool add(const QString& path, const std::optional<SzSidecarChange>& change, QString* error,
+             QStringList* warnings) {
+        File file{path, SzSidecar(), frames};
+        const QString sidecar = sidecarPath(path);
+        const bool isDescribed =
+            change ? readSidecar(sidecar, *change, file.sidecar, error, warnings)
+                   : !QFileInfo::exists(sidecar) || readSidecar(sidecar, file.sidecar, error, warnings);
+        const auto picture = isDescribed ? CzPictureReader::open(path, error) : nullptr;
+        if (!picture)
+            return false;
+        frames += picture->pageCount();
+        if (picture->pageCount() > 0)
+            files.push_back(file);
+        return true;
+    }
+
+    void close() {
+        opened = nullptr;
+        reader.reset();
+    }
 
     const File& fileOf(int index) const {
         const auto behind =
@@ -56,12 +79,14 @@ CzFileSupply::CzFileSupply() : d(std::make_unique<Private>()) {}
 CzFileSupply::~CzFileSupply() = default;
 
 std::unique_ptr<CzFileSupply> CzFileSupply::open(const QStringList& paths,
-                                                 const std::optional<SzSidecar>& described, QString* error,
+                                                 const std::optional<SzSidecarChange>& change, QString* error,
                                                  QStringList* warnings) {
-    QStringList files;
+    std::unique_ptr<CzFileSupply> supply(new CzFileSupply);
+    QStringList unreadable;
     for (const QString& path : paths) {
         if (!QFileInfo(path).isDir()) {
-            files.append(path);
+            if (!supply->d->add(path, change, error, warnings))
+                return nullptr;
             continue;
         }
         QString reason;
@@ -72,26 +97,24 @@ std::unique_ptr<CzFileSupply> CzFileSupply::open(const QStringList& paths,
                          : reason;
             return nullptr;
         }
-        files += found;
+        for (const QString& file : found)
+            if (!supply->d->add(file, change, &reason, warnings))
+                unreadable += reason;
     }
-
-    std::unique_ptr<CzFileSupply> supply(new CzFileSupply);
-    for (const QString& path : qAsConst(files)) {
-        File file{path, described.value_or(SzSidecar()), supply->d->frames};
-        const QString sidecar = sidecarPath(path);
-        if (!described && QFileInfo::exists(sidecar) && !readSidecar(sidecar, file.sidecar, error, warnings))
-            return nullptr;
-        const auto reader = CzPictureReader::open(path, error);
-        if (!reader)
-            return nullptr;
-        supply->d->frames += reader->pageCount();
-        if (reader->pageCount() > 0)
-            supply->d->files.push_back(file);
+    if (supply->d->frames == 0) {
+        *error = unreadable.isEmpty() ? tr("There are no pictures.") : unreadable.first();
+        return nullptr;
     }
-    if (supply->d->frames > 0)
-        return supply;
-    *error = tr("There are no pictures.");
-    return nullptr;
+    for (const QString& reason : qAsConst(unreadable))
+        *warnings += tr("%1 (passed over)").arg(reason);
+    QString reason; // is told when the picture plays
+    if (const std::unique_ptr<CzImageData> first = supply->frame(0, &reason)) {
+        supply->d->format = first->picBuf();
+        for (const QString& warning : regionWarnings(supply->sidecar(0).hsi, first->picBuf()))
+            *warnings += QStringLiteral("%1: %2").arg(supply->file(0), warning);
+    }
+    supply->d->close(); // it may take a while until it plays
+    return supply;
 }
 
 std::optional<int> CzFileSupply::count() const {
@@ -101,7 +124,7 @@ std::optional<int> CzFileSupply::count() const {
 std::unique_ptr<CzImageData> CzFileSupply::frame(int index, QString* error) {
     const File& file = d->fileOf(index);
     if (d->opened != &file) {
-        d->opened = nullptr;
+        d->close();
         d->reader = CzPictureReader::open(file.path, error);
         if (!d->reader)
             return nullptr;
@@ -128,6 +151,18 @@ QString CzFileSupply::file(int index) const {
 
 const SzSidecar& CzFileSupply::sidecar(int index) const {
     return d->fileOf(index).sidecar;
+}
+
+QStringList CzFileSupply::files() const {
+    QStringList paths;
+    for (const File& file : d->files)
+        paths.append(file.path);
+    paths.removeDuplicates();
+    return paths;
+}
+
+const std::optional<SzPicBufInfo>& CzFileSupply::format() const {
+    return d->format;
 }
 
 // ---- Scenes ----
@@ -164,5 +199,5 @@ std::unique_ptr<CzImageData> CzSceneSupply::frame(int index, QString* error) {
 }
 
 QString CzSceneSupply::name(int) const {
-    return tr("scene %1").arg(d->scene);
+    return tr("scene %1").arg(sceneTitle(d->scene));
 }

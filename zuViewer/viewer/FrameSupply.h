@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "PicBuf.h"
 #include "Scenes.h"
 #include "Sidecar.h"
 
@@ -40,11 +41,12 @@ class CzFileSupply : public CzFrameSupply {
     Q_DECLARE_TR_FUNCTIONS(CzFileSupply)
 public:
     /// Files and folders (of which all pictures are taken, in natural order). Null, with a sentence in error,
-    /// when there is no picture among them or one cannot be read; oddities of sidecars go to warnings.
-    /// described: takes the place of all sidecars. Looks into every file: some 30 µs each where they lie on
-    /// a disk of the machine's own. Any thread.
+    /// when there is no picture among them or one that is named cannot be read. What cannot be read in a
+    /// folder is passed over, which goes to warnings, as do oddities of sidecars. change: made in what every
+    /// sidecar says. Looks into every file, some 30 µs each where they lie on a disk of the machine's own,
+    /// and reads the first picture. Any thread.
     static std::unique_ptr<CzFileSupply> open(const QStringList& paths,
-                                              const std::optional<SzSidecar>& described, QString* error,
+                                              const std::optional<SzSidecarChange>& change, QString* error,
                                               QStringList* warnings);
     ~CzFileSupply() override;
 
@@ -57,6 +59,11 @@ public:
     /// The file that holds a frame, and what is known about it beside its pixels.
     QString file(int index) const;
     const SzSidecar& sidecar(int index) const;
+    /// All files, each once.
+    QStringList files() const;
+
+    /// Of the first picture; none when it could not be read.
+    const std::optional<SzPicBufInfo>& format() const;
 
 private:
     CzFileSupply();

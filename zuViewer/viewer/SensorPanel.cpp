@@ -16,6 +16,7 @@
 #include <QToolButton>
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace {
@@ -42,6 +43,69 @@ double wavelengthOf(const QString& text) {
     if (!isNumber)
         wavelength = QLocale::c().toDouble(text.trimmed(), &isNumber);
     return isNumber && wavelength > 0.0 ? wavelength : 0.0;
+}
+
+/// A rectangle of pixels, the last ones included.
+struct Area {
+    std::int64_t left, top, right, bottom;
+};
+
+/// The pixels that a zone claims: without a region, all that there are.
+Area areaOf(const CzHsiCameraParams::CzFilterZone& zone) {
+    if (zone.hasRegion())
+        return {zone.left, zone.top, zone.right, zone.bottom};
+    return {0, 0, std::numeric_limits<std::int32_t>::max(), std::numeric_limits<std::int32_t>::max()};
+}
+
+bool overlap(const Area& a, const Area& b) {
+    return a.left <= b.right && b.left <= a.right && a.top <= b.bottom && b.top <= a.bottom;
+}
+
+QStringList zoneWarnings(const CzHsiCameraParams::CzFilterZone& zone,
+                         const std::optional<SzPicBufInfo>& picture) {
+    QStringList warnings;
+    const std::uint64_t places = std::uint64_t{zone.cellWidth} * zone.cellHeight;
+    if (places == 0)
+        warnings.append(CzSensorPanel::tr("The cell has no bands."));
+    if (zone.blockWidth == 0 || zone.blockHeight == 0)
+        warnings.append(CzSensorPanel::tr("The patch has no pixels."));
+    if (places != static_cast<std::uint64_t>(zone.bands.size()))
+        warnings.append(CzSensorPanel::tr("There are %1 bands for %2 places of the cell.")
+                            .arg(zone.bands.size())
+                            .arg(places));
+    const bool isWhole =
+        zone.left == 0 && zone.top == 0 && zone.right == wholePicture && zone.bottom == wholePicture;
+    if (!zone.hasRegion() && !isWhole)
+        warnings.append(CzSensorPanel::tr("The last pixel lies before the first one: the zone counts as the "
+                                          "whole picture."));
+    const bool isBeyond = zone.hasRegion() && picture &&
+                          (zone.left < 0 || zone.top < 0 || std::int64_t{zone.right} >= picture->width ||
+                           std::int64_t{zone.bottom} >= picture->height);
+    if (isBeyond)
+        warnings.append(CzSensorPanel::tr("The zone reaches beyond the picture of %1 × %2 pixels.")
+                            .arg(picture->width)
+                            .arg(picture->height));
+    return warnings;
+}
+
+/// What cannot be true of a sensor that took such pictures.
+QStringList warningsOf(const SzSidecar& sidecar, const std::optional<SzPicBufInfo>& picture) {
+    QStringList warnings;
+    const std::uint32_t sampleBits = picture ? 8 * bytesPerSample(picture->dataType) : 32;
+    if (sidecar.bitDepth.value_or(0) > sampleBits)
+        warnings.append(CzSensorPanel::tr("A bit depth of %1 is more than the %2 bits of a sample.")
+                            .arg(*sidecar.bitDepth)
+                            .arg(sampleBits));
+    const QVector<CzHsiCameraParams::CzFilterZone>& zones = sidecar.hsi.zones;
+    for (int i = 0; i < zones.size(); ++i) {
+        for (const QString& warning : zoneWarnings(zones.at(i), picture))
+            warnings.append(zones.size() == 1 ? warning
+                                              : CzSensorPanel::tr("Zone %1: %2").arg(i + 1).arg(warning));
+        for (int other = 0; other < i; ++other)
+            if (overlap(areaOf(zones.at(i)), areaOf(zones.at(other))))
+                warnings.append(CzSensorPanel::tr("Zones %1 and %2 overlap.").arg(other + 1).arg(i + 1));
+    }
+    return warnings;
 }
 
 /// Two widgets of one form row.
@@ -76,11 +140,20 @@ CzSensorPanel::CzSensorPanel(QWidget* parent) : QWidget(parent) {
     auto* const save = new QPushButton(tr("&Save beside the pictures"));
     save->setObjectName(QStringLiteral("save"));
     save->setToolTip(tr("Writes a description file (*.json) beside each picture file."));
-    connect(save, &QPushButton::clicked, this, &CzSensorPanel::saveRequested);
+    connect(save, &QPushButton::clicked, this, [this, save] {
+        save->setFocus(); // what is being typed counts, also when a key pressed the button
+        emit saveRequested();
+    });
+    m_warnings = new QLabel;
+    m_warnings->setObjectName(QStringLiteral("warnings"));
+    m_warnings->setTextFormat(Qt::PlainText);
+    m_warnings->setWordWrap(true);
+    m_warnings->setStyleSheet(QStringLiteral("color: #402000; background: #ffe0b0; padding: 2px 4px"));
 
     auto* const form = new QFormLayout(this);
     form->addRow(tr("&Bit depth:"), m_bitDepth);
-    form->addRow(tr("&Filters:"), m_filters);
+    form->addRow(tr("F&ilters:"), m_filters);
+    form->addRow(m_warnings);
     form->addRow(m_mosaic);
     form->addRow(save);
     showAll();
@@ -93,7 +166,7 @@ QGroupBox* CzSensorPanel::makeMosaic() {
         if (m_name->text() != m_sidecar.mosaicName)
             change([this] { m_sidecar.mosaicName = m_name->text(); });
     });
-    m_rgbNir = new QCheckBox(tr("&RGB-NIR sensor"));
+    m_rgbNir = new QCheckBox(tr("R&GB-NIR sensor"));
     m_rgbNir->setObjectName(QStringLiteral("rgbNir"));
     m_rgbNir->setToolTip(tr("Its bands are called R, G, B and NIR."));
     connect(m_rgbNir, &QCheckBox::toggled, this,
@@ -178,6 +251,11 @@ void CzSensorPanel::setSidecar(const SzSidecar& sidecar) {
     m_putAside = CzHsiCameraParams();
     m_zone = 0;
     showAll();
+}
+
+void CzSensorPanel::setPictureFormat(const std::optional<SzPicBufInfo>& format) {
+    m_format = format;
+    showWarnings();
 }
 
 // ---- What the user changes ----
@@ -267,6 +345,13 @@ void CzSensorPanel::showAll() {
     m_removeZone->setEnabled(zones > 1);
     m_showing = false;
     showZone();
+    showWarnings();
+}
+
+void CzSensorPanel::showWarnings() {
+    const QStringList warnings = warningsOf(m_sidecar, m_format);
+    m_warnings->setText(warnings.join(QLatin1Char('\n')));
+    m_warnings->setVisible(!warnings.isEmpty());
 }
 
 void CzSensorPanel::showZone() {

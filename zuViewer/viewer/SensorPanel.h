@@ -1,16 +1,19 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "PicBuf.h"
 #include "Sidecar.h"
 
 #include <QWidget>
 
 #include <functional>
+#include <optional>
 
 class QCheckBox;
 class QComboBox;
 class QFormLayout;
 class QGroupBox;
+class QLabel;
 class QLineEdit;
 class QSpinBox;
 class QTableWidget;
@@ -27,6 +30,10 @@ public:
     void setSidecar(const SzSidecar& sidecar);
     /// What was set, with the user's changes; what they left alone is as it was.
     const SzSidecar& sidecar() const { return m_sidecar; }
+
+    /// The pictures that are described; none: nobody knows them. What cannot be true of them is said in a
+    /// line of warnings.
+    void setPictureFormat(const std::optional<SzPicBufInfo>& format);
 
 signals:
     /// The user changed something.
@@ -48,8 +55,10 @@ private:
     void change(const std::function<void()>& set);
     void showAll();
     void showZone();
+    void showWarnings();
 
     SzSidecar m_sidecar;
+    std::optional<SzPicBufInfo> m_format;
     CzHsiCameraParams m_putAside; ///< the mosaic, while other filters are chosen
     int m_zone = 0;               ///< that is shown
     bool m_showing = false;
@@ -70,4 +79,5 @@ private:
     QSpinBox* m_right;
     QSpinBox* m_bottom;
     QTableWidget* m_bands;
+    QLabel* m_warnings;
 };

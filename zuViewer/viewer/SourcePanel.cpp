@@ -12,6 +12,7 @@
 #include <QFutureWatcher>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QSaveFile>
 #include <QSignalBlocker>
@@ -23,20 +24,47 @@
 #include <QtConcurrentRun>
 
 #include <limits>
+#include <utility>
 
 namespace {
 
 constexpr double usualRate = 25.0;
 constexpr double largestRate = 10000.0;
 
+/// Calls a function on another thread, and then another one with its result on this, unless the context is
+/// gone.
+template <class Function, class Then>
+void runAside(QObject* context, Function function, Then then) {
+    using Result = decltype(function());
+    auto* const watcher = new QFutureWatcher<Result>(context);
+    QObject::connect(watcher, &QFutureWatcherBase::finished, context, [watcher, then] {
+        watcher->deleteLater();
+        then(watcher->result());
+    });
+    watcher->setFuture(QtConcurrent::run(function));
+}
+
+} // namespace
+
 /// What came of looking into files.
-struct Opened {
+struct CzSourcePanel::Opened {
     std::shared_ptr<CzFileSupply> files; ///< null, and error says why
     QString error;
     QStringList warnings;
 };
 
-} // namespace
+/// What is to be written beside pictures.
+struct CzSourcePanel::Descriptions {
+    struct File {
+        QString path;
+        QByteArray text;
+    };
+    QVector<File> files; ///< that say something new
+    int existing = 0;    ///< so many of them are there already
+    QStringList source;  ///< what was open
+    SzSidecarChange change;
+    QString error; ///< why it cannot be done; else empty
+};
 
 CzSourcePanel::CzSourcePanel(CzFramePlayer& player, CzSensorPanel& sensor, QWidget* parent)
     : QWidget(parent), m_player(player), m_sensor(&sensor), m_caption(tr("No source")) {
@@ -48,7 +76,7 @@ CzSourcePanel::CzSourcePanel(CzFramePlayer& player, CzSensorPanel& sensor, QWidg
     m_scenes->setObjectName(QStringLiteral("scenes"));
     m_scenes->addItem(tr("Synthetic camera…"), QString());
     for (const QString& scene : sceneNames())
-        m_scenes->addItem(scene, scene);
+        m_scenes->addItem(sceneTitle(scene), scene);
     m_width = new QSpinBox;
     m_width->setObjectName(QStringLiteral("width"));
     m_height = new QSpinBox;
@@ -135,34 +163,31 @@ CzSourcePanel::CzSourcePanel(CzFramePlayer& player, CzSensorPanel& sensor, QWidg
     m_sensor->setEnabled(false);
 }
 
-void CzSourcePanel::open(const QStringList& paths, const std::optional<SzSidecar>& described,
-                         std::function<void(std::shared_ptr<CzFileSupply>)> whenOpen) {
-    auto* const watcher = new QFutureWatcher<Opened>(this);
-    connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher, whenOpen] {
-        watcher->deleteLater();
-        if (watcher != m_opening)
-            return; // something else has been asked for meanwhile
-        const Opened opened = watcher->result();
-        endOpening();
-        if (!opened.files) {
-            emit failed(opened.error);
-            return;
-        }
-        whenOpen(opened.files);
-        if (!opened.warnings.isEmpty())
-            emit warned(opened.warnings);
-    });
-    m_opening = watcher;
+void CzSourcePanel::open(const QStringList& paths, const std::optional<SzSidecarChange>& change,
+                         std::function<void(const Opened&)> whenOpen) {
+    const int request = ++m_requests;
+    m_opening = request;
     m_openingPaths.clear();
-    watcher->setFuture(QtConcurrent::run([paths, described] {
-        Opened opened;
-        opened.files = CzFileSupply::open(paths, described, &opened.error, &opened.warnings);
-        return opened;
-    }));
+    runAside(
+        this,
+        [paths, change] {
+            Opened opened;
+            opened.files = CzFileSupply::open(paths, change, &opened.error, &opened.warnings);
+            return opened;
+        },
+        [this, request, whenOpen](const Opened& opened) {
+            if (request != m_opening)
+                return; // something else has been asked for meanwhile
+            endOpening();
+            if (opened.files)
+                whenOpen(opened);
+            else
+                emit failed(opened.error);
+        });
 }
 
 void CzSourcePanel::endOpening() {
-    m_opening = nullptr;
+    m_opening = 0;
     m_openingPaths.clear();
     m_name->clear();
     m_sensor->setEnabled(m_files != nullptr);
@@ -170,15 +195,19 @@ void CzSourcePanel::endOpening() {
 }
 
 void CzSourcePanel::openPaths(const QStringList& paths) {
-    open(paths, std::nullopt, [this, paths](std::shared_ptr<CzFileSupply> files) {
+    open(paths, std::nullopt, [this, paths](const Opened& opened) {
         m_paths = paths;
         m_scene.clear();
-        m_files = files;
-        m_sensor->setSidecar(files->sidecar(0));
+        m_files = opened.files;
+        m_described = m_files->sidecar(0);
+        m_sensor->setSidecar(m_described);
+        m_sensor->setPictureFormat(m_files->format());
         m_sensor->setEnabled(true);
         m_scenes->setCurrentIndex(0);
         const QString first = QFileInfo(QDir::cleanPath(paths.first())).fileName();
-        play(files, paths.size() == 1 ? first : tr("%1 and %n more", nullptr, paths.size() - 1).arg(first));
+        play(m_files, paths.size() == 1 ? first : tr("%1 and %n more", nullptr, paths.size() - 1).arg(first));
+        if (!opened.warnings.isEmpty())
+            emit warned(opened.warnings);
     });
     m_openingPaths = paths;
     m_name->setText(tr("Opening…"));
@@ -195,16 +224,21 @@ void CzSourcePanel::openScene(const QString& scene) {
     m_scene = scene;
     m_sensor->setEnabled(false);
     m_scenes->setCurrentIndex(std::max(0, m_scenes->findData(scene)));
-    play(std::make_shared<CzSceneSupply>(scene, settings), tr("Camera: %1").arg(scene));
+    play(std::make_shared<CzSceneSupply>(scene, settings), tr("Camera: %1").arg(sceneTitle(scene)));
+}
+
+SzSidecarChange CzSourcePanel::change() const {
+    return {m_described, m_sensor->sidecar()};
 }
 
 void CzSourcePanel::reopen() {
     if (!m_files)
         return;
-    open(m_paths, m_sensor->sidecar(), [this](std::shared_ptr<CzFileSupply> files) {
-        m_files = files;
+    // Its warnings are the sensor panel's, which shows them where they can be mended.
+    open(m_paths, change(), [this](const Opened& opened) {
+        m_files = opened.files;
         const int position = std::max(0, m_player.position());
-        m_player.setSupply(files);
+        m_player.setSupply(m_files);
         m_player.seek(position); // plays on from there, or shows it
     });
 }
@@ -246,19 +280,94 @@ void CzSourcePanel::showPlaying(bool playing) {
     m_playButton->setToolTip(playing ? tr("Pause") : tr("Play"));
 }
 
+// ---- Saving descriptions ----
+
 void CzSourcePanel::saveSidecars() {
-    QString done;
-    for (int i = 0; m_files && i < *m_files->count(); ++i) {
-        const QString path = sidecarPath(m_files->file(i));
-        if (path == done) // another page of the same file
-            continue;
-        const QByteArray text = sidecarText(m_files->sidecar(i));
-        QSaveFile file(path);
-        if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit()) {
-            emit failed(QStringLiteral("%1: %2").arg(QDir::toNativeSeparators(path), file.errorString()));
-            return;
-        }
-        done = path;
+    if (!m_files)
+        return;
+    if (m_isSaving) {
+        m_savesAgain = true;
+        return;
     }
-    emit sidecarsSaved();
+    m_isSaving = true;
+    runAside(
+        this,
+        [pictures = m_files->files(), source = m_paths, wanted = change()] {
+            Descriptions found;
+            found.source = source;
+            found.change = wanted;
+            for (const QString& picture : pictures) {
+                const QString path = sidecarPath(picture);
+                QByteArray before;
+                QByteArray text;
+                if (!changeSidecarText(path, {}, before, &found.error) ||
+                    !changeSidecarText(path, wanted, text, &found.error))
+                    break;
+                if (text == before)
+                    continue;
+                found.files.append({path, text});
+                found.existing += QFileInfo::exists(path) ? 1 : 0;
+            }
+            return found;
+        },
+        [this](const Descriptions& found) {
+            if (!found.error.isEmpty())
+                failSaving(found.error);
+            else if (found.existing > 0)
+                askToWrite(found);
+            else
+                write(found);
+        });
+}
+
+void CzSourcePanel::askToWrite(const Descriptions& descriptions) {
+    auto* const box = new QMessageBox(
+        QMessageBox::Question, tr("Change Descriptions"),
+        tr("%1 of the pictures have a description file already. Write the changes into them? All else that "
+           "they say stays.")
+            .arg(descriptions.existing),
+        QMessageBox::Yes | QMessageBox::No, this);
+    box->setObjectName(QStringLiteral("changeDescriptions"));
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    connect(box, &QMessageBox::finished, this, [this, descriptions](int answer) {
+        if (answer == QMessageBox::Yes)
+            write(descriptions);
+        else
+            endSaving();
+    });
+    box->open();
+}
+
+void CzSourcePanel::write(const Descriptions& descriptions) {
+    runAside(
+        this,
+        [descriptions] {
+            for (const Descriptions::File& description : descriptions.files) {
+                QSaveFile file(description.path);
+                if (!file.open(QIODevice::WriteOnly) ||
+                    file.write(description.text) != description.text.size() || !file.commit())
+                    return QStringLiteral("%1: %2").arg(QDir::toNativeSeparators(description.path),
+                                                        file.errorString());
+            }
+            return QString();
+        },
+        [this, descriptions](const QString& error) {
+            if (!error.isEmpty())
+                return failSaving(error);
+            if (descriptions.source == m_paths)
+                m_described = descriptions.change.after; // the files say so now
+            emit sidecarsSaved(descriptions.files.size());
+            endSaving();
+        });
+}
+
+void CzSourcePanel::failSaving(const QString& error) {
+    emit failed(error);
+    endSaving();
+}
+
+void CzSourcePanel::endSaving() {
+    m_isSaving = false;
+    if (std::exchange(m_savesAgain, false))
+        saveSidecars();
 }

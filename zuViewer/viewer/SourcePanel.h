@@ -31,7 +31,7 @@ public:
     /// Plays files and folders, when they have been looked into: on another thread, as a large folder or a
     /// slow disk takes its time. What cannot be read is told by failed(), and the source stays.
     void openPaths(const QStringList& paths);
-    bool isOpening() const { return m_opening; }
+    bool isOpening() const { return m_opening != 0; }
     /// Plays a synthetic camera with the settings of the panel.
     void openScene(const QString& scene);
 
@@ -41,23 +41,32 @@ public:
     const QStringList& paths() const { return m_openingPaths.isEmpty() ? m_paths : m_openingPaths; }
     QString scene() const { return m_scene; }
 
-    /// Writes the description that each file of the source is read with beside it. What cannot be written is
-    /// told by failed().
+    /// Writes what the sensor panel's user has changed into the description beside each file of the source,
+    /// and leaves all else in it alone. Asks once before descriptions that exist are changed. The files are
+    /// read and written on another thread; sidecarsSaved() or failed() tells what came of it.
     void saveSidecars();
 
 signals:
     void sourceChanged();
     void openRequested();
-    void sidecarsSaved();
+    /// files: how many have been written; those that said it all already are none of them.
+    void sidecarsSaved(int files);
     void failed(const QString& message);
     void warned(const QStringList& warnings);
 
 private:
+    struct Opened;
     /// Only what was asked for last is opened.
-    void open(const QStringList& paths, const std::optional<SzSidecar>& described,
-              std::function<void(std::shared_ptr<CzFileSupply>)> whenOpen);
+    void open(const QStringList& paths, const std::optional<SzSidecarChange>& change,
+              std::function<void(const Opened&)> whenOpen);
     void endOpening();
     void reopen();
+    SzSidecarChange change() const;
+    struct Descriptions;
+    void askToWrite(const Descriptions& descriptions);
+    void write(const Descriptions& descriptions);
+    void failSaving(const QString& error);
+    void endSaving();
     void showPosition(int index);
     void showPlaying(bool playing);
     void goToPosition(int index);
@@ -69,8 +78,12 @@ private:
     QString m_scene;
     QString m_caption;
     std::shared_ptr<CzFileSupply> m_files;
-    QObject* m_opening = nullptr; ///< waits for files to be looked into
-    QStringList m_openingPaths;   ///< of another source
+    SzSidecar m_described; ///< what the first file's description says, without the user's changes
+    bool m_isSaving = false;
+    bool m_savesAgain = false; ///< was asked for meanwhile
+    int m_requests = 0;
+    int m_opening = 0;          ///< the request that waits for files to be looked into; 0: none
+    QStringList m_openingPaths; ///< of another source
 
     QComboBox* m_scenes;
     QSpinBox* m_width;

@@ -38,12 +38,18 @@ private:
 
 class PictureRecorderTest : public testing::Test {
 protected:
-    void SetUp() override {
-        m_recorder = std::make_unique<CzPictureRecorder>();
+    void SetUp() override { makeRecorder(CzPictureRecorder::usualMemory); }
+
+    void makeRecorder(std::uint64_t memory) {
+        m_recorder = std::make_unique<CzPictureRecorder>(memory);
         QObject::connect(m_recorder.get(), &CzPictureRecorder::failed, &m_listener,
                          [this](const QString& message) { m_failures.append(message); });
         QObject::connect(m_recorder.get(), &CzPictureRecorder::saved, &m_listener,
                          [this](const QString& path) { m_saved.append(path); });
+        QObject::connect(m_recorder.get(), &CzPictureRecorder::recordingEnded, &m_listener,
+                         [this](int recorded, int lost, const QString& error) {
+                             m_ends.push_back({recorded, lost, error});
+                         });
     }
     ~PictureRecorderTest() override { m_gate.open(); }
 
@@ -74,6 +80,12 @@ protected:
     QTemporaryDir m_folder;
     QStringList m_failures;
     QStringList m_saved;
+    struct End {
+        int recorded;
+        int lost;
+        QString error;
+    };
+    std::vector<End> m_ends;
     QObject m_listener; // takes no message any more before the lists go
     std::unique_ptr<CzPictureRecorder> m_recorder;
 };
@@ -130,8 +142,65 @@ TEST_F(PictureRecorderTest, PicturesAreRecordedBehindThoseThatAreThere) {
                                                        std::pair(QStringLiteral("00002.tif"), 2)));
 }
 
+TEST_F(PictureRecorderTest, OtherNamesThanThoseOfTiffAndPngAreRefused) {
+    for (const QString& name : {QStringLiteral("a.jpg"), QStringLiteral("b"), QStringLiteral("tif")})
+        m_recorder->save(makeFrame(1, 7), path(name));
+    m_recorder->save(makeFrame(1, 7), path(QStringLiteral("c.TIFF")));
+    ASSERT_TRUE(waitFor([this] { return !m_saved.isEmpty(); }));
+    ASSERT_EQ(3, m_failures.size());
+    EXPECT_TRUE(m_failures.first().contains(QStringLiteral("a.jpg")));
+    EXPECT_TRUE(m_failures.first().contains(QStringLiteral("*.png")));
+    EXPECT_THAT(QDir(m_folder.path()).entryList(QDir::Files),
+                ElementsAre(QStringLiteral("c.TIFF"), QStringLiteral("c.TIFF.json")));
+}
+
+TEST_F(PictureRecorderTest, TellsTheEndOfARecordingWhenAllIsWritten) {
+    ASSERT_TRUE(m_recorder->start(path(QStringLiteral("empty"))));
+    m_recorder->stop();
+    ASSERT_EQ(std::size_t{1}, m_ends.size());
+    EXPECT_EQ(0, m_ends[0].recorded);
+    m_recorder->stop(); // is at its end already
+    ASSERT_TRUE(m_recorder->start(path(QStringLiteral("slow"))));
+    holdUpTheDisk();
+    for (int i = 0; i < 3; ++i)
+        offer(i);
+    m_recorder->stop();
+    EXPECT_TRUE(m_recorder->isWriting());
+    QCoreApplication::processEvents();
+    EXPECT_EQ(std::size_t{1}, m_ends.size());
+    m_gate.open();
+    ASSERT_TRUE(waitFor([this] { return m_ends.size() == 2; }));
+    EXPECT_EQ(3, m_ends[1].recorded);
+    EXPECT_EQ(0, m_ends[1].lost);
+    EXPECT_TRUE(m_ends[1].error.isEmpty());
+    EXPECT_FALSE(m_recorder->isWriting());
+}
+
+TEST_F(PictureRecorderTest, LargePicturesTakeNoMoreMemoryThanTheyMay) {
+    constexpr std::uint64_t pixels = 1024 * 1024;
+    for (const auto& [memory, room] : {std::pair{4 * pixels + pixels / 2, 4}, {std::uint64_t{0}, 2}}) {
+        const QString folder = path(QStringLiteral("large%1").arg(room));
+        makeRecorder(memory);
+        m_ends.clear();
+        ASSERT_TRUE(m_recorder->start(folder));
+        Gate gate;
+        m_recorder->save(std::make_shared<GatedPicture>(gate), path(QStringLiteral("held.tif")));
+        gate.awaitArrival();
+        for (int i = 0; i < room + 3; ++i)
+            m_recorder->offer(*makeFrame(i, i, 1024, 1024));
+        EXPECT_EQ(3, m_recorder->dropped());
+        m_recorder->stop();
+        gate.open();
+        ASSERT_TRUE(waitFor([this] { return m_ends.size() == 1; }));
+        EXPECT_EQ(room, m_ends[0].recorded);
+        EXPECT_EQ(3, m_ends[0].lost);
+        m_recorder.reset(); // before its gate
+    }
+}
+
 TEST_F(PictureRecorderTest, NobodyWaitsForASlowDiskAndWhatItCannotTakeIsCounted) {
-    constexpr int room = 31; // besides the picture at work
+    constexpr int room = 31;
+    makeRecorder(room * 4200); // such a picture counts as 4096 bytes and its lines
     ASSERT_TRUE(m_recorder->start(path(QStringLiteral("slow"))));
     holdUpTheDisk();
     for (int i = 0; i < room + 9; ++i)
@@ -163,9 +232,11 @@ TEST_F(PictureRecorderTest, AFolderThatCannotBeWrittenIsToldOnceAndEndsTheRecord
     // What is saved now comes behind all that could still fail.
     m_recorder->save(makeFrame(1), path(QStringLiteral("last.tif")));
     ASSERT_TRUE(waitFor([this] { return m_saved.contains(path(QStringLiteral("last.tif"))); }));
-    EXPECT_EQ(1, m_failures.size());
-    EXPECT_TRUE(m_failures.first().contains(QStringLiteral("00001.tif")));
+    ASSERT_EQ(std::size_t{1}, m_ends.size());
+    EXPECT_TRUE(m_ends[0].error.contains(QStringLiteral("00001.tif")));
+    EXPECT_EQ(5, m_ends[0].lost);
     EXPECT_EQ(0, m_recorder->recorded());
+    EXPECT_TRUE(m_failures.isEmpty()) << "is told of single pictures";
 
     ASSERT_TRUE(m_recorder->start(folder)) << "another try";
     offer(7);
@@ -196,6 +267,8 @@ TEST_F(PictureRecorderTest, TheFailureOfAnEarlierSequenceIsNoneOfTheNextOne) {
     ASSERT_TRUE(waitFor([this] { return m_recorder->recorded() == 1; }));
     EXPECT_TRUE(m_recorder->isRecording());
     EXPECT_EQ(0, m_recorder->dropped());
-    EXPECT_TRUE(waitFor([this] { return m_failures.size() == 1; }));
+    ASSERT_TRUE(waitFor([this] { return m_ends.size() == 1; }));
+    EXPECT_EQ(2, m_ends[0].lost);
+    EXPECT_FALSE(m_ends[0].error.isEmpty());
     EXPECT_THAT(sequence(second), ElementsAre(std::pair(QStringLiteral("00001.tif"), 3)));
 }

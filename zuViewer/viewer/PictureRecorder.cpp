@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "PictureRecorder.h"
 
-#include "ChainData.h"
+#include "FFTImageData.h"
 #include "PictureFile.h"
 
 #include <QDir>
@@ -15,16 +15,44 @@
 
 namespace {
 
-/// Pictures that wait for the disk, at most.
-constexpr std::size_t patience = 32;
+/// What a picture takes beside its pixels, about.
+constexpr std::uint64_t pictureOverhead = 4096;
 
-constexpr int noSequence = 0;
+/// A recording.
+struct Sequence {
+    QString folder;
+    int number = 0; ///< of the last picture
+    bool isRunning = true;
+    int waiting = 0; ///< pictures that are not written yet
+    int recorded = 0;
+    int dropped = 0;
+    QString error; ///< why it ended by itself
+};
 
 struct Job {
     std::shared_ptr<const IzChainData> picture;
     QString path;
-    int sequence = noSequence;
+    std::shared_ptr<Sequence> sequence; ///< null: a picture of its own, which is shown anyway
+    std::uint64_t bytes = 0;            ///< of a sequence's copy
 };
+
+bool isPng(const QString& path) {
+    return path.endsWith(QLatin1String(".png"), Qt::CaseInsensitive);
+}
+
+bool isTiff(const QString& path) {
+    return path.endsWith(QLatin1String(".tif"), Qt::CaseInsensitive) ||
+           path.endsWith(QLatin1String(".tiff"), Qt::CaseInsensitive);
+}
+
+std::uint64_t bytesOf(const IzChainData& data) {
+    std::uint64_t bytes = pictureOverhead;
+    if (const auto* const image = qobject_cast<const CzImageData*>(&data))
+        bytes += image->picBuf().dataSize();
+    if (const auto* const spectrum = qobject_cast<const CzFFTImageData*>(&data))
+        bytes += spectrum->picBufIm().dataSize();
+    return bytes;
+}
 
 /// Number of the last picture in the folder of a sequence; 0 when there is none.
 int lastNumber(const QString& folder) {
@@ -37,39 +65,65 @@ int lastNumber(const QString& folder) {
 } // namespace
 
 struct CzPictureRecorder::Private {
-    explicit Private(CzPictureRecorder& owner) : recorder(owner) {}
+    Private(CzPictureRecorder& owner, std::uint64_t room) : recorder(owner), memory(room) {}
 
     void work();
     void add(Job job) {
         jobs.push_back(std::move(job));
         changed.notify_all();
     }
+    bool isRecording() const { return sequence && sequence->isRunning; }
+    bool hasRoomFor(std::uint64_t bytes) const { return waiting < 2 || waitingBytes + bytes <= memory; }
+    /// A picture of a sequence is written, or given up.
+    void finish(const Job& job) {
+        --waiting;
+        waitingBytes -= job.bytes;
+        --job.sequence->waiting;
+    }
     /// What could not be written ends the sequence that it belongs to: a full disk would fail with every
     /// picture.
-    void giveUp(int sequence);
+    void giveUp(Sequence& sequence, const QString& error);
+    /// Stops the recording. Tells, once the lock is released, when nothing of it waits any more.
+    void endSequence(std::unique_lock<std::mutex>& lock);
+    void tellEnd(const Sequence& ended) {
+        emit recorder.recordingEnded(ended.recorded, ended.dropped, ended.error);
+    }
 
     CzPictureRecorder& recorder;
+    const std::uint64_t memory;
     mutable std::mutex mutex; // guards what follows; never held while a picture is copied or written
     std::condition_variable changed;
     std::deque<Job> jobs; ///< the first one is at work
     bool ends = false;
-    bool recording = false;
-    int sequence = noSequence; ///< the last that was started
-    QString folder;
-    int number = 0; ///< of the last picture
-    int recorded = 0;
-    int dropped = 0;
+    std::shared_ptr<Sequence> sequence; ///< the last that was started
+    int waiting = 0;                    ///< pictures of all sequences
+    std::uint64_t waitingBytes = 0;
     std::thread worker;
 };
 
-void CzPictureRecorder::Private::giveUp(int failed) {
-    const auto isOfSequence = [failed](const Job& job) { return job.sequence == failed; };
-    const auto lost = std::remove_if(jobs.begin(), jobs.end(), isOfSequence);
-    if (failed == sequence) {
-        recording = false;
-        dropped += static_cast<int>(jobs.end() - lost) + 1;
-    }
-    jobs.erase(lost, jobs.end());
+void CzPictureRecorder::Private::giveUp(Sequence& failed, const QString& error) {
+    failed.isRunning = false;
+    failed.error = error;
+    ++failed.dropped;
+    const auto isLost = [&](const Job& job) { return job.sequence.get() == &failed; };
+    for (const Job& job : jobs)
+        if (isLost(job)) {
+            finish(job);
+            ++failed.dropped;
+        }
+    jobs.erase(std::remove_if(jobs.begin(), jobs.end(), isLost), jobs.end());
+}
+
+void CzPictureRecorder::Private::endSequence(std::unique_lock<std::mutex>& lock) {
+    if (!isRecording())
+        return;
+    sequence->isRunning = false;
+    if (sequence->waiting > 0)
+        return; // the worker will tell
+    const Sequence ended = *sequence;
+    lock.unlock();
+    tellEnd(ended);
+    lock.lock();
 }
 
 void CzPictureRecorder::Private::work() {
@@ -80,27 +134,36 @@ void CzPictureRecorder::Private::work() {
             return;
         Job job = jobs.front();
         lock.unlock();
-        const bool png = job.path.endsWith(QLatin1String(".png"), Qt::CaseInsensitive);
         QString error;
-        const bool written =
-            writePicture(job.path, png ? EzPictureFormat::Png : EzPictureFormat::Tiff, *job.picture, &error);
+        const bool written = writePicture(
+            job.path, isPng(job.path) ? EzPictureFormat::Png : EzPictureFormat::Tiff, *job.picture, &error);
         lock.lock();
         jobs.pop_front(); // only now: it counted as waiting
-        if (written && job.sequence == sequence && sequence != noSequence)
-            ++recorded;
-        if (!written && job.sequence != noSequence)
-            giveUp(job.sequence);
+        bool isLast = false;
+        Sequence ended;
+        if (job.sequence) {
+            finish(job);
+            if (written)
+                ++job.sequence->recorded;
+            else
+                giveUp(*job.sequence, error);
+            isLast = !job.sequence->isRunning && job.sequence->waiting == 0;
+            ended = *job.sequence;
+        }
         lock.unlock();
-        if (!written)
-            emit recorder.failed(error);
-        else if (job.sequence == noSequence)
+        if (isLast)
+            tellEnd(ended);
+        else if (!job.sequence && written)
             emit recorder.saved(job.path);
+        else if (!job.sequence)
+            emit recorder.failed(error);
         job.picture.reset();
         lock.lock();
     }
 }
 
-CzPictureRecorder::CzPictureRecorder(QObject* parent) : QObject(parent), d(std::make_unique<Private>(*this)) {
+CzPictureRecorder::CzPictureRecorder(std::uint64_t memory, QObject* parent)
+    : QObject(parent), d(std::make_unique<Private>(*this, memory)) {
     d->worker = std::thread([this] { d->work(); });
 }
 
@@ -114,8 +177,14 @@ CzPictureRecorder::~CzPictureRecorder() {
 }
 
 void CzPictureRecorder::save(std::shared_ptr<const IzChainData> picture, const QString& path) {
+    if (!isPng(path) && !isTiff(path)) {
+        emit failed(
+            tr("'%1' is not written: pictures are saved as *.tif or *.png. Choose a name that ends so.")
+                .arg(QDir::toNativeSeparators(path)));
+        return;
+    }
     const std::lock_guard lock(d->mutex);
-    d->add({std::move(picture), path, noSequence});
+    d->add({std::move(picture), path, nullptr, 0});
 }
 
 bool CzPictureRecorder::start(const QString& folder) {
@@ -123,56 +192,64 @@ bool CzPictureRecorder::start(const QString& folder) {
         emit failed(tr("The folder '%1' cannot be made.").arg(QDir::toNativeSeparators(folder)));
         return false;
     }
-    const int number = lastNumber(folder);
-    const std::lock_guard lock(d->mutex);
-    d->folder = folder;
-    d->number = number;
-    d->recorded = d->dropped = 0;
-    ++d->sequence;
-    d->recording = true;
+    auto fresh = std::make_shared<Sequence>();
+    fresh->folder = folder;
+    fresh->number = lastNumber(folder);
+    std::unique_lock lock(d->mutex);
+    d->endSequence(lock);
+    d->sequence = std::move(fresh);
     return true;
 }
 
 void CzPictureRecorder::stop() {
-    const std::lock_guard lock(d->mutex);
-    d->recording = false;
+    std::unique_lock lock(d->mutex);
+    d->endSequence(lock);
 }
 
 bool CzPictureRecorder::isRecording() const {
     const std::lock_guard lock(d->mutex);
-    return d->recording;
+    return d->isRecording();
+}
+
+bool CzPictureRecorder::isWriting() const {
+    const std::lock_guard lock(d->mutex);
+    return !d->jobs.empty();
 }
 
 void CzPictureRecorder::offer(const IzChainData& result) {
-    int sequence = noSequence;
+    std::shared_ptr<Sequence> sequence;
+    const std::uint64_t bytes = bytesOf(result);
     {
         const std::lock_guard lock(d->mutex);
-        if (!d->recording)
+        if (!d->isRecording())
             return;
-        if (d->jobs.size() >= patience) {
-            ++d->dropped;
+        sequence = d->sequence;
+        if (!d->hasRoomFor(bytes)) {
+            ++sequence->dropped;
             return;
         }
-        sequence = d->sequence;
     }
     std::shared_ptr<const IzChainData> copy(result.clone(nullptr));
     const std::lock_guard lock(d->mutex);
-    if (!d->recording || sequence != d->sequence)
+    if (!sequence->isRunning)
         return;
     if (!copy) {
-        ++d->dropped;
+        ++sequence->dropped;
         return;
     }
-    const QString name = QStringLiteral("%1.tif").arg(++d->number, 5, 10, QLatin1Char('0'));
-    d->add({std::move(copy), QDir(d->folder).filePath(name), sequence});
+    ++d->waiting;
+    d->waitingBytes += bytes;
+    ++sequence->waiting;
+    const QString name = QStringLiteral("%1.tif").arg(++sequence->number, 5, 10, QLatin1Char('0'));
+    d->add({std::move(copy), QDir(sequence->folder).filePath(name), sequence, bytes});
 }
 
 int CzPictureRecorder::recorded() const {
     const std::lock_guard lock(d->mutex);
-    return d->recorded;
+    return d->sequence ? d->sequence->recorded : 0;
 }
 
 int CzPictureRecorder::dropped() const {
     const std::lock_guard lock(d->mutex);
-    return d->dropped;
+    return d->sequence ? d->sequence->dropped : 0;
 }

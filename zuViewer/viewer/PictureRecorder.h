@@ -4,6 +4,7 @@
 #include <QObject>
 #include <QString>
 
+#include <cstdint>
 #include <memory>
 
 class IzChainData;
@@ -13,11 +14,15 @@ class IzChainData;
 class CzPictureRecorder : public QObject {
     Q_OBJECT
 public:
-    explicit CzPictureRecorder(QObject* parent = nullptr);
+    /// What results that wait for the disk take at most, in bytes. Two may always wait.
+    static constexpr std::uint64_t usualMemory = 512 * 1024 * 1024;
+
+    explicit CzPictureRecorder(std::uint64_t memory = usualMemory, QObject* parent = nullptr);
     /// Writes what waits, then ends.
     ~CzPictureRecorder() override;
 
-    /// Writes one picture, as TIFF or, for a name that ends so, PNG. GUI thread; returns at once.
+    /// Writes one picture, as TIFF or PNG: the name ends so. Any other name is refused and told by failed().
+    /// GUI thread; returns at once.
     void save(std::shared_ptr<const IzChainData> picture, const QString& path);
 
     /// From now on results are written into a folder, which is made. False, and told by failed(), when it
@@ -26,6 +31,8 @@ public:
     /// What waits is still written.
     void stop();
     bool isRecording() const;
+    /// Whether there is something that waits to be written, or is being written.
+    bool isWriting() const;
 
     /// A result of the chain. Copies it when results are recorded. When too many wait for the disk it drops
     /// and counts it. The chain's worker; never waits.
@@ -36,10 +43,12 @@ public:
     int dropped() const;
 
 signals:
-    /// By save(). From the recorder's thread, as is the next.
+    /// By save(). From the recorder's thread, as are the next ones.
     void saved(const QString& path);
-    /// A picture that could not be written, or a folder; told once for a sequence.
+    /// A picture or a folder that could not be written.
     void failed(const QString& message);
+    /// A sequence is at its end, and all that waited is written. error: why it ended by itself; else empty.
+    void recordingEnded(int recorded, int lost, const QString& error);
 
 private:
     struct Private;

@@ -91,6 +91,50 @@ TEST_F(DisplayPanel, FloatsHaveManualRangesWithDecimals) {
     EXPECT_EQ(panel.settings().manual.white, 0.75);
 }
 
+TEST_F(DisplayPanel, AManualRangeIsTypedWhilePicturesRun) {
+    for (const EzImageDataType type : {EzImageDataType::UInt16, EzImageDataType::Float32}) {
+        unsigned seed = 0;
+        const auto nextPicture = [&] {
+            panel.setPicture(picturePattern(pictureFormat(8, 8, 1, type), ++seed));
+        };
+        nextPicture();
+        choose(range, QStringLiteral("Automatic range"));
+        choose(range, QStringLiteral("Manual range"));
+        white.setFocus();
+        white.selectAll();
+        for (const char key : {'6', '5', '0'}) {
+            QTest::keyClick(&white, key);
+            nextPicture();
+        }
+        EXPECT_EQ(white.cleanText(), QStringLiteral("650"));
+        QTest::keyClick(&white, Qt::Key_Return);
+        EXPECT_EQ(panel.settings().manual.white, 650.0);
+    }
+}
+
+TEST_F(DisplayPanel, ManualLimitsOfFloatsHaveTheDecimalsThatTheirRangeNeeds) {
+    const auto show = [&](double smallest, double largest) {
+        auto picture = blackPicture(pictureFormat(2, 1, 1, EzImageDataType::Float32));
+        setSample(picture->picBuf(), 0, 0, 0, smallest);
+        setSample(picture->picBuf(), 1, 0, 0, largest);
+        panel.setPicture(std::move(picture));
+        choose(range, QStringLiteral("Full range"));
+        choose(range, QStringLiteral("Manual range"));
+    };
+    show(1.25e-6, 3.5e-6);
+    EXPECT_NEAR(panel.settings().manual.black, 1.25e-6, 1e-9);
+    EXPECT_NEAR(panel.settings().manual.white, 3.5e-6, 1e-9);
+    show(-2e12, 3e12);
+    EXPECT_NEAR(panel.settings().manual.white, 3e12, 1e6);
+    EXPECT_EQ(white.decimals(), 0);
+    show(7.0, 7.0);
+    EXPECT_EQ(panel.settings().manual.white, 7.0);
+}
+
+TEST_F(DisplayPanel, SaysWhatMarkingCannotShow) {
+    EXPECT_TRUE(saturated.toolTip().contains(QStringLiteral("Zoomed out")));
+}
+
 TEST_F(DisplayPanel, OffersColoursOnlyWhereThereAreSome) {
     panel.setPicture(mosaic(4, 4));
     EXPECT_FALSE(demosaic.isVisible());

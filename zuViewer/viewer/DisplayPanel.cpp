@@ -11,13 +11,24 @@
 #include <QSignalBlocker>
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 
 namespace {
 
 using EzRange = SzDisplaySettings::EzRange;
 
-constexpr double farthestLimit = 4294967295.0;
-constexpr int floatDecimals = 4;
+constexpr double farthestLimit = std::numeric_limits<float>::max();
+constexpr int rangeDigits = 4;
+constexpr int mostDecimals = 45; // the smallest float that is not 0
+
+/// So many that the range between the limits can be told in steps of a ten-thousandth.
+int decimalsFor(const SzDisplayRange& range) {
+    const double extent = range.white > range.black ? range.white - range.black : std::abs(range.white);
+    if (!(extent > 0.0))
+        return rangeDigits;
+    return std::clamp(rangeDigits - static_cast<int>(std::floor(std::log10(extent))), 0, mostDecimals);
+}
 
 /// The bands of a mosaic in the order of their numbers; empty for other pictures.
 QStringList bandsOf(const CzImageData& picture) {
@@ -64,8 +75,10 @@ CzDisplayPanel::CzDisplayPanel(QWidget* parent) : QWidget(parent) {
     m_white = addLimit("white", tr("This sample and more is white"));
     m_demosaic = addBox("demosaic", tr("&Colours of mosaics"), tr("Or the raw samples in grey"));
     m_band = addList("band", tr("One band of the mosaic, or all as they lie on the sensor"));
-    m_saturated =
-        addBox("saturated", tr("&Mark saturated"), tr("Shows in red what the sensor could not hold"));
+    m_saturated = addBox("saturated", tr("&Mark saturated"),
+                         tr("Shows in red what the sensor could not hold. Zoomed out, a pixel of the screen "
+                            "stands for one of many, and single saturated ones may be missed: look at the "
+                            "picture pixel by pixel."));
 
     auto* const layout = new QHBoxLayout(this);
     layout->setContentsMargins(4, 2, 4, 2);
@@ -106,9 +119,10 @@ void CzDisplayPanel::setPicture(const CzLinkTap::Picture& picture) {
         return;
     m_picture = picture;
     m_demosaic->setVisible(hasMosaicColours(*picture));
-    const int decimals = largestSample(picture->picBuf()) > 0.0 ? 0 : floatDecimals;
-    for (QDoubleSpinBox* const limit : {m_black, m_white})
-        limit->setDecimals(decimals);
+    if (const bool isFloat = largestSample(picture->picBuf()) == 0.0; isFloat != m_isFloat) {
+        m_isFloat = isFloat;
+        setDecimals(isFloat ? decimalsFor(displayRange(*picture, SzDisplaySettings())) : 0);
+    }
     const QStringList names = bandsOf(*picture);
     m_band->setVisible(!names.isEmpty());
     if (!names.isEmpty() && names != m_bandNames)
@@ -143,8 +157,16 @@ void CzDisplayPanel::beginManualRange() {
     const SzDisplayRange shown = displayRange(*m_picture, before);
     const QSignalBlocker quietBlack(m_black);
     const QSignalBlocker quietWhite(m_white);
+    setDecimals(m_isFloat ? decimalsFor(shown) : 0);
     m_black->setValue(shown.black);
     m_white->setValue(shown.white);
+}
+
+/// Not with every picture: it would undo what is being typed.
+void CzDisplayPanel::setDecimals(int decimals) {
+    for (QDoubleSpinBox* const limit : {m_black, m_white})
+        if (limit->decimals() != decimals)
+            limit->setDecimals(decimals);
 }
 
 void CzDisplayPanel::tell() {

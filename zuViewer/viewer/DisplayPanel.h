@@ -35,9 +35,11 @@ private:
     void offerBands(const QStringList& names);
     /// A manual range begins as the one that is shown.
     void beginManualRange();
+    void setDecimals(int decimals);
     void tell();
 
     CzLinkTap::Picture m_picture;
+    bool m_isFloat = false;
     SzDisplaySettings::EzRange m_toldRange = SzDisplaySettings::EzRange::Full;
     QComboBox* m_mode;
     QComboBox* m_range;

@@ -198,6 +198,33 @@ TEST_F(ChainPanelTest, QuickButtonsAreThoseOfTheElement) {
     EXPECT_FALSE(buttons(1).at(1)->isChecked());
 }
 
+TEST_F(ChainPanelTest, SwitchAndQuickButtonsCanBeReachedAndAreNamed) {
+    AdjustableElement* const element = add(1);
+    QCheckBox* const shown = inRow<QCheckBox>(1, "switch");
+    EXPECT_EQ(QStringLiteral("Use Level 1"), shown->accessibleName());
+    element->level = 2;
+    m_panel.refresh(SzChainFigures());
+    EXPECT_EQ(QStringLiteral("Use Level 2"), shown->accessibleName());
+    m_panel.activateWindow();
+    shown->setFocus();
+    QTest::keyClick(shown, Qt::Key_Tab);
+    auto* const button = qobject_cast<QToolButton*>(QApplication::focusWidget());
+    ASSERT_TRUE(button);
+    EXPECT_EQ(QStringLiteral("Calm"), button->text());
+    QTest::keyClick(button, Qt::Key_Right); // within a group of which one is on
+    EXPECT_EQ(AdjustableElement::Wild, element->mood);
+
+    element->hasMore = true; // each for itself
+    m_panel.refresh(SzChainFigures());
+    bool pressedMore = false;
+    element->onButton = [&](int id) { pressedMore = id == AdjustableElement::More; };
+    shown->setFocus();
+    for (int i = 0; i < 3; ++i)
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Space);
+    EXPECT_TRUE(pressedMore);
+}
+
 TEST_F(ChainPanelTest, AButtonMayTakeItselfAway) {
     AdjustableElement* const element = add(1);
     element->hasMore = true;

@@ -52,11 +52,11 @@ CzChainPanel::CzChainPanel(CzChainSession& session, QWidget* parent)
 
     addAction(QStringLiteral("add"), tr("&Add…"), QKeySequence(Qt::CTRL | Qt::Key_Plus),
               &CzChainPanel::chooseAndAdd);
-    addAction(QStringLiteral("remove"), tr("&Remove"), QKeySequence::Delete, &CzChainPanel::removeSelected);
+    addAction(QStringLiteral("remove"), tr("Re&move"), QKeySequence::Delete, &CzChainPanel::removeSelected);
     m_actions.last()->setShortcutContext(Qt::WidgetWithChildrenShortcut); // not while a picture is looked at
     addAction(QStringLiteral("duplicate"), tr("&Duplicate"), QKeySequence(Qt::CTRL | Qt::Key_D),
               &CzChainPanel::duplicateSelected);
-    addAction(QStringLiteral("up"), tr("Move &Up"), QKeySequence(Qt::ALT | Qt::Key_Up),
+    addAction(QStringLiteral("up"), tr("Move U&p"), QKeySequence(Qt::ALT | Qt::Key_Up),
               &CzChainPanel::moveSelectedUp);
     addAction(QStringLiteral("down"), tr("Move D&own"), QKeySequence(Qt::ALT | Qt::Key_Down),
               &CzChainPanel::moveSelectedDown);

@@ -3,7 +3,6 @@
 
 #include "MissingElement.h"
 
-#include <QButtonGroup>
 #include <QCheckBox>
 #include <QGridLayout>
 #include <QHBoxLayout>
@@ -31,7 +30,6 @@ CzChainRow::CzChainRow(QWidget* parent) : QWidget(parent) {
     m_buttons = new QHBoxLayout;
     m_buttons->setSpacing(2);
     m_buttons->addStretch(); // the buttons stand before it
-    m_group = new QButtonGroup(this);
 
     auto* const layout = new QGridLayout(this);
     layout->setContentsMargins(4, 3, 4, 3);
@@ -54,6 +52,8 @@ void CzChainRow::showSource(const QString& caption) {
 void CzChainRow::showElement(CzChainable& element) {
     m_caption->setText(element.caption());
     m_caption->setToolTip(m_caption->text()); // there may be no room for all of it
+    if (const QString name = tr("Use %1").arg(element.caption()); name != m_switch->accessibleName())
+        m_switch->setAccessibleName(name);
     const bool isMissing = qobject_cast<CzMissingElement*>(&element);
     QFont font = m_caption->font();
     font.setItalic(isMissing);
@@ -72,29 +72,34 @@ void CzChainRow::showButtons(CzChainable& element) {
 
     while (m_toolButtons.size() > buttons.size()) {
         QToolButton* const button = m_toolButtons.takeLast();
-        m_group->removeButton(button);
+        button->setAutoExclusive(false);
         button->hide();
         button->deleteLater(); // it may be the one that is being clicked
     }
     while (m_toolButtons.size() < buttons.size()) {
         auto* const button = new QToolButton;
         button->setCheckable(true);
-        button->setFocusPolicy(Qt::NoFocus);
+        button->setFocusPolicy(Qt::TabFocus);
         m_buttons->insertWidget(m_buttons->count() - 1, button);
         button->show(); // now: the height of the row is asked for next
-        m_group->addButton(button);
         m_toolButtons.append(button);
         connect(button, &QToolButton::clicked, this,
-                [this, button] { emit buttonPressed(m_group->id(button)); });
+                [this, button] { emit buttonPressed(m_buttonIds.at(m_toolButtons.indexOf(button))); });
     }
-    m_group->setExclusive(false); // or the last checked button could not be unchecked
+    m_buttonIds.clear();
+    for (QToolButton* const button : qAsConst(m_toolButtons))
+        button->setAutoExclusive(false); // or the last checked button could not be unchecked
     for (int i = 0; i < buttons.size(); ++i) {
         QToolButton* const button = m_toolButtons.at(i);
-        m_group->setId(button, buttons.at(i).id());
+        m_buttonIds.append(buttons.at(i).id());
         button->setText(buttons.at(i).caption());
         button->setChecked(buttons.at(i).checked());
     }
-    m_group->setExclusive(exclusive);
+    for (QToolButton* const button : qAsConst(m_toolButtons)) {
+        button->setAutoExclusive(exclusive);
+        if (!exclusive || button->isChecked())
+            button->setFocusPolicy(Qt::TabFocus); // a click leaves the focus with the list; arrows go on
+    }
 }
 
 void CzChainRow::showFigures(double milliseconds, const QString& errorMessage) {

@@ -6,7 +6,6 @@
 #include <QVector>
 #include <QWidget>
 
-class QButtonGroup;
 class QCheckBox;
 class QHBoxLayout;
 class QLabel;
@@ -34,7 +33,7 @@ private:
     QLabel* m_caption;
     QHBoxLayout* m_buttons;
     QVector<QToolButton*> m_toolButtons;
-    QButtonGroup* m_group;
+    QVector<int> m_buttonIds;
     QLabel* m_time;
     QLabel* m_message;
 };

@@ -12,6 +12,8 @@
 #include <QWheelEvent>
 
 #include <cmath>
+#include <functional>
+#include <vector>
 
 namespace {
 
@@ -358,6 +360,32 @@ TEST_F(PictureWidget, AClickTellsWhetherItWasBefore) {
     QTest::mouseClick(&widget, Qt::LeftButton, Qt::NoModifier, {100, 150});
     ASSERT_EQ(clicked.size(), 1);
     EXPECT_TRUE(clicked.first().at(2).toBool());
+}
+
+TEST_F(PictureWidget, TellsThePixelUnderTheCursorAfterEachChangeOfTheView) {
+    widget.setPictures(placePicture(1000, 800));
+    const QPoint cursor(120, 90);
+    QCursor::setPos(widget.mapToGlobal(cursor));
+    ASSERT_TRUE(waitFor([&] { return widget.underMouse(); }));
+    const std::vector<std::function<void()>> changes{
+        [&] { QTest::keyClick(&widget, Qt::Key_1); },
+        [&] { QTest::keyClick(&widget, Qt::Key_Right); },
+        [&] { QTest::keyClick(&widget, Qt::Key_Down); },
+        [&] { QTest::keyClick(&widget, Qt::Key_Plus); },
+        [&] { QTest::keyClick(&widget, Qt::Key_F); },
+        [&] { widget.setMode(EzMode::SideBySide); },
+        [&] { widget.resize(600, 300); },
+        [&] { widget.showPixelByPixel(); },
+        [&] { widget.fit(); },
+    };
+    for (std::size_t i = 0; i < changes.size(); ++i) {
+        QSignalSpy moved(&widget, &CzPictureWidget::cursorMoved);
+        changes[i]();
+        ASSERT_TRUE(waitFor([&] { return !moved.isEmpty(); })) << i;
+        const QPoint told(moved.last().at(0).toInt(), moved.last().at(1).toInt());
+        EXPECT_EQ(told, pixelAt(cursor)) << i;
+    }
+    QCursor::setPos(QGuiApplication::primaryScreen()->geometry().bottomRight()); // for those that follow
 }
 
 // ---- Dense screens ----

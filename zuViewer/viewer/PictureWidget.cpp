@@ -59,8 +59,7 @@ void CzPictureWidget::setPictures(const CzLinkTap::Picture& after, const CzLinkT
         m_lastSize = pictureSize();
         m_centre = middleOf(pictureSize());
         updateFit();
-        if (underMouse())
-            tellCursor(mapFromGlobal(QCursor::pos()));
+        viewChanged();
     }
     update();
 }
@@ -73,7 +72,7 @@ void CzPictureWidget::setPlaceholder(const QString& text) {
 void CzPictureWidget::setMode(EzMode mode) {
     m_mode = mode;
     updateFit();
-    update();
+    viewChanged();
 }
 
 void CzPictureWidget::setDisplay(const SzDisplaySettings& settings) {
@@ -204,7 +203,7 @@ void CzPictureWidget::moveBy(const QPointF& widgetPixels) {
     m_fitted = false;
     m_centre += widgetPixels / widgetScale();
     clampCentre();
-    update();
+    viewChanged();
 }
 
 void CzPictureWidget::zoomTo(double scale, const QPointF& around) {
@@ -215,13 +214,13 @@ void CzPictureWidget::zoomTo(double scale, const QPointF& around) {
     m_centre += fromMiddle / before - fromMiddle / widgetScale();
     clampCentre();
     emit scaleChanged(m_scale);
-    update();
+    viewChanged();
 }
 
 void CzPictureWidget::fit() {
     m_fitted = true;
     updateFit();
-    update();
+    viewChanged();
 }
 
 void CzPictureWidget::showPixelByPixel(const QPointF& around) {
@@ -234,6 +233,13 @@ void CzPictureWidget::showPixelByPixel() {
 
 void CzPictureWidget::resizeEvent(QResizeEvent*) {
     updateFit();
+    viewChanged();
+}
+
+void CzPictureWidget::viewChanged() {
+    update();
+    if (underMouse())
+        tellCursor(mapFromGlobal(QCursor::pos()));
 }
 
 // ---- Mouse and keys ----

@@ -92,6 +92,8 @@ private:
     void moveBy(const QPointF& widgetPixels);
     void clampCentre();
     void tellCursor(const QPoint& position);
+    /// Another place, or another scale: paints it, and tells the pixel that is now under the cursor.
+    void viewChanged();
     bool isOnSplitter(const QPoint& position) const;
     void paint(QPainter& painter) const;
 

@@ -48,13 +48,13 @@ TEST(DescribePixel, TellsPlaceAndSamplesOfAllChannels) {
     EXPECT_EQ(describePixel(*picture, -1, -1), QString());
 }
 
-TEST(DescribePixel, TellsColoursAsRedGreenBlue) {
+TEST(DescribePixel, TellsColoursAsRedGreenBlueAndWhatIsBeside) {
     SzPicBufInfo format = pictureFormat(1, 1, 4, EzImageDataType::UInt8);
     format.isColor = true;
     auto picture = blackPicture(format);
     for (std::uint32_t c = 0; c < 4; ++c)
         setSample(picture->picBuf(), 0, 0, c, 10 * c + 10);
-    EXPECT_EQ(describePixel(*picture, 0, 0), QStringLiteral("x 0, y 0: 30, 20, 10"));
+    EXPECT_EQ(describePixel(*picture, 0, 0), QStringLiteral("x 0, y 0: 30, 20, 10, 40"));
 }
 
 TEST(DescribePixel, TellsAllDigitsOfIntegersAndFloatsReadably) {

@@ -76,9 +76,8 @@ QString describePixel(const CzImageData& image, int x, int y) {
 
     QStringList values;
     const bool colour = hasColourSamples(picture);
-    const int channels = colour ? 3 : shownPixels(picture.channels);
-    for (int c = 0; c < channels; ++c)
-        values.append(number(sampleAt(image, x, y, colour ? 2 - c : c)));
+    for (int c = 0; c < shownPixels(picture.channels); ++c)
+        values.append(number(sampleAt(image, x, y, colour && c < 3 ? 2 - c : c)));
     const QString text = Text::tr("%1: %2").arg(place, values.join(QStringLiteral(", ")));
 
     if (isBayer(picture))

@@ -10,8 +10,9 @@ class CzImageData;
 /// types that cannot be shown.
 double sampleAt(const CzImageData& picture, int x, int y, int channel);
 
-/// "x 12, y 7: 1023" with the samples of all channels (colour pictures: red, green, blue), the place in the
-/// mosaic's cell with the name of its band or colour, and for spectra magnitude and phase. Empty outside.
+/// "x 12, y 7: 1023" with the samples of all channels (colour pictures: red, green, blue and, where there is
+/// one, the fourth), the place in the mosaic's cell with the name of its band or colour, and for spectra
+/// magnitude and phase. Empty outside.
 QString describePixel(const CzImageData& picture, int x, int y);
 
 /// What one band measured.

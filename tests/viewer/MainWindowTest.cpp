@@ -4,8 +4,10 @@
 #include "ChainPanel.h"
 #include "Chainable.h"
 #include "DisplayPanel.h"
+#include "ElidedLabel.h"
 #include "FrameSource.h"
 #include "HistogramPlot.h"
+#include "PicBufAPI.h"
 #include "PictureFile.h"
 #include "PictureWidget.h"
 #include "PluginLoader.h"
@@ -26,9 +28,12 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileDialog>
+#include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMap>
 #include <QMenu>
+#include <QMenuBar>
 #include <QMimeData>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -44,6 +49,37 @@ namespace {
 
 const QString rotate = QStringLiteral("org.zuviewer.czRotateImageCnbl");
 const QString extract = QStringLiteral("org.zuviewer.CzExtractChannelCnbl");
+
+/// A result whose copies hold up whoever writes them.
+class HeldPicture : public CzImageData {
+public:
+    explicit HeldPicture(Gate& gate) : m_gate(gate) {
+        HeapPicture pixels(pictureFormat(8, 4, 1, EzImageDataType::UInt8));
+        setPicBuf(pixels.release());
+    }
+    using CzImageData::clone;
+    CzImageData* clone(QObject*) const override {
+        auto* const copy = new HeldPicture(m_gate);
+        copy->m_holds = true;
+        return copy;
+    }
+    using CzImageData::picBuf;
+    const SzPicBuf& picBuf() const override {
+        if (m_holds)
+            m_gate.pass();
+        return CzImageData::picBuf();
+    }
+
+private:
+    Gate& m_gate;
+    bool m_holds = false;
+};
+
+/// An element whose caption has an ampersand.
+class AmpersandElement : public ScriptedElement {
+public:
+    QString caption() override { return QStringLiteral("Black & White"); }
+};
 
 class MainWindow : public ViewerTest {
 protected:
@@ -138,6 +174,24 @@ protected:
             line.setText(answer);
             QTest::keyClick(&line, Qt::Key_Return);
         });
+    }
+
+    void startRecording(const QString& folder) {
+        QDir().mkpath(folder);
+        answerFileDialog(folder);
+        action("record").trigger();
+        ASSERT_TRUE(action("record").isChecked());
+    }
+
+    /// Whether all of a label's text is to be seen.
+    testing::AssertionResult isSeen(const char* name) {
+        auto& label = childOf<CzElidedLabel>(*window, name);
+        if (label.isVisible() && !label.visibleRegion().isEmpty() && !label.text().isEmpty() &&
+            !label.isElided() && label.width() >= label.fontMetrics().horizontalAdvance(label.text()))
+            return testing::AssertionSuccess();
+        return testing::AssertionFailure()
+               << name << " is " << label.width() << " wide, wants " << label.sizeHint().width()
+               << " and says " << label.text().toStdString();
     }
 
     /// Drops files onto the picture.
@@ -643,6 +697,16 @@ TEST_F(MainWindow, SavesTheShownPictureAsItIs) {
     EXPECT_EQ(read->picBuf().bitDepth, 12U);
     EXPECT_EQ(read->picBuf().colorFilterArray, shown->picBuf().colorFilterArray);
     EXPECT_TRUE(samePixels(read->picBuf(), shown->picBuf()));
+    EXPECT_TRUE(waitFor([&] { return text("messageText").contains(QStringLiteral("saved.tif")); }));
+}
+
+TEST_F(MainWindow, SavesNoPictureUnderANameOfAnotherFormat) {
+    playScene(QStringLiteral("mono"));
+    answerFileDialog(path(QStringLiteral("a.jpg")));
+    action("savePicture").trigger();
+    EXPECT_TRUE(problem().contains(QStringLiteral("a.jpg")));
+    EXPECT_TRUE(problem().contains(QStringLiteral("*.tif")));
+    EXPECT_FALSE(QFile::exists(path(QStringLiteral("a.jpg"))));
 }
 
 TEST_F(MainWindow, SaysThatThereIsNoPictureToSave) {
@@ -674,8 +738,121 @@ TEST_F(MainWindow, RecordsTheResultsUntilItIsToldToStop) {
     action("record").trigger();
     EXPECT_TRUE(action("record").isChecked());
     EXPECT_TRUE(waitFor([&] { return QFile::exists(folder + QStringLiteral("/00003.tif")); }));
+    EXPECT_TRUE(waitFor([&] { return text("messageText").startsWith(QStringLiteral("Recording: ")); }));
+    window->resize(1400, 860); // as it begins
+    EXPECT_TRUE(waitFor([&] { return isSeen("messageText"); })) << isSeen("messageText").message();
     action("record").trigger();
     EXPECT_FALSE(action("record").isChecked());
+    EXPECT_TRUE(waitFor([&] { return text("messageText").startsWith(QStringLiteral("Recorded: ")); }));
+    EXPECT_TRUE(text("messageText").endsWith(QStringLiteral("none lost")));
+}
+
+TEST_F(MainWindow, TellsARecordingThatIsNotComplete) {
+    playScene(QStringLiteral("mono"));
+    const QString folder = path(QStringLiteral("recorded"));
+    startRecording(folder);
+    EXPECT_TRUE(waitFor([&] { return QFile::exists(folder + QStringLiteral("/00001.tif")); }));
+    ASSERT_TRUE(waitFor([&] { return QDir(folder).removeRecursively(); }));
+    EXPECT_TRUE(waitFor([&] { return !problem().isEmpty(); }));
+    EXPECT_TRUE(problem().startsWith(QStringLiteral("The recording is not complete")))
+        << problem().toStdString();
+    EXPECT_TRUE(problem().contains(QStringLiteral(".tif"))) << "and why";
+    EXPECT_TRUE(waitFor([&] { return !action("record").isChecked(); }));
+}
+
+// ---- The status bar ----
+
+TEST_F(MainWindow, MessagesAreSeenAndWhatDoesNotFitIsInTheToolTip) {
+    QString name(200, QLatin1Char('n'));
+    playScene(QStringLiteral("mono"));
+    answerFileDialog(path(QStringLiteral("s.tif")));
+    action("savePicture").trigger();
+    auto& message = childOf<CzElidedLabel>(*window, "messageText");
+    ASSERT_TRUE(waitFor([&] { return message.text().endsWith(QStringLiteral("s.tif")); }));
+    EXPECT_TRUE(waitFor([&] { return message.isVisible() && message.width() > 100; }));
+    window->resize(2000, 700);
+    EXPECT_TRUE(waitFor([&] { return isSeen("messageText"); })) << isSeen("messageText").message();
+    EXPECT_FALSE(message.toolTip().contains(message.text()));
+
+    answerFileDialog(path(name + QStringLiteral(".tif")));
+    action("savePicture").trigger();
+    const int narrowest = window->minimumSizeHint().width();
+    window->resize(1000, 700);
+    EXPECT_TRUE(waitFor([&] { return message.text().contains(name) && message.isElided(); }));
+    EXPECT_TRUE(message.toolTip().contains(name));
+    EXPECT_EQ(window->minimumSizeHint().width(), narrowest) << "the window does not grow for it";
+}
+
+TEST_F(MainWindow, FramesThatElementsKeepAndBuffersThatAreRefusedAreTold) {
+    auto element = std::make_unique<ScriptedElement>();
+    std::vector<SzPicBuf> buffers; // the worker's
+    element->process = [&, frames = 0](ScriptedElement& self, IzChainData* input) mutable -> IzChainData* {
+        const SzPicBufInfo& format = static_cast<CzImageData*>(input)->picBuf();
+        ++frames;
+        for (SzPicBuf buffer;
+             frames == 1 && CzPicBufAPI::AllocPicBufFromPool(self.pool(), &self, buffer, format, false);
+             buffer = SzPicBuf())
+            buffers.push_back(buffer);
+        delete input;
+        return nullptr;
+    };
+    element->onSetupStop = [&] {
+        for (SzPicBuf& buffer : buffers)
+            CzPicBufAPI::FreePicBuf(buffer, true);
+        buffers.clear();
+    };
+    EXPECT_FALSE(text("lossText").contains(QStringLiteral("kept")));
+    session().insert(0, std::move(element));
+    window->openScene(QStringLiteral("mono"));
+    EXPECT_TRUE(waitFor([&] { return text("lossText").contains(QStringLiteral(" kept")); }));
+    EXPECT_TRUE(waitFor([&] { return text("poolText").contains(QStringLiteral(" refused")); }));
+    EXPECT_TRUE(childOf<QLabel>(*window, "poolText").toolTip().contains(QStringLiteral("refused")));
+    session().setRunning(false);
+    EXPECT_TRUE(waitFor([&] { return isStopped(); }));
+}
+
+// ---- Keys ----
+
+/// A key, and the texts that have it.
+using Mnemonics = QMap<QString, QStringList>;
+
+void addMnemonic(Mnemonics& keys, const QString& text) {
+    if (const QKeySequence key = QKeySequence::mnemonic(text); !key.isEmpty())
+        keys[key.toString()].append(text);
+}
+
+testing::AssertionResult haveKeysOfTheirOwn(const Mnemonics& keys) {
+    for (const QStringList& texts : keys)
+        if (texts.size() > 1)
+            return testing::AssertionFailure() << texts.join(QLatin1String(", ")).toStdString();
+    return testing::AssertionSuccess();
+}
+
+TEST_F(MainWindow, NoTwoThingsHaveTheSameKey) {
+    Mnemonics inWindow;
+    for (const QAction* const menu : window->menuBar()->actions())
+        addMnemonic(inWindow, menu->text());
+    for (const QMenu* const menu : window->findChildren<QMenu*>()) {
+        Mnemonics inMenu;
+        for (const QAction* const entry : menu->actions())
+            addMnemonic(inMenu, entry->text());
+        EXPECT_TRUE(haveKeysOfTheirOwn(inMenu)) << menu->title().toStdString();
+    }
+    for (const QAbstractButton* const button : window->findChildren<QAbstractButton*>())
+        addMnemonic(inWindow, button->text());
+    for (const QLabel* const label : window->findChildren<QLabel*>())
+        if (label->buddy())
+            addMnemonic(inWindow, label->text());
+    for (const QGroupBox* const group : window->findChildren<QGroupBox*>())
+        addMnemonic(inWindow, group->title());
+    EXPECT_GT(inWindow.size(), 10);
+    EXPECT_TRUE(haveKeysOfTheirOwn(inWindow));
+}
+
+TEST_F(MainWindow, AnAmpersandOfACaptionIsNoKey) {
+    session().insert(0, std::make_unique<AmpersandElement>());
+    EXPECT_TRUE(waitFor([&] { return action("undo").text() == QStringLiteral("&Undo Add Black && White"); }))
+        << action("undo").text().toStdString();
 }
 
 TEST_F(MainWindow, DoesNotRecordWithoutAFolder) {
@@ -788,6 +965,42 @@ TEST_F(MainWindow, SettingsOfAnElementThatHangsAreMadeWhenItIsThrough) {
     gate.open();
     EXPECT_TRUE(waitFor([&] { return hanging->level == 1 && isRunning() && shows(64, 48); }));
     EXPECT_EQ(hanging->waits, 0);
+}
+
+TEST_F(MainWindow, WritesWhatWasRecordedBeforeItLeavesAFrameThatHangs) {
+    Gate disk;
+    auto element = std::make_unique<ScriptedElement>();
+    element->process = [this, &disk, frames = 0](ScriptedElement&,
+                                                 IzChainData* input) mutable -> IzChainData* {
+        if (++frames > 1) {
+            gate.pass();
+            return input;
+        }
+        delete input;
+        return new HeldPicture(disk);
+    };
+    session().insert(0, std::move(element));
+    const QString folder = path(QStringLiteral("recorded"));
+    startRecording(folder);
+    window->openScene(QStringLiteral("mono"));
+    gate.awaitArrival();
+    disk.awaitArrival();
+    QSignalSpy abandoned(window.get(), &CzMainWindow::abandoned);
+    answerDialog(QStringLiteral("unsaved"), QMessageBox::Discard);
+    window->close();
+    bool answered = false;
+    whenDialogOpens(QStringLiteral("hangs"), [&](QDialog& box) {
+        QTest::mouseClick(static_cast<QMessageBox&>(box).button(QMessageBox::Yes), Qt::LeftButton);
+        answered = true;
+    });
+    ASSERT_TRUE(waitFor([&] { return answered; }));
+    const QString before = text("stateText"); // with the seconds for which the frame hangs
+    ASSERT_TRUE(waitFor([&] { return text("stateText") != before; }));
+    EXPECT_TRUE(abandoned.isEmpty());
+    disk.open();
+    EXPECT_TRUE(waitFor([&] { return abandoned.size() == 1; }));
+    EXPECT_TRUE(QFile::exists(folder + QStringLiteral("/00001.tif")));
+    EXPECT_TRUE(hangs());
 }
 
 TEST_F(MainWindow, ClosesWhenTheFrameComesBackWhileItAsks) {

@@ -39,8 +39,9 @@ namespace {
 constexpr int screenPeriodMs = 16;
 constexpr int refreshPeriodMs = 200;
 constexpr int repeatDelayMs = 60; // an element's widget may still be at it
-constexpr int messageMs = 5000;
+constexpr int warningsAtOnce = 5;
 constexpr double hangsAtCloseMs = 5000.0;
+constexpr qint64 writesAtMostMs = 30000;
 
 const QString chainSuffix = QStringLiteral("zuchain");
 
@@ -54,6 +55,19 @@ QStringList localFiles(const QMimeData& data) {
         if (url.isLocalFile())
             paths.append(url.toLocalFile());
     return paths;
+}
+
+/// A folder may have as many of them as files.
+QString firstOf(const QStringList& warnings) {
+    QStringList shown = warnings.mid(0, warningsAtOnce);
+    if (const int more = warnings.size() - shown.size(); more > 0)
+        shown.append(CzMainWindow::tr("… and %1 more").arg(more));
+    return shown.join(QLatin1Char('\n'));
+}
+
+/// A text for a menu in which an ampersand is one, and no key.
+QString withoutKeys(QString text) {
+    return text.replace(QLatin1Char('&'), QLatin1String("&&"));
 }
 
 } // namespace
@@ -72,7 +86,7 @@ CzMainWindow::CzMainWindow(QWidget* parent) : QMainWindow(parent) {
     layout->addWidget(m_picture, 1);
     setCentralWidget(centre);
     m_status = new CzStatusPanel;
-    statusBar()->addPermanentWidget(m_status, 1);
+    statusBar()->addPermanentWidget(m_status, 1); // all of it: messages are the panel's
 
     makeDocks();
     makeMenus();
@@ -251,9 +265,10 @@ void CzMainWindow::connectParts() {
     connect(m_sourcePanel, &CzSourcePanel::openRequested, this, &CzMainWindow::openPicturesDialog);
     connect(m_sourcePanel, &CzSourcePanel::failed, this, &CzMainWindow::showProblem);
     connect(m_sourcePanel, &CzSourcePanel::warned, this,
-            [this](const QStringList& warnings) { showProblem(warnings.join(QLatin1Char('\n'))); });
-    connect(m_sourcePanel, &CzSourcePanel::sidecarsSaved, this, [this] {
-        statusBar()->showMessage(tr("The description was written beside the pictures."), messageMs);
+            [this](const QStringList& warnings) { showProblem(firstOf(warnings)); });
+    connect(m_sourcePanel, &CzSourcePanel::sidecarsSaved, this, [this](int files) {
+        m_status->showMessage(files > 0 ? tr("The description was written beside the pictures.")
+                                        : tr("The files beside the pictures say all this already."));
     });
     connect(m_sourcePanel, &CzSourcePanel::sourceChanged, this, [this] {
         m_chainPanel->setSourceCaption(m_sourcePanel->caption());
@@ -294,8 +309,9 @@ void CzMainWindow::connectParts() {
     connect(m_picture, &CzPictureWidget::scaleChanged, m_status, &CzStatusPanel::showScale);
     connect(&m_recorder, &CzPictureRecorder::failed, this, &CzMainWindow::showProblem);
     connect(&m_recorder, &CzPictureRecorder::saved, this, [this](const QString& path) {
-        statusBar()->showMessage(tr("Saved %1").arg(QDir::toNativeSeparators(path)), messageMs);
+        m_status->showMessage(tr("Saved %1").arg(QDir::toNativeSeparators(path)));
     });
+    connect(&m_recorder, &CzPictureRecorder::recordingEnded, this, &CzMainWindow::tellRecording);
 
     connect(&m_screenTimer, &QTimer::timeout, this, &CzMainWindow::showNewest);
     m_screenTimer.start(screenPeriodMs);
@@ -365,20 +381,22 @@ void CzMainWindow::refresh() {
     m_status->showChain(m_session, figures, m_tap.skipped());
     m_run->setChecked(m_session.isWanted());
     m_record->setChecked(m_recorder.isRecording());
-    if (m_recorder.isRecording())
-        statusBar()->showMessage(
-            tr("Recording: %1 written, %2 lost").arg(m_recorder.recorded()).arg(m_recorder.dropped()),
-            2 * refreshPeriodMs);
+    m_status->setLastingMessage(
+        m_recorder.isRecording()
+            ? tr("Recording: %1 written, %2 lost").arg(m_recorder.recorded()).arg(m_recorder.dropped())
+            : QString());
     m_undo->setEnabled(m_session.undoStack().canUndo());
     m_redo->setEnabled(m_session.undoStack().canRedo());
-    m_undo->setText(tr("&Undo %1").arg(m_session.undoStack().undoText()).trimmed());
-    m_redo->setText(tr("&Redo %1").arg(m_session.undoStack().redoText()).trimmed());
+    m_undo->setText(tr("&Undo %1").arg(withoutKeys(m_session.undoStack().undoText())).trimmed());
+    m_redo->setText(tr("&Redo %1").arg(withoutKeys(m_session.undoStack().redoText())).trimmed());
     m_picture->setPlaceholder(placeholder());
     refreshTitle();
     if (m_closing)
         offerToAbandon();
     else if (m_touched)
         rememberChain();
+    if (m_sinceAbandoned.isValid())
+        abandonWhenWritten();
 }
 
 QString CzMainWindow::placeholder() const {
@@ -494,6 +512,15 @@ void CzMainWindow::toggleRecording() {
     m_record->setChecked(m_recorder.isRecording());
 }
 
+void CzMainWindow::tellRecording(int recorded, int lost, const QString& error) {
+    if (lost == 0)
+        return m_status->showMessage(tr("Recorded: %1 written, none lost").arg(recorded));
+    const QString counts =
+        tr("The recording is not complete: %1 pictures were written, %2 were lost.").arg(recorded).arg(lost);
+    showProblem(error.isEmpty() ? tr("%1 They came faster than the disk takes them.").arg(counts)
+                                : tr("%1 It ended because of this: %2").arg(counts, error));
+}
+
 void CzMainWindow::copyView() {
     QApplication::clipboard()->setImage(m_picture->image());
 }
@@ -512,9 +539,8 @@ void CzMainWindow::fillRecentChains() {
         m_recentChains->addSeparator();
     }
     for (const QString& path : rememberedChainFiles()) {
-        QString text = QDir::toNativeSeparators(path);
-        text.replace(QLatin1Char('&'), QLatin1String("&&")); // no key of a menu
-        m_recentChains->addAction(text, this, [this, path] { openPaths({path}); });
+        m_recentChains->addAction(withoutKeys(QDir::toNativeSeparators(path)), this,
+                                  [this, path] { openPaths({path}); });
     }
     if (m_recentChains->isEmpty())
         m_recentChains->addAction(tr("None yet"))->setEnabled(false);
@@ -598,14 +624,24 @@ void CzMainWindow::offerToAbandon() {
     box->setObjectName(QStringLiteral("hangs"));
     box->setAttribute(Qt::WA_DeleteOnClose);
     connect(box, &QMessageBox::finished, this, [this, caption](int answer) {
-        if (answer == QMessageBox::Yes)
-            emit abandoned();
-        else
+        if (answer == QMessageBox::Yes) {
+            m_recorder.stop();
+            m_sinceAbandoned.start();
+        } else {
             showProblem(tr("The window closes when %1 is through with its frame. To quit without waiting "
                            "for it, close the window once more.")
                             .arg(caption));
+        }
     });
     box->open(); // the window goes on looking whether the frame comes back
+}
+
+void CzMainWindow::abandonWhenWritten() {
+    const bool isWritten = !m_recorder.isWriting() || m_sinceAbandoned.hasExpired(writesAtMostMs);
+    if (!isWritten || m_session.state() == CzChainSession::EzState::Stopped)
+        return; // or it came back
+    m_sinceAbandoned.invalidate();
+    emit abandoned();
 }
 
 // ---- Drag and drop ----

@@ -7,6 +7,7 @@
 #include "LinkTap.h"
 #include "PictureRecorder.h"
 
+#include <QElapsedTimer>
 #include <QMainWindow>
 #include <QStringList>
 #include <QTimer>
@@ -64,7 +65,8 @@ public:
 
 signals:
     /// The window was closed, a frame hangs, and the user does not want to wait for it. The worker cannot be
-    /// ended: nothing but leaving the process at once is left. Everything is saved.
+    /// ended: nothing but leaving the process at once is left. Everything is saved, also what was recorded,
+    /// unless the disk did not come to an end with it for half a minute.
     void abandoned();
 
 protected:
@@ -103,12 +105,14 @@ private:
     bool saveChainAs();
     void savePicture();
     void toggleRecording();
+    void tellRecording(int recorded, int lost, const QString& error);
     void copyView();
     void rememberPath();
     void fillRecentChains();
     void openChainSetAside();
     void rememberChain();
     void offerToAbandon();
+    void abandonWhenWritten();
 
     CzLinkTap m_tap;
     CzChainMonitor m_monitor;
@@ -151,4 +155,5 @@ private:
     bool m_touched = false;   ///< settings may have changed that are not remembered yet
     bool m_closing = false;
     bool m_abandonOffered = false;
+    QElapsedTimer m_sinceAbandoned; ///< runs when the user does not want to wait for a frame that hangs
 };

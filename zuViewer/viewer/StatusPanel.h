@@ -3,34 +3,43 @@
 
 #include "ChainMonitor.h"
 
+#include <QTimer>
 #include <QWidget>
 
 class CzChainSession;
+class CzElidedLabel;
 class QHBoxLayout;
-class QLabel;
 
-/// What the window's status bar tells: the pixel under the cursor, the scale, and how the chain is doing.
+/// What the window's status bar tells: the pixel under the cursor, what has just been done, the scale, and
+/// how the chain is doing.
 class CzStatusPanel : public QWidget {
     Q_OBJECT
 public:
     explicit CzStatusPanel(QWidget* parent = nullptr);
 
     void showPixel(const QString& description);
+    /// For some seconds.
+    void showMessage(const QString& message);
+    /// While there is no other message; empty: nothing.
+    void setLastingMessage(const QString& message);
     /// Screen pixels per picture pixel.
     void showScale(double scale);
     /// notShown: pictures that the screen had no time for.
     void showChain(const CzChainSession& session, const SzChainFigures& figures, std::uint64_t notShown);
 
 private:
-    QLabel* addLabel(const char* name, const QString& toolTip);
+    CzElidedLabel* addLabel(const char* name, const QString& toolTip);
 
     QHBoxLayout* m_layout;
-    QLabel* m_pixel;
-    QLabel* m_scale;
-    QLabel* m_rate;
-    QLabel* m_losses;
-    QLabel* m_pool;
-    QLabel* m_state;
+    CzElidedLabel* m_pixel;
+    CzElidedLabel* m_message;
+    CzElidedLabel* m_scale;
+    CzElidedLabel* m_rate;
+    CzElidedLabel* m_losses;
+    CzElidedLabel* m_pool;
+    CzElidedLabel* m_state;
+    QTimer m_messageTimer;
+    QString m_lastingMessage;
 };
 
 /// From when on a frame counts as hanging, in milliseconds.

@@ -394,6 +394,21 @@ TEST_F(ConfigurationPanelTest, WhatWasTypedTakesEffectWhenTheFocusLeaves) {
     EXPECT_EQ(2, element->widgetsMade);
 }
 
+TEST_F(ConfigurationPanelTest, NothingOvertakesWhatIsHeldWhenTheChainHasJustStopped) {
+    AdjustableElement* const element = addAndHang(1);
+    auto* const level = inWidget<QSpinBox>("level");
+    level->setFocus();
+    level->selectAll();
+    QTest::keyClick(level, Qt::Key_1);
+    m_gate.open();
+    while (!m_session.chain().stopped()) // nobody has looked yet
+        QTest::qSleep(1);
+    QTest::keyClick(level, Qt::Key_2);
+    ASSERT_TRUE(goesOn());
+    EXPECT_EQ(12, element->level);
+    EXPECT_EQ(0, element->waits);
+}
+
 TEST_F(ConfigurationPanelTest, WhatChangesNothingDoesNotInterruptTheChain) {
     AdjustableElement* const element = addAndHang(1);
     const int setups = element->setupStarts;
@@ -403,6 +418,13 @@ TEST_F(ConfigurationPanelTest, WhatChangesNothingDoesNotInterruptTheChain) {
     QTest::keyPress(level, Qt::Key_Control);
     QTest::keyRelease(level, Qt::Key_Control);
     QTest::keyRelease(level, Qt::Key_F8); // was pressed as a shortcut
+    QTest::keyClick(level, Qt::Key_Tab);
+    EXPECT_FALSE(level->hasFocus());
+    QWidget* const ground = m_panel.elementWidget();
+    QTest::mouseClick(ground, Qt::LeftButton, {}, QPoint(1, 1));
+    QWheelEvent wheel(QPoint(1, 1), ground->mapToGlobal(QPoint(1, 1)), QPoint(), QPoint(0, -120),
+                      Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(ground, &wheel);
     m_panel.findChild<QTextBrowser*>(QStringLiteral("help"))->setFocus();
     QTest::mouseClick(m_panel.findChild<QLabel*>(QStringLiteral("caption")), Qt::LeftButton);
     QCoreApplication::processEvents();

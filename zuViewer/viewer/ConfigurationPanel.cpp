@@ -9,11 +9,13 @@
 #include <QAbstractSpinBox>
 #include <QApplication>
 #include <QContextMenuEvent>
+#include <QGroupBox>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QMouseEvent>
 #include <QScopedValueRollback>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QShortcutEvent>
 #include <QStyle>
 #include <QTextBrowser>
@@ -65,9 +67,26 @@ const QKeyEvent& asKey(const QEvent& event) {
     return static_cast<const QKeyEvent&>(event);
 }
 
+bool movesFocus(int key) {
+    return key == Qt::Key_Tab || key == Qt::Key_Backtab;
+}
+
 bool isModifier(int key) {
     return key == Qt::Key_Shift || key == Qt::Key_Control || key == Qt::Key_Alt || key == Qt::Key_AltGr ||
            key == Qt::Key_Meta;
+}
+
+/// What takes clicks and wheels for no setting: what arranges widgets or describes them, and the bars of
+/// views.
+bool isGround(const QObject& target) {
+    if (const auto* const group = qobject_cast<const QGroupBox*>(&target))
+        return !group->isCheckable();
+    if (const auto* const label = qobject_cast<const QLabel*>(&target))
+        return !label->textInteractionFlags().testFlag(Qt::LinksAccessibleByMouse);
+    if (qobject_cast<const QScrollBar*>(&target))
+        return qobject_cast<const QAbstractScrollArea*>(target.parent()->parent());
+    const auto* const widget = qobject_cast<const QWidget*>(&target);
+    return widget && widget->layout();
 }
 
 /// Whether it comes again by itself.
@@ -220,14 +239,18 @@ bool CzConfigurationPanel::isInElementWidget(const QObject* object) const {
 }
 
 bool CzConfigurationPanel::mayChangeElement(const QObject& target, const QEvent& event) {
+    // What changes nothing by itself goes behind what it follows.
     switch (event.type()) {
     case QEvent::MouseMove:
-        return static_cast<const QMouseEvent&>(event).buttons() != Qt::NoButton;
+        return static_cast<const QMouseEvent&>(event).buttons() != Qt::NoButton &&
+               (!isGround(target) || !m_held.empty());
     case QEvent::ShortcutOverride: // lists that popped up choose with it
         return QApplication::activePopupWidget();
     case QEvent::KeyPress:
         if (isModifier(asKey(event).key()))
             return false;
+        if (movesFocus(asKey(event).key()))
+            return !m_held.empty();
         m_keysDown.insert(asKey(event).key());
         m_isTypedInto |= !asKey(event).text().isEmpty();
         return true;
@@ -236,7 +259,7 @@ bool CzConfigurationPanel::mayChangeElement(const QObject& target, const QEvent&
     case QEvent::InputMethod:
         m_isTypedInto = true;
         return true;
-    case QEvent::FocusIn: // behind what it follows
+    case QEvent::FocusIn:
         return !m_held.empty();
     case QEvent::FocusOut:
         return std::exchange(m_isTypedInto, false) || !m_held.empty();
@@ -244,7 +267,7 @@ bool CzConfigurationPanel::mayChangeElement(const QObject& target, const QEvent&
         return qobject_cast<const QAbstractSpinBox*>(&target) ||
                qobject_cast<const QAbstractSlider*>(&target) || qobject_cast<const QAbstractButton*>(&target);
     default:
-        return true;
+        return !isGround(target) || !m_held.empty();
     }
 }
 
@@ -272,12 +295,16 @@ void CzConfigurationPanel::sendHeld() {
     {
         // Also in the event loop of a dialog that is opened by one of them.
         const QScopedValueRollback<bool> sending(m_isSending, true);
+        // Done before the window was disabled, which takes nothing any more.
+        const bool wasEnabled = window()->isEnabled();
+        window()->setEnabled(true);
         while (!m_held.empty()) {
             const SzHeld held = std::move(m_held.front());
             m_held.pop_front();
             if (held.target) // may have gone with one before
                 QCoreApplication::sendEvent(held.target, held.event.get());
         }
+        window()->setEnabled(wasEnabled);
     }
     m_waiting->hide();
     if (std::exchange(m_buildsAfterwards, false))
@@ -290,7 +317,8 @@ bool CzConfigurationPanel::eventFilter(QObject* watched, QEvent* event) {
         fitWidth(); // another row is shown, say
     } else if (!m_isSending && copierOf(event->type()) && isInElementWidget(watched) &&
                !closesPopup(*watched, *event) && mayChangeElement(*watched, *event)) {
-        if (!m_session.chain().stopped()) {
+        // Nothing overtakes what is held, also when the chain has come to its stop meanwhile.
+        if (!m_held.empty() || !m_session.chain().stopped()) {
             hold(*watched, *event);
             return true;
         }

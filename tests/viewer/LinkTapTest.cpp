@@ -152,6 +152,18 @@ TEST_F(LinkTapTest, ClearingForgetsPicturesAndGoesOnWatching) {
     EXPECT_EQ(3, taken(0));
 }
 
+TEST_F(LinkTapTest, WhatTheFrameAtHandStillGivesIsForgottenToo) {
+    m_tap.watch({0, 1});
+    offer(0, 1, last);
+    m_tap.clear();
+    offer(1, 1, last);
+    m_tap.endFrame();
+    EXPECT_EQ(-1, taken(1));
+    EXPECT_EQ(1U, m_tap.skipped());
+    give(1, 2, last);
+    EXPECT_EQ(2, taken(1));
+}
+
 TEST_F(LinkTapTest, PicturesAreTheOwnersOwnAndOutliveTheTap) {
     auto tap = std::make_unique<CzLinkTap>();
     tap->watch({0});

@@ -41,6 +41,7 @@ void CzLinkTap::offer(int link, const IzChainData& output, bool isLast) {
     {
         const std::lock_guard lock(m_mutex);
         m_frames += link == 0 ? 1 : 0;
+        m_isInFrame = true;
         Slot* const slot = slotOf(link);
         if (!slot || !image)
             return;
@@ -61,7 +62,7 @@ void CzLinkTap::offer(int link, const IzChainData& output, bool isLast) {
     Slot* const slot = slotOf(link); // may be watched no more
     if (!slot)
         return;
-    if (!picture) {
+    if (!picture || m_isFrameForgotten) {
         ++m_skipped;
         return;
     }
@@ -73,6 +74,7 @@ void CzLinkTap::offer(int link, const IzChainData& output, bool isLast) {
 void CzLinkTap::endFrame() {
     const std::lock_guard lock(m_mutex);
     m_isFrameWanted.reset();
+    m_isInFrame = m_isFrameForgotten = false;
     for (Slot& slot : m_slots)
         if (slot.coming)
             handOver(slot);
@@ -101,6 +103,7 @@ CzLinkTap::Picture CzLinkTap::take(int link) {
 void CzLinkTap::clear() {
     std::vector<Picture> forgotten; // freed after the lock is gone
     const std::lock_guard lock(m_mutex);
+    m_isFrameForgotten = m_isInFrame;
     for (Slot& slot : m_slots) {
         slot.taken = true;
         forgotten.push_back(std::move(slot.newest));

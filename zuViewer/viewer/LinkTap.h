@@ -43,7 +43,8 @@ public:
     /// be the same link. GUI thread.
     std::pair<Picture, Picture> take(int before, int link);
 
-    /// Forgets all pictures, of a chain that has been composed anew, say. GUI thread.
+    /// Forgets all pictures, those of the frame at hand included, of a source that was replaced, say. GUI
+    /// thread.
     void clear();
 
     /// How many outputs of watched links could never be taken. Any thread.
@@ -65,6 +66,8 @@ private:
     QVector<Slot> m_slots;
     std::uint64_t m_frames = 0;          ///< that have come from the source
     std::optional<bool> m_isFrameWanted; ///< decided once for all links of the frame at hand
+    bool m_isInFrame = false;
+    bool m_isFrameForgotten = false;
     std::uint64_t m_skipped = 0;
     std::shared_ptr<CzMemoryPool> m_pool; // the worker's
 };

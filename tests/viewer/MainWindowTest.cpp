@@ -41,9 +41,13 @@
 #include <QTest>
 #include <QToolButton>
 
-#include <unistd.h>
+#include <malloc.h>
 
 #include <random>
+
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/allocator_interface.h>
+#endif
 
 namespace {
 
@@ -407,7 +411,7 @@ TEST_F(MainWindow, ChainAndPicturesComeBack) {
     window->close();
     EXPECT_TRUE(waitFor([&] { return !window->isVisible(); }));
     makeWindow();
-    window->restoreChain();
+    window->begin({}, false);
     EXPECT_EQ(session().path(), chain);
     EXPECT_EQ(session().elements().size(), 1);
     EXPECT_EQ(window->sourcePanel().paths(), QStringList(path(QStringLiteral("scene.tif"))));
@@ -419,7 +423,7 @@ TEST_F(MainWindow, TheSyntheticCameraComesBack) {
     window->close();
     EXPECT_TRUE(waitFor([&] { return !window->isVisible(); }));
     makeWindow();
-    window->restoreChain();
+    window->begin({}, false);
     EXPECT_EQ(window->sourcePanel().scene(), QStringLiteral("bayer"));
 }
 
@@ -430,7 +434,7 @@ TEST_F(MainWindow, DiscardedChangesDoNotComeBack) {
     answerDialog(QStringLiteral("unsaved"), QMessageBox::Discard);
     EXPECT_TRUE(window->close());
     makeWindow();
-    window->restoreChain();
+    window->begin({}, false);
     EXPECT_EQ(session().elements().size(), 1);
     EXPECT_FALSE(session().isModified());
 
@@ -439,7 +443,7 @@ TEST_F(MainWindow, DiscardedChangesDoNotComeBack) {
     answerDialog(QStringLiteral("unsaved"), QMessageBox::Discard);
     EXPECT_TRUE(window->close());
     makeWindow();
-    window->restoreChain();
+    window->begin({}, false);
     EXPECT_TRUE(session().elements().isEmpty());
 }
 
@@ -447,7 +451,7 @@ TEST_F(MainWindow, AnUnsavedChainComesBackAfterACrash) {
     session().insert(0, rotate);
     playScene(QStringLiteral("mono"));
     makeWindow(); // the other one has never been closed
-    window->restoreChain();
+    window->begin({}, false);
     EXPECT_EQ(session().elements().size(), 1);
     EXPECT_EQ(window->sourcePanel().scene(), QStringLiteral("mono"));
 }
@@ -457,7 +461,7 @@ TEST_F(MainWindow, UnsavedChangesOfAFileComeBackAfterACrash) {
     session().insert(1, extract);
     playScene(QStringLiteral("bayer"));
     makeWindow(); // the other one has never been closed
-    window->restoreChain();
+    window->begin({}, false);
     EXPECT_EQ(session().elements().size(), 2);
     EXPECT_EQ(session().path(), path(QStringLiteral("a.zuchain")));
     EXPECT_TRUE(session().isModified());
@@ -482,7 +486,7 @@ TEST_F(MainWindow, AChainThatWasEditedElsewhereIsReadFromItsFile) {
     EXPECT_TRUE(waitFor([&] { return !window->isVisible(); }));
     writeChain(QStringLiteral("a.zuchain"), extract);
     makeWindow();
-    window->restoreChain();
+    window->begin({}, false);
     ASSERT_EQ(session().elements().size(), 1);
     EXPECT_EQ(CzRTTI::uniqueId(*session().elements().first()->metaObject()), extract);
     EXPECT_FALSE(session().isModified());
@@ -494,7 +498,8 @@ TEST_F(MainWindow, AnUnsavedChainThatIsNotWantedAfterACrashCanBeHadLater) {
     playScene(QStringLiteral("mono"));
     makeWindow(); // the other one has never been closed
     answerDialog(QStringLiteral("unclean"), QMessageBox::No);
-    EXPECT_FALSE(window->asksToRestoreChain());
+    window->begin({}, true);
+    EXPECT_TRUE(session().elements().isEmpty());
     playScene(QStringLiteral("bayer")); // another chain is remembered now
     auto& menu = childOf<QMenu>(*window, "recentChains");
     emit menu.aboutToShow();
@@ -514,16 +519,31 @@ TEST_F(MainWindow, ChangesComeBackAfterTheyWereDiscardedForAChainThatCannotBeRea
     open({path(QStringLiteral("missing.zuchain"))});
     window->openScene(QStringLiteral("bayer")); // remembered with the chain, which is still there
     makeWindow();
-    window->restoreChain();
+    window->begin({}, false);
     EXPECT_EQ(session().elements().size(), 1);
     EXPECT_EQ(window->sourcePanel().scene(), QStringLiteral("bayer"));
 }
 
+TEST_F(MainWindow, AnUnsavedChainOfACrashIsNotLostToFilesOfTheNextStart) {
+    const QString scene = writeScene(QStringLiteral("scene.tif"), QStringLiteral("mono"));
+    session().insert(0, rotate);
+    playScene(QStringLiteral("mono"));
+    makeWindow(); // the other one has never been closed
+    window->begin({scene}, true);
+    EXPECT_TRUE(waitFor([&] { return shows(64, 48); }));
+    auto& menu = childOf<QMenu>(*window, "recentChains");
+    emit menu.aboutToShow();
+    menu.actions().first()->trigger();
+    EXPECT_TRUE(waitFor([&] { return session().elements().size() == 1; }));
+}
+
 TEST_F(MainWindow, AsksWhetherTheLastChainIsWantedAfterACrash) {
-    answerDialog(QStringLiteral("unclean"), QMessageBox::No);
-    EXPECT_FALSE(window->asksToRestoreChain());
+    session().insert(0, rotate);
+    playScene(QStringLiteral("mono"));
+    makeWindow(); // the other one has never been closed
     answerDialog(QStringLiteral("unclean"), QMessageBox::Yes);
-    EXPECT_TRUE(window->asksToRestoreChain());
+    window->begin({}, true);
+    EXPECT_EQ(session().elements().size(), 1);
 }
 
 // ---- What is shown ----
@@ -645,7 +665,9 @@ TEST_F(MainWindow, SaysWhyThereIsNoPicture) {
     refusing->initResult = false;
     session().insert(0, std::move(element));
     window->openScene(QStringLiteral("mono"));
-    EXPECT_TRUE(waitFor([&] { return picture().placeholder().contains(QStringLiteral("stands still")); }));
+    EXPECT_TRUE(waitFor([&] { return picture().placeholder().contains(QStringLiteral("message above")); }));
+    window->showProblem(QString());
+    EXPECT_TRUE(waitFor([&] { return picture().placeholder().contains(QStringLiteral("Choose Run")); }));
     refusing->initResult = true;
     refusing->process = [](ScriptedElement&, IzChainData*) { return nullptr; };
     window->chainPanel().selectElement(0);
@@ -925,6 +947,64 @@ TEST_F(MainWindow, ClosesAsSoonAsTheFrameAtHandIsThrough) {
     EXPECT_TRUE(isStopped());
 }
 
+TEST_F(MainWindow, ClosesWhileFilesAreBeingOpened) {
+    const QString scene = writeScene(QStringLiteral("scene.tif"), QStringLiteral("mono"));
+    letAFrameHang();
+    ASSERT_TRUE(session().save(path(QStringLiteral("a.zuchain")))); // or it would ask meanwhile
+    window->openPaths({scene});
+    window->close();
+    EXPECT_TRUE(waitFor([&] { return !window->sourcePanel().isOpening(); }));
+    EXPECT_TRUE(window->isVisible());
+    gate.open();
+    EXPECT_TRUE(waitFor([&] { return !window->isVisible(); }));
+    EXPECT_TRUE(isStopped());
+}
+
+TEST_F(MainWindow, AsksForChangesThatWaitedForTheFrameAtHand) {
+    letAFrameHang();
+    ASSERT_TRUE(session().save(path(QStringLiteral("a.zuchain"))));
+    window->chainPanel().selectElement(0);
+    QTest::keyClick(&childOf<QSpinBox>(*window, "level"), Qt::Key_Up);
+    session().insert(1, rotate);
+    EXPECT_FALSE(session().isModified());
+    window->close();
+    answerDialog(QStringLiteral("unsaved"), QMessageBox::Cancel);
+    gate.open();
+    EXPECT_TRUE(waitFor([&] { return isStopped() && window->isEnabled(); }));
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_EQ(session().elements().size(), 2);
+    EXPECT_EQ(hanging->level, 1);
+    answerDialog(QStringLiteral("unsaved"), QMessageBox::Save);
+    EXPECT_TRUE(window->close());
+    EXPECT_FALSE(session().isModified());
+}
+
+TEST_F(MainWindow, StaysWhenWhatWasRecordedCannotBeWritten) {
+    Gate disk;
+    auto element = std::make_unique<ScriptedElement>();
+    element->process = [&disk](ScriptedElement&, IzChainData* input) -> IzChainData* {
+        delete input;
+        return new HeldPicture(disk);
+    };
+    session().insert(0, std::move(element));
+    const QString folder = path(QStringLiteral("recorded"));
+    startRecording(folder);
+    window->openScene(QStringLiteral("mono"));
+    disk.awaitArrival();
+    answerDialog(QStringLiteral("unsaved"), QMessageBox::Discard);
+    window->close();
+    EXPECT_TRUE(waitFor([&] { return isStopped(); }));
+    EXPECT_TRUE(window->isVisible()) << "while it writes";
+    EXPECT_TRUE(waitFor([&] { return text("messageText").startsWith(QStringLiteral("Writing")); }));
+    EXPECT_TRUE(QDir(folder).removeRecursively());
+    disk.open();
+    EXPECT_TRUE(waitFor([&] { return window->isEnabled(); }));
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_TRUE(problem().contains(QStringLiteral("not complete"))) << problem().toStdString();
+    answerDialog(QStringLiteral("unsaved"), QMessageBox::Discard);
+    EXPECT_TRUE(window->close());
+}
+
 TEST_F(MainWindow, OffersToQuitWithoutWaitingForAFrameThatHangs) {
     letAFrameHang();
     QSignalSpy abandoned(window.get(), &CzMainWindow::abandoned);
@@ -1040,11 +1120,14 @@ TEST_F(MainWindow, ATourThatDoesNotExistIsNone) {
 
 // ---- Random clicks ----
 
-/// The memory of this process, in bytes.
-double residentSize() {
-    QFile file(QStringLiteral("/proc/self/statm"));
-    EXPECT_TRUE(file.open(QIODevice::ReadOnly));
-    return file.readAll().split(' ').value(1).toDouble() * double(sysconf(_SC_PAGESIZE));
+/// The memory that this process has allocated and not freed, in bytes.
+double allocatedMemory() {
+#ifdef __SANITIZE_ADDRESS__
+    return double(__sanitizer_get_current_allocated_bytes()); // without what the sanitizer itself keeps
+#else
+    const struct mallinfo2 info = mallinfo2();
+    return double(info.uordblks) + double(info.hblkhd);
+#endif
 }
 
 /// Clicks, keys and wheel turns all over the window, for ZU_SOAK_SECONDS (2 unless set) seconds. Dialogs that
@@ -1093,7 +1176,7 @@ TEST_F(MainWindow, StandsRandomClicks) {
     double warm = 0.0; // the memory after a third of the time
     while (!time.hasExpired(1000LL * seconds)) {
         if (warm == 0.0 && time.hasExpired(1000LL * seconds / 3))
-            warm = residentSize();
+            warm = allocatedMemory();
         if (action("record").isChecked())
             action("record").trigger(); // or the disk would fill
         const QPoint place(below(window->width()), below(window->height()));
@@ -1136,7 +1219,7 @@ TEST_F(MainWindow, StandsRandomClicks) {
                                            QEvent::DeferredDelete); // what the program's loop does itself
     }
     EXPECT_GT(clicks, 20);
-    const double end = residentSize();
+    const double end = allocatedMemory();
     RecordProperty("warmMiB", int(warm / 1048576.0));
     RecordProperty("endMiB", int(end / 1048576.0));
     if (seconds >= 300) {

@@ -28,6 +28,7 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QScreen>
 #include <QScrollArea>
 #include <QStatusBar>
 #include <QVBoxLayout>
@@ -36,7 +37,6 @@
 
 namespace {
 
-constexpr int screenPeriodMs = 16;
 constexpr int refreshPeriodMs = 200;
 constexpr int repeatDelayMs = 60; // an element's widget may still be at it
 constexpr int warningsAtOnce = 5;
@@ -55,6 +55,10 @@ QStringList localFiles(const QMimeData& data) {
         if (url.isLocalFile())
             paths.append(url.toLocalFile());
     return paths;
+}
+
+int screenPeriodMs() {
+    return std::max(1, static_cast<int>(1000.0 / QGuiApplication::primaryScreen()->refreshRate()));
 }
 
 /// A folder may have as many of them as files.
@@ -254,11 +258,7 @@ void CzMainWindow::connectChain() {
         rememberChain(); // for the case that it brings everything down
         repeatIfPaused();
     });
-    connect(&m_session, &CzChainSession::stateChanged, this, [this] {
-        refresh();
-        if (m_closing)
-            close();
-    });
+    connect(&m_session, &CzChainSession::stateChanged, this, &CzMainWindow::refresh);
 }
 
 void CzMainWindow::connectParts() {
@@ -273,7 +273,8 @@ void CzMainWindow::connectParts() {
     connect(m_sourcePanel, &CzSourcePanel::sourceChanged, this, [this] {
         m_chainPanel->setSourceCaption(m_sourcePanel->caption());
         m_tap.clear();
-        m_session.setRunning(true);
+        if (!m_closing)
+            m_session.setRunning(true);
         rememberChain();
     });
     connect(m_chainPanel, &CzChainPanel::selectionChanged, this, [this](int element) {
@@ -307,14 +308,14 @@ void CzMainWindow::connectParts() {
         showSpectrum();
     });
     connect(m_picture, &CzPictureWidget::scaleChanged, m_status, &CzStatusPanel::showScale);
-    connect(&m_recorder, &CzPictureRecorder::failed, this, &CzMainWindow::showProblem);
+    connect(&m_recorder, &CzPictureRecorder::failed, this, &CzMainWindow::showLoss);
     connect(&m_recorder, &CzPictureRecorder::saved, this, [this](const QString& path) {
         m_status->showMessage(tr("Saved %1").arg(QDir::toNativeSeparators(path)));
     });
     connect(&m_recorder, &CzPictureRecorder::recordingEnded, this, &CzMainWindow::tellRecording);
 
     connect(&m_screenTimer, &QTimer::timeout, this, &CzMainWindow::showNewest);
-    m_screenTimer.start(screenPeriodMs);
+    m_screenTimer.start(screenPeriodMs());
     connect(&m_refreshTimer, &QTimer::timeout, this, &CzMainWindow::refresh);
     m_refreshTimer.start(refreshPeriodMs);
     m_repeatTimer.setSingleShot(true);
@@ -381,17 +382,16 @@ void CzMainWindow::refresh() {
     m_status->showChain(m_session, figures, m_tap.skipped());
     m_run->setChecked(m_session.isWanted());
     m_record->setChecked(m_recorder.isRecording());
-    m_status->setLastingMessage(
-        m_recorder.isRecording()
-            ? tr("Recording: %1 written, %2 lost").arg(m_recorder.recorded()).arg(m_recorder.dropped())
-            : QString());
+    m_status->setLastingMessage(recordingText());
     m_undo->setEnabled(m_session.undoStack().canUndo());
     m_redo->setEnabled(m_session.undoStack().canRedo());
     m_undo->setText(tr("&Undo %1").arg(withoutKeys(m_session.undoStack().undoText())).trimmed());
     m_redo->setText(tr("&Redo %1").arg(withoutKeys(m_session.undoStack().redoText())).trimmed());
     m_picture->setPlaceholder(placeholder());
     refreshTitle();
-    if (m_closing)
+    if (m_closing && !isBusy())
+        close();
+    else if (m_closing)
         offerToAbandon();
     else if (m_touched)
         rememberChain();
@@ -399,11 +399,19 @@ void CzMainWindow::refresh() {
         abandonWhenWritten();
 }
 
+QString CzMainWindow::recordingText() const {
+    if (m_recorder.isRecording())
+        return tr("Recording: %1 written, %2 lost").arg(m_recorder.recorded()).arg(m_recorder.dropped());
+    return m_closing && m_recorder.isWriting() ? tr("Writing what was recorded…") : QString();
+}
+
 QString CzMainWindow::placeholder() const {
     if (!m_player.supply())
         return tr("No picture yet.\nOpen or drop pictures, or choose a scene.");
-    return m_session.isWanted() ? tr("No picture has come here yet.")
-                                : tr("The chain stands still.\nChoose Run to start it.");
+    if (m_session.isWanted())
+        return tr("No picture has come here yet.");
+    return m_problem->problem().isEmpty() ? tr("The chain stands still.\nChoose Run to start it.")
+                                          : tr("The chain stands still.\nThe message above says why.");
 }
 
 void CzMainWindow::refreshTitle() {
@@ -415,6 +423,13 @@ void CzMainWindow::refreshTitle() {
 
 void CzMainWindow::showProblem(const QString& text) {
     m_problem->showProblem(text);
+}
+
+/// Pictures that could not be written. A window that is being closed stays, so that somebody reads it.
+void CzMainWindow::showLoss(const QString& text) {
+    showProblem(text);
+    if (m_closing)
+        stayOpen();
 }
 
 // ---- Files ----
@@ -517,8 +532,8 @@ void CzMainWindow::tellRecording(int recorded, int lost, const QString& error) {
         return m_status->showMessage(tr("Recorded: %1 written, none lost").arg(recorded));
     const QString counts =
         tr("The recording is not complete: %1 pictures were written, %2 were lost.").arg(recorded).arg(lost);
-    showProblem(error.isEmpty() ? tr("%1 They came faster than the disk takes them.").arg(counts)
-                                : tr("%1 It ended because of this: %2").arg(counts, error));
+    showLoss(error.isEmpty() ? tr("%1 They came faster than the disk takes them.").arg(counts)
+                             : tr("%1 It ended because of this: %2").arg(counts, error));
 }
 
 void CzMainWindow::copyView() {
@@ -560,6 +575,18 @@ void CzMainWindow::restoreLayout() {
     restoreRememberedLayout(*this);
 }
 
+void CzMainWindow::begin(const QStringList& paths, bool lastRunWasUnclean) {
+    if (!paths.isEmpty()) {
+        if (lastRunWasUnclean)
+            setRememberedChainAside();
+        openPaths(paths);
+    } else if (!lastRunWasUnclean || asksToRestoreChain()) {
+        restoreChain();
+    } else {
+        setRememberedChainAside();
+    }
+}
+
 void CzMainWindow::restoreChain() {
     const SzRememberedWork work = rememberedWork();
     if (!work.chain.text.isEmpty())
@@ -578,10 +605,7 @@ bool CzMainWindow::asksToRestoreChain() {
                        "source all the same?"),
                     QMessageBox::Yes | QMessageBox::No, this);
     box.setObjectName(QStringLiteral("unclean"));
-    if (box.exec() == QMessageBox::Yes)
-        return true;
-    setRememberedChainAside();
-    return false;
+    return box.exec() == QMessageBox::Yes;
 }
 
 void CzMainWindow::rememberChain() {
@@ -594,21 +618,39 @@ void CzMainWindow::rememberChain() {
 }
 
 void CzMainWindow::closeEvent(QCloseEvent* event) {
+    event->ignore();
     if (!m_closing) {
         if (!mayDiscardChain())
-            return event->ignore();
+            return;
         m_closing = true;
+        setEnabled(false);
         rememberLayout(*this);
         rememberChain();
         m_player.pause();
+        m_recorder.stop();
         m_session.setRunning(false);
     }
-    if (m_session.state() == CzChainSession::EzState::Stopped)
-        return event->accept();
-    // Closed when the frame at hand is through.
-    setEnabled(false);
-    event->ignore();
     m_abandonOffered = false; // who closes it once more is asked once more
+    if (isBusy())
+        return; // closed when the frame at hand is through and all is written
+    QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
+    if (!m_closing)
+        return; // not all was written
+    // What waited for the frame has changed the chain since the user was asked.
+    if (!m_discarded && !mayDiscardChain())
+        return stayOpen();
+    rememberChain();
+    event->accept();
+}
+
+/// Whether a window that is being closed still has something to do.
+bool CzMainWindow::isBusy() const {
+    return m_session.state() != CzChainSession::EzState::Stopped || m_recorder.isWriting();
+}
+
+void CzMainWindow::stayOpen() {
+    m_closing = false;
+    setEnabled(true);
 }
 
 void CzMainWindow::offerToAbandon() {
@@ -624,14 +666,12 @@ void CzMainWindow::offerToAbandon() {
     box->setObjectName(QStringLiteral("hangs"));
     box->setAttribute(Qt::WA_DeleteOnClose);
     connect(box, &QMessageBox::finished, this, [this, caption](int answer) {
-        if (answer == QMessageBox::Yes) {
-            m_recorder.stop();
+        if (answer == QMessageBox::Yes)
             m_sinceAbandoned.start();
-        } else {
+        else
             showProblem(tr("The window closes when %1 is through with its frame. To quit without waiting "
                            "for it, close the window once more.")
                             .arg(caption));
-        }
     });
     box->open(); // the window goes on looking whether the frame comes back
 }

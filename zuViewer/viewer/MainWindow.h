@@ -41,12 +41,11 @@ public:
 
     /// The places and sizes that the window and its parts had when it was closed.
     void restoreLayout();
-    /// The chain and the source that were there last: saved chains as they are in their files, unsaved ones
-    /// as they were when they were last run.
-    void restoreChain();
-    /// Whether the user, whom it tells that the last run ended in the middle, wants the last chain all the
-    /// same. One that was not saved is offered among the recent chains when not.
-    bool asksToRestoreChain();
+    /// Opens these. Without any, the chain and the source that were there last: saved chains as they are in
+    /// their files, unsaved ones as they were when they were last run. When the last run ended in the middle
+    /// the user is asked first; a chain that was not saved and is not wanted now is offered among the recent
+    /// chains.
+    void begin(const QStringList& paths, bool lastRunWasUnclean);
 
     CzChainSession& session() { return m_session; }
     CzFramePlayer& player() { return m_player; }
@@ -86,8 +85,10 @@ private:
     void showNewest();
     void refresh();
     void refreshTitle();
+    QString recordingText() const;
     QString placeholder() const;
 
+    void showLoss(const QString& text);
     void watchSelected();
     void repeatIfPaused();
     void describeCursor();
@@ -110,7 +111,11 @@ private:
     void rememberPath();
     void fillRecentChains();
     void openChainSetAside();
+    void restoreChain();
+    bool asksToRestoreChain();
     void rememberChain();
+    bool isBusy() const;
+    void stayOpen();
     void offerToAbandon();
     void abandonWhenWritten();
 

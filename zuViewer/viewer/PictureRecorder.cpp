@@ -93,7 +93,8 @@ struct CzPictureRecorder::Private {
     const std::uint64_t memory;
     mutable std::mutex mutex; // guards what follows; never held while a picture is copied or written
     std::condition_variable changed;
-    std::deque<Job> jobs; ///< the first one is at work
+    std::deque<Job> jobs;   ///< the first one is at work
+    bool isTelling = false; ///< what became of a picture
     bool ends = false;
     std::shared_ptr<Sequence> sequence; ///< the last that was started
     int waiting = 0;                    ///< pictures of all sequences
@@ -150,6 +151,7 @@ void CzPictureRecorder::Private::work() {
             isLast = !job.sequence->isRunning && job.sequence->waiting == 0;
             ended = *job.sequence;
         }
+        isTelling = true;
         lock.unlock();
         if (isLast)
             tellEnd(ended);
@@ -159,6 +161,7 @@ void CzPictureRecorder::Private::work() {
             emit recorder.failed(error);
         job.picture.reset();
         lock.lock();
+        isTelling = false;
     }
 }
 
@@ -213,7 +216,7 @@ bool CzPictureRecorder::isRecording() const {
 
 bool CzPictureRecorder::isWriting() const {
     const std::lock_guard lock(d->mutex);
-    return !d->jobs.empty();
+    return !d->jobs.empty() || d->isTelling;
 }
 
 void CzPictureRecorder::offer(const IzChainData& result) {

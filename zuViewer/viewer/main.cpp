@@ -93,13 +93,9 @@ int main(int argc, char** argv) {
     const CzLastRun lastRun;
     // The worker of a chain that hangs cannot be ended, and the run counts as unclean.
     QObject::connect(&window, &CzMainWindow::abandoned, [] { std::_Exit(EXIT_FAILURE); });
-    const QStringList files = line.positionalArguments();
     window.restoreLayout();
     window.show();
-    if (!files.isEmpty())
-        window.openPaths(files);
-    else if (!lastRun.wasUnclean() || window.asksToRestoreChain())
-        window.restoreChain();
+    window.begin(line.positionalArguments(), lastRun.wasUnclean());
     if (!refused.isEmpty())
         window.showProblem(refused.join(QLatin1Char('\n')));
     return QApplication::exec();

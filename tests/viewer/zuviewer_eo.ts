@@ -23,4 +23,32 @@
         <translation>strioj</translation>
     </message>
 </context>
+<context>
+    <name>CzMissingElement</name>
+    <message>
+        <source>Missing: %1</source>
+        <translation>Mankas: %1</translation>
+    </message>
+</context>
+<context>
+    <name>CzChainFile</name>
+    <message>
+        <source>expected the element &lt;chain&gt;, found &lt;%1&gt;.</source>
+        <translation>atendis la elementon &lt;chain&gt;, trovis &lt;%1&gt;.</translation>
+    </message>
+</context>
+<context>
+    <name>CzPluginLoader</name>
+    <message>
+        <source>it is no plug-in</source>
+        <translation>ĝi ne estas kromaĵo</translation>
+    </message>
+</context>
+<context>
+    <name>CzRotateImageCnbl</name>
+    <message>
+        <source>Rotate</source>
+        <translation>Turni</translation>
+    </message>
+</context>
 </TS>

@@ -6,7 +6,6 @@
 #include "MissingElement.h"
 #include "RTTI.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QDomDocument>
 #include <QFile>
@@ -25,10 +24,6 @@ const QString kChainTag = QStringLiteral("chain");
 const QString kElementTag = QStringLiteral("chainable");
 const QString kUniqueIdKey = QStringLiteral("uniqueId");
 const QString kVersion = QStringLiteral("1");
-
-QString tr(const char* text) {
-    return QCoreApplication::translate("CzChainFile", text);
-}
 
 QString inFile(const QString& path, const QString& sentence) {
     return QStringLiteral("%1: %2").arg(QDir::toNativeSeparators(path), sentence);

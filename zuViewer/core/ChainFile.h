@@ -4,6 +4,7 @@
 #include "CoreExport.h"
 
 #include <QByteArray>
+#include <QCoreApplication>
 #include <QString>
 #include <QStringList>
 #include <QVector>
@@ -15,6 +16,7 @@ class CzChain;
 /// An element whose class is not loaded stays word for word what it was in the file, through any number of
 /// loads and saves; in the chain a placeholder stands for it, which refuses to run.
 class ZUCORE_EXPORT CzChainFile {
+    Q_DECLARE_TR_FUNCTIONS(CzChainFile)
 public:
     /// Reads chain XML. False, with one sentence that names line and column in error, when it is none.
     bool parse(const QByteArray& xml, QString* error);

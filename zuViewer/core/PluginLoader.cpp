@@ -5,7 +5,6 @@
 #include "Plugin.h"
 #include "RTTI.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QJsonObject>
 #include <QLibrary>
@@ -16,10 +15,6 @@
 namespace {
 
 const QString kInterface = QStringLiteral(CzProcessingPlugin_iid);
-
-QString tr(const char* text) {
-    return QCoreApplication::translate("CzPluginLoader", text);
-}
 
 /// Why the plug-in cannot be used with this core; empty when it can.
 QString initializationError(CzPlugin& plugin) {
@@ -34,7 +29,7 @@ QString initializationError(CzPlugin& plugin) {
                 .arg(std::get<1>(version))
                 .arg(std::get<2>(version));
         };
-        return tr("it needs core version %1, this is %2").arg(text(needed), text(present));
+        return CzPluginLoader::tr("it needs core version %1, this is %2").arg(text(needed), text(present));
     }
     bool initialized = false;
     try {
@@ -44,7 +39,7 @@ QString initializationError(CzPlugin& plugin) {
     if (initialized)
         return {};
     CzRTTI::instance()->unregisterClasses(&plugin);
-    return tr("its initialisation failed");
+    return CzPluginLoader::tr("its initialisation failed");
 }
 
 } // namespace

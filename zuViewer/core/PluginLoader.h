@@ -3,6 +3,7 @@
 
 #include "CoreExport.h"
 
+#include <QCoreApplication>
 #include <QString>
 #include <QStringList>
 #include <QVector>
@@ -11,6 +12,7 @@ class CzPlugin;
 
 /// Loads plug-in modules through Qt's plug-in loader and initialises them. GUI thread.
 class ZUCORE_EXPORT CzPluginLoader {
+    Q_DECLARE_TR_FUNCTIONS(CzPluginLoader)
 public:
     CzPluginLoader();
     /// Finishes the plug-ins. The libraries stay loaded: elements and widgets may still need their code.

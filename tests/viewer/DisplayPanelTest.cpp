@@ -7,6 +7,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDoubleSpinBox>
+#include <QLineEdit>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -112,7 +113,7 @@ TEST_F(DisplayPanel, AManualRangeIsTypedWhilePicturesRun) {
     }
 }
 
-TEST_F(DisplayPanel, ManualLimitsOfFloatsHaveTheDecimalsThatTheirRangeNeeds) {
+TEST_F(DisplayPanel, ManualLimitsOfFloatsHaveTheDigitsThatTheirRangeNeeds) {
     const auto show = [&](double smallest, double largest) {
         auto picture = blackPicture(pictureFormat(2, 1, 1, EzImageDataType::Float32));
         setSample(picture->picBuf(), 0, 0, 0, smallest);
@@ -124,11 +125,49 @@ TEST_F(DisplayPanel, ManualLimitsOfFloatsHaveTheDecimalsThatTheirRangeNeeds) {
     show(1.25e-6, 3.5e-6);
     EXPECT_NEAR(panel.settings().manual.black, 1.25e-6, 1e-9);
     EXPECT_NEAR(panel.settings().manual.white, 3.5e-6, 1e-9);
+    EXPECT_EQ(black.text(), QStringLiteral("1.25e-06"));
     show(-2e12, 3e12);
     EXPECT_NEAR(panel.settings().manual.white, 3e12, 1e6);
-    EXPECT_EQ(white.decimals(), 0);
+    EXPECT_EQ(white.text(), QStringLiteral("3e+12"));
     show(7.0, 7.0);
     EXPECT_EQ(panel.settings().manual.white, 7.0);
+    show(0.0, 0.0);
+    EXPECT_EQ(panel.settings().manual.white, panel.settings().manual.black);
+
+    // As small as anybody likes, and in the same notation.
+    white.selectAll();
+    QTest::keyClicks(&white, QStringLiteral("-1.5e-7"));
+    QTest::keyClick(&white, Qt::Key_Return);
+    EXPECT_EQ(panel.settings().manual.white, -1.5e-7);
+    EXPECT_EQ(white.text(), QStringLiteral("-1.5e-07"));
+}
+
+TEST_F(DisplayPanel, AllOfAManualLimitIsSeen) {
+    const auto expectSeen = [](QDoubleSpinBox& limit) {
+        const auto& line = childOf<QLineEdit>(limit, "qt_spinbox_lineedit");
+        constexpr int margins = 2 * 2; // of the line edit
+        EXPECT_TRUE(waitFor([&] {
+            return line.fontMetrics().horizontalAdvance(line.text()) + margins <= line.width();
+        })) << line.text().toStdString();
+    };
+    const auto expectLimits = [&](EzImageDataType type, double smallest, double largest) {
+        auto picture = blackPicture(pictureFormat(2, 1, 1, type));
+        setSample(picture->picBuf(), 0, 0, 0, smallest);
+        setSample(picture->picBuf(), 1, 0, 0, largest);
+        panel.setPicture(std::move(picture));
+        choose(range, QStringLiteral("Full range"));
+        choose(range, QStringLiteral("Automatic range"));
+        choose(range, QStringLiteral("Manual range"));
+        EXPECT_LT(panel.settings().manual.black, panel.settings().manual.white);
+        expectSeen(black);
+        expectSeen(white);
+    };
+    expectLimits(EzImageDataType::Float32, -1e-6, -1.0000123e-12);
+    expectLimits(EzImageDataType::Float32, -1.2345678e-38, 1.2345678e-38);
+    expectLimits(EzImageDataType::Float32, -3.4e38, 3.4e38);
+    expectLimits(EzImageDataType::Float32, -123456.789, -123456.7);
+    expectLimits(EzImageDataType::UInt32, 4294967290.0, 4294967295.0);
+    EXPECT_EQ(white.text(), QStringLiteral("4294967295"));
 }
 
 TEST_F(DisplayPanel, SaysWhatMarkingCannotShow) {

@@ -6,8 +6,11 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDoubleSpinBox>
+#include <QDoubleValidator>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QLineEdit>
+#include <QLocale>
 #include <QSignalBlocker>
 
 #include <algorithm>
@@ -20,15 +23,45 @@ using EzRange = SzDisplaySettings::EzRange;
 
 constexpr double farthestLimit = std::numeric_limits<float>::max();
 constexpr int rangeDigits = 4;
+constexpr int leastDigits = 7;   // have room
+constexpr int shownDigits = 10;  // of every sample of 32 bits
 constexpr int mostDecimals = 45; // the smallest float that is not 0
 
-/// So many that the range between the limits can be told in steps of a ten-thousandth.
-int decimalsFor(const SzDisplayRange& range) {
+/// In steps of at most a ten-thousandth of the range.
+SzDisplayRange rounded(const SzDisplayRange& range) {
     const double extent = range.white > range.black ? range.white - range.black : std::abs(range.white);
     if (!(extent > 0.0))
-        return rangeDigits;
-    return std::clamp(rangeDigits - static_cast<int>(std::floor(std::log10(extent))), 0, mostDecimals);
+        return range;
+    const double steps = std::pow(10.0, rangeDigits - std::floor(std::log10(extent)));
+    return {std::round(range.black * steps) / steps, std::round(range.white * steps) / steps};
 }
+
+/// A limit of the shown range, in the shortest notation, and as wide as that: floats may be long.
+class LimitBox : public QDoubleSpinBox {
+public:
+    LimitBox() { connect(lineEdit(), &QLineEdit::textChanged, this, &LimitBox::updateGeometry); }
+
+    QSize sizeHint() const override {
+        const auto widthOf = [this](const QString& text) { return fontMetrics().horizontalAdvance(text); };
+        QSize hint = QDoubleSpinBox::sizeHint(); // for the longest text
+        hint.rwidth() -= widthOf(textFromValue(minimum()));
+        hint.rwidth() += std::max(widthOf(text()), widthOf(QString(leastDigits, QLatin1Char('0'))));
+        return hint;
+    }
+    QSize minimumSizeHint() const override { return sizeHint(); }
+
+    QString textFromValue(double value) const override {
+        QLocale notation = locale();
+        notation.setNumberOptions(QLocale::OmitGroupSeparator);
+        return notation.toString(value, 'g', shownDigits);
+    }
+    double valueFromText(const QString& text) const override { return locale().toDouble(text); }
+    QValidator::State validate(QString& text, int& cursor) const override {
+        QDoubleValidator validator(minimum(), maximum(), decimals());
+        validator.setLocale(locale());
+        return validator.validate(text, cursor);
+    }
+};
 
 /// The bands of a mosaic in the order of their numbers; empty for other pictures.
 QStringList bandsOf(const CzImageData& picture) {
@@ -52,13 +85,12 @@ CzDisplayPanel::CzDisplayPanel(QWidget* parent) : QWidget(parent) {
         return list;
     };
     const auto addLimit = [this](const char* name, const QString& toolTip) {
-        auto* const limit = new QDoubleSpinBox;
+        auto* const limit = new LimitBox;
         limit->setObjectName(QLatin1String(name));
         limit->setToolTip(toolTip);
         limit->setRange(-farthestLimit, farthestLimit);
         limit->setDecimals(0);
         limit->setKeyboardTracking(false);
-        limit->setMaximumWidth(110);
         connect(limit, QOverload<double>::of(&QDoubleSpinBox::valueChanged), this, &CzDisplayPanel::tell);
         return limit;
     };
@@ -121,7 +153,9 @@ void CzDisplayPanel::setPicture(const CzLinkTap::Picture& picture) {
     m_demosaic->setVisible(hasMosaicColours(*picture));
     if (const bool isFloat = largestSample(picture->picBuf()) == 0.0; isFloat != m_isFloat) {
         m_isFloat = isFloat;
-        setDecimals(isFloat ? decimalsFor(displayRange(*picture, SzDisplaySettings())) : 0);
+        // Not with every picture: it would undo what is being typed.
+        for (QDoubleSpinBox* const limit : {m_black, m_white})
+            limit->setDecimals(isFloat ? mostDecimals : 0);
     }
     const QStringList names = bandsOf(*picture);
     m_band->setVisible(!names.isEmpty());
@@ -154,19 +188,12 @@ void CzDisplayPanel::beginManualRange() {
         return;
     SzDisplaySettings before = settings();
     before.range = m_toldRange;
-    const SzDisplayRange shown = displayRange(*m_picture, before);
+    const SzDisplayRange range = displayRange(*m_picture, before);
+    const SzDisplayRange shown = m_isFloat ? rounded(range) : range;
     const QSignalBlocker quietBlack(m_black);
     const QSignalBlocker quietWhite(m_white);
-    setDecimals(m_isFloat ? decimalsFor(shown) : 0);
     m_black->setValue(shown.black);
     m_white->setValue(shown.white);
-}
-
-/// Not with every picture: it would undo what is being typed.
-void CzDisplayPanel::setDecimals(int decimals) {
-    for (QDoubleSpinBox* const limit : {m_black, m_white})
-        if (limit->decimals() != decimals)
-            limit->setDecimals(decimals);
 }
 
 void CzDisplayPanel::tell() {

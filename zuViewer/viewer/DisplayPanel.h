@@ -35,7 +35,6 @@ private:
     void offerBands(const QStringList& names);
     /// A manual range begins as the one that is shown.
     void beginManualRange();
-    void setDecimals(int decimals);
     void tell();
 
     CzLinkTap::Picture m_picture;

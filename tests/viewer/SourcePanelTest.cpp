@@ -215,6 +215,33 @@ TEST_F(SourcePanel, OpensOnlyWhatWasAskedForLast) {
     EXPECT_TRUE(failed.isEmpty());
 }
 
+TEST_F(SourcePanel, OpensAlsoWhileTheSensorIsBeingTyped) {
+    auto& bitDepth = childOf<QSpinBox>(sensor, "bitDepth");
+    showOnScreen(sensor);
+    const auto type = [&](Qt::Key digit) {
+        sensor.activateWindow();
+        bitDepth.setFocus();
+        ASSERT_TRUE(waitFor([&] { return bitDepth.hasFocus(); }));
+        bitDepth.selectAll();
+        QTest::keyClick(&bitDepth, digit);
+    };
+    const QStringList paths = writePictures(2);
+    open({paths.at(0)});
+    type(Qt::Key_9);
+    open({paths.at(1)});
+    EXPECT_EQ(panel.caption(), QStringLiteral("1.tif"));
+    EXPECT_TRUE(waitFor([&] { return value() == 1 && format().bitDepth == 16; }));
+    EXPECT_FALSE(sensor.sidecar().bitDepth);
+
+    // Nothing comes of the other source: what was typed counts.
+    QSignalSpy failed(&panel, &CzSourcePanel::failed);
+    type(Qt::Key_9);
+    open({path(QStringLiteral("missing.tif"))});
+    EXPECT_EQ(failed.size(), 1);
+    EXPECT_TRUE(waitFor([&] { return format().bitDepth == 9; }));
+    EXPECT_EQ(value(), 1);
+}
+
 TEST_F(SourcePanel, PausesStepsAndSeeks) {
     open(writePictures(5));
     pause();
@@ -360,6 +387,41 @@ TEST_F(SourcePanel, SavingWithoutAChangeLeavesEachFileItsOwnDescription) {
     }
 }
 
+TEST_F(SourcePanel, PicturesWithoutADescriptionGetTheOneThatIsShownAndPlayWithIt) {
+    const QStringList paths = writePictures(2);
+    writeText(sidecarPath(paths.at(0)), R"({ "bitDepth": 12, "colorFilterArray": 7, "still": true,
+        "hsi": { "zones": [ { "cell": [2, 1], "bands": [ { "name": "a" }, { "name": "b" } ] } ] } })");
+    open(paths);
+    pause();
+    player.seek(1);
+    ASSERT_TRUE(waitFor([&] { return value() == 1; }));
+    EXPECT_EQ(format().bitDepth, 16U);
+    QSignalSpy saved(&panel, &CzSourcePanel::sidecarsSaved);
+    panel.saveSidecars(); // without a change
+    ASSERT_TRUE(waitFor([&] { return saved.size() == 1; }));
+    EXPECT_EQ(saved.first().first().toInt(), 1);
+    SzSidecar first;
+    SzSidecar second;
+    ASSERT_TRUE(readSidecar(sidecarPath(paths.at(0)), first, nullptr, nullptr));
+    ASSERT_TRUE(readSidecar(sidecarPath(paths.at(1)), second, nullptr, nullptr));
+    EXPECT_EQ(second.bitDepth, 12U);
+    EXPECT_EQ(second.colorFilterArray, EzColorFilterArray::Hyperspectral);
+    EXPECT_EQ(second.hsi, first.hsi);
+    EXPECT_FALSE(second.still); // is said of one picture alone
+    EXPECT_TRUE(waitFor([&] { return value() == 1 && format().bitDepth == 12; }));
+    EXPECT_EQ(metadata().hsiCameraParams, first.hsi);
+}
+
+TEST_F(SourcePanel, WritesNoDescriptionThatSaysNothing) {
+    const QStringList paths = writePictures(1);
+    open(paths);
+    QSignalSpy saved(&panel, &CzSourcePanel::sidecarsSaved);
+    panel.saveSidecars();
+    ASSERT_TRUE(waitFor([&] { return saved.size() == 1; }));
+    EXPECT_EQ(saved.first().first().toInt(), 0);
+    EXPECT_FALSE(QFile::exists(sidecarPath(paths.first())));
+}
+
 TEST_F(SourcePanel, AChangeLeavesAllElseInEachDescriptionAlone) {
     const QStringList paths = writePictures(3);
     writeText(sidecarPath(paths.at(0)), R"({ "bitDepth": 12, "still": true, "frameNo": 7 })");
@@ -385,7 +447,7 @@ TEST_F(SourcePanel, AChangeLeavesAllElseInEachDescriptionAlone) {
     };
     expect(0, R"({ "bitDepth": 12, "still": true, "frameNo": 7, "colorFilterArray": 2 })");
     expect(1, R"({ "bitDepth": 14, "mosaicName": "mine", "exposure": { "ms": 3 }, "colorFilterArray": 2 })");
-    expect(2, R"({ "colorFilterArray": 2 })");
+    expect(2, R"({ "bitDepth": 12, "colorFilterArray": 2 })"); // had none: gets what the panel shows
 
     // Changed back: the files follow again.
     filters.setCurrentIndex(0);
@@ -403,7 +465,7 @@ TEST_F(SourcePanel, AsksBeforeItChangesDescriptionsThatExist) {
     QSignalSpy saved(&panel, &CzSourcePanel::sidecarsSaved);
     bool answered = false;
     whenDialogOpens(QStringLiteral("changeDescriptions"), [&](QDialog& box) {
-        EXPECT_TRUE(static_cast<QMessageBox&>(box).text().startsWith(QStringLiteral("1 of the pictures")));
+        EXPECT_TRUE(static_cast<QMessageBox&>(box).text().contains(QStringLiteral("already: 1.")));
         QTest::mouseClick(static_cast<QMessageBox&>(box).button(QMessageBox::No), Qt::LeftButton);
         answered = true;
     });

@@ -44,6 +44,17 @@ void runAside(QObject* context, Function function, Then then) {
     watcher->setFuture(QtConcurrent::run(function));
 }
 
+/// What the sensor panel shows of a description: all but what is true of a single picture.
+SzSidecar ofSensor(const SzSidecar& description) {
+    SzSidecar shown;
+    shown.bitDepth = description.bitDepth;
+    shown.colorFilterArray = description.colorFilterArray;
+    shown.sensorColorFilterArray = description.sensorColorFilterArray;
+    shown.hsi = description.hsi;
+    shown.mosaicName = description.mosaicName;
+    return shown;
+}
+
 } // namespace
 
 /// What came of looking into files.
@@ -178,11 +189,16 @@ void CzSourcePanel::open(const QStringList& paths, const std::optional<SzSidecar
         [this, request, whenOpen](const Opened& opened) {
             if (request != m_opening)
                 return; // something else has been asked for meanwhile
+            const bool wasOtherSource = !m_openingPaths.isEmpty();
             endOpening();
-            if (opened.files)
+            if (opened.files) {
+                m_isStale = false;
                 whenOpen(opened);
-            else
-                emit failed(opened.error);
+                return;
+            }
+            emit failed(opened.error);
+            if (wasOtherSource && m_isStale)
+                reopen();
         });
 }
 
@@ -234,6 +250,9 @@ SzSidecarChange CzSourcePanel::change() const {
 void CzSourcePanel::reopen() {
     if (!m_files)
         return;
+    m_isStale = true;
+    if (!m_openingPaths.isEmpty())
+        return; // another source goes first
     // Its warnings are the sensor panel's, which shows them where they can be mended.
     open(m_paths, change(), [this](const Opened& opened) {
         m_files = opened.files;
@@ -298,15 +317,17 @@ void CzSourcePanel::saveSidecars() {
             found.change = wanted;
             for (const QString& picture : pictures) {
                 const QString path = sidecarPath(picture);
+                const bool exists = QFileInfo::exists(path);
                 QByteArray before;
                 QByteArray text;
                 if (!changeSidecarText(path, {}, before, &found.error) ||
-                    !changeSidecarText(path, wanted, text, &found.error))
+                    !changeSidecarText(path, exists ? wanted : SzSidecarChange{{}, ofSensor(wanted.after)},
+                                       text, &found.error))
                     break;
                 if (text == before)
                     continue;
                 found.files.append({path, text});
-                found.existing += QFileInfo::exists(path) ? 1 : 0;
+                found.existing += exists ? 1 : 0;
             }
             return found;
         },
@@ -323,8 +344,8 @@ void CzSourcePanel::saveSidecars() {
 void CzSourcePanel::askToWrite(const Descriptions& descriptions) {
     auto* const box = new QMessageBox(
         QMessageBox::Question, tr("Change Descriptions"),
-        tr("%1 of the pictures have a description file already. Write the changes into them? All else that "
-           "they say stays.")
+        tr("Pictures that have a description file already: %1. Write the changes into these files? All else "
+           "that they say stays.")
             .arg(descriptions.existing),
         QMessageBox::Yes | QMessageBox::No, this);
     box->setObjectName(QStringLiteral("changeDescriptions"));
@@ -354,8 +375,11 @@ void CzSourcePanel::write(const Descriptions& descriptions) {
         [this, descriptions](const QString& error) {
             if (!error.isEmpty())
                 return failSaving(error);
-            if (descriptions.source == m_paths)
+            if (descriptions.source == m_paths) {
                 m_described = descriptions.change.after; // the files say so now
+                if (!descriptions.files.isEmpty())
+                    reopen(); // those that had no description got more than the change
+            }
             emit sidecarsSaved(descriptions.files.size());
             endSaving();
         });

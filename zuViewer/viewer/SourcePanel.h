@@ -42,14 +42,15 @@ public:
     QString scene() const { return m_scene; }
 
     /// Writes what the sensor panel's user has changed into the description beside each file of the source,
-    /// and leaves all else in it alone. Asks once before descriptions that exist are changed. The files are
-    /// read and written on another thread; sidecarsSaved() or failed() tells what came of it.
+    /// and leaves all else in it alone; files without one get all that the panel shows. Asks once before
+    /// descriptions that exist are changed. The files are read and written on another thread; sidecarsSaved()
+    /// or failed() tells what came of it.
     void saveSidecars();
 
 signals:
     void sourceChanged();
     void openRequested();
-    /// files: how many have been written; those that said it all already are none of them.
+    /// files: how many have been written; those for which there was nothing new to say are none of them.
     void sidecarsSaved(int files);
     void failed(const QString& message);
     void warned(const QStringList& warnings);
@@ -84,6 +85,7 @@ private:
     int m_requests = 0;
     int m_opening = 0;          ///< the request that waits for files to be looked into; 0: none
     QStringList m_openingPaths; ///< of another source
+    bool m_isStale = false;     ///< what plays does not know yet all that the sensor panel says
 
     QComboBox* m_scenes;
     QSpinBox* m_width;

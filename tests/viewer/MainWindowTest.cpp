@@ -850,6 +850,50 @@ testing::AssertionResult haveKeysOfTheirOwn(const Mnemonics& keys) {
     return testing::AssertionSuccess();
 }
 
+/// Keys by which fields, lists and buttons are used.
+QList<QKeySequence> keysOfWidgets() {
+    QList<QKeySequence> keys{QKeySequence(Qt::ALT | Qt::Key_Up), QKeySequence(Qt::ALT | Qt::Key_Down),
+                             QKeySequence(Qt::Key_F2), QKeySequence(Qt::Key_F4)};
+    for (const Qt::Key key :
+         {Qt::Key_Space, Qt::Key_Return, Qt::Key_Enter, Qt::Key_Escape, Qt::Key_Tab, Qt::Key_Backtab,
+          Qt::Key_Backspace, Qt::Key_Delete, Qt::Key_Insert, Qt::Key_Up, Qt::Key_Down, Qt::Key_Left,
+          Qt::Key_Right, Qt::Key_Home, Qt::Key_End, Qt::Key_PageUp, Qt::Key_PageDown})
+        keys << QKeySequence(key) << QKeySequence(Qt::SHIFT | key);
+    for (const Qt::Key key : {Qt::Key_Up, Qt::Key_Down, Qt::Key_Left, Qt::Key_Right, Qt::Key_Home,
+                              Qt::Key_End, Qt::Key_Space, Qt::Key_Tab, Qt::Key_Backspace, Qt::Key_Delete})
+        keys << QKeySequence(Qt::CTRL | key) << QKeySequence(Qt::CTRL | Qt::SHIFT | key);
+    for (const auto key : {QKeySequence::SelectAll, QKeySequence::Cut, QKeySequence::Paste})
+        keys << key;
+    return keys;
+}
+
+TEST_F(MainWindow, WidgetsKeepTheirKeys) {
+    int keysOfWindow = 0;
+    for (const QAction* const action : window->findChildren<QAction*>()) {
+        if (action->shortcutContext() != Qt::WindowShortcut)
+            continue;
+        for (const QKeySequence& key : action->shortcuts()) {
+            ++keysOfWindow;
+            EXPECT_FALSE(keysOfWidgets().contains(key))
+                << key.toString().toStdString() << ": " << action->text().toStdString();
+        }
+    }
+    EXPECT_GT(keysOfWindow, 10);
+}
+
+TEST_F(MainWindow, AltAndDownOpensAList) {
+    session().insert(0, rotate);
+    session().insert(1, extract);
+    window->chainPanel().selectElement(0);
+    const QVector<CzChainable*> elements = session().elements();
+    auto& list = childOf<QComboBox>(*window, "range");
+    list.setFocus();
+    QTest::keyClick(&list, Qt::Key_Down, Qt::AltModifier);
+    ASSERT_TRUE(waitFor([] { return QApplication::activePopupWidget() != nullptr; }));
+    QApplication::activePopupWidget()->close();
+    EXPECT_EQ(session().elements(), elements);
+}
+
 TEST_F(MainWindow, NoTwoThingsHaveTheSameKey) {
     Mnemonics inWindow;
     for (const QAction* const menu : window->menuBar()->actions())

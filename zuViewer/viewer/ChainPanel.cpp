@@ -50,16 +50,18 @@ CzChainPanel::CzChainPanel(CzChainSession& session, QWidget* parent)
     auto* const bar = new QToolBar;
     bar->setToolButtonStyle(Qt::ToolButtonTextOnly);
 
+    // Keys that fields and lists elsewhere in the window have another use for are the panel's alone.
+    constexpr auto inPanel = Qt::WidgetWithChildrenShortcut;
     addAction(QStringLiteral("add"), tr("&Add…"), QKeySequence(Qt::CTRL | Qt::Key_Plus),
               &CzChainPanel::chooseAndAdd);
-    addAction(QStringLiteral("remove"), tr("Re&move"), QKeySequence::Delete, &CzChainPanel::removeSelected);
-    m_actions.last()->setShortcutContext(Qt::WidgetWithChildrenShortcut); // not while a picture is looked at
+    addAction(QStringLiteral("remove"), tr("Re&move"), QKeySequence::Delete, &CzChainPanel::removeSelected,
+              inPanel);
     addAction(QStringLiteral("duplicate"), tr("&Duplicate"), QKeySequence(Qt::CTRL | Qt::Key_D),
               &CzChainPanel::duplicateSelected);
     addAction(QStringLiteral("up"), tr("Move U&p"), QKeySequence(Qt::ALT | Qt::Key_Up),
-              &CzChainPanel::moveSelectedUp);
+              &CzChainPanel::moveSelectedUp, inPanel);
     addAction(QStringLiteral("down"), tr("Move D&own"), QKeySequence(Qt::ALT | Qt::Key_Down),
-              &CzChainPanel::moveSelectedDown);
+              &CzChainPanel::moveSelectedDown, inPanel);
     addAction(QStringLiteral("switch"), tr("&Switch On or Off"), QKeySequence(Qt::CTRL | Qt::Key_B),
               &CzChainPanel::switchSelected);
     m_list->addActions(m_actions.toList());
@@ -82,10 +84,11 @@ CzChainPanel::CzChainPanel(CzChainSession& session, QWidget* parent)
 }
 
 QAction* CzChainPanel::addAction(const QString& name, const QString& text, const QKeySequence& key,
-                                 void (CzChainPanel::*slot)()) {
+                                 void (CzChainPanel::*slot)(), Qt::ShortcutContext context) {
     auto* const action = new QAction(text, this);
     action->setObjectName(name);
     action->setShortcut(key);
+    action->setShortcutContext(context);
     connect(action, &QAction::triggered, this, slot);
     m_actions.append(action);
     return action;

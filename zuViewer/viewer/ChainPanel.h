@@ -59,7 +59,7 @@ signals:
 
 private:
     QAction* addAction(const QString& name, const QString& text, const QKeySequence& key,
-                       void (CzChainPanel::*slot)());
+                       void (CzChainPanel::*slot)(), Qt::ShortcutContext context = Qt::WindowShortcut);
     void chooseAndAdd();
     /// Something is put at the place behind the selected row, and selected.
     void putBehindSelected(const std::function<void(int place)>& put);

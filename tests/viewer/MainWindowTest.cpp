@@ -263,6 +263,13 @@ TEST_F(MainWindow, OpensPicturesAndFoldersThroughDialogs) {
     answerFileDialog(scene);
     action("openPictures").trigger();
     EXPECT_EQ(window->sourcePanel().paths(), QStringList(scene));
+    const QString folder = path(QStringLiteral("folder"));
+    ASSERT_TRUE(QDir().mkpath(folder));
+    writeScene(QStringLiteral("folder/0.tif"), QStringLiteral("mono"));
+    answerFileDialog(folder);
+    action("openFolder").trigger();
+    EXPECT_EQ(window->sourcePanel().paths(), QStringList(folder));
+    EXPECT_TRUE(waitFor([&] { return window->sourcePanel().caption() == QStringLiteral("folder"); }));
     const QString chain = writeChain(QStringLiteral("a.zuchain"));
     answerFileDialog(chain);
     action("openChain").trigger();

@@ -85,6 +85,14 @@ public:
     QString caption() override { return QStringLiteral("Black & White"); }
 };
 
+/// An element whose caption is long.
+class ElementOfManyWords : public ScriptedElement {
+public:
+    QString caption() override {
+        return QStringLiteral("Mosaic Average (interpolation) of the left half of a sensor");
+    }
+};
+
 class MainWindow : public ViewerTest {
 protected:
     static void SetUpTestSuite() {
@@ -663,6 +671,20 @@ TEST_F(MainWindow, TellsWhatHangsWithoutAFrame) {
     window->openScene(QStringLiteral("mono"));
     gate.awaitArrival();
     EXPECT_TRUE(waitFor([&] { return text("stateText").startsWith(QStringLiteral("hangs in Level")); }));
+}
+
+TEST_F(MainWindow, WhatHangsIsSeenInFull) {
+    auto element = std::make_unique<ElementOfManyWords>();
+    gate.guard(*element);
+    session().insert(0, std::move(element));
+    window->openScene(QStringLiteral("mono"));
+    gate.awaitArrival();
+    EXPECT_TRUE(waitFor([&] { return text("stateText").contains(QStringLiteral("hangs in Mosaic")); }));
+    for (const int width : {1400, 1100, 1300}) {
+        window->resize(width, 860);
+        EXPECT_TRUE(waitFor([&] { return isSeen("stateText"); })) << isSeen("stateText").message();
+        EXPECT_EQ(window->width(), width);
+    }
 }
 
 TEST_F(MainWindow, SaysWhyThereIsNoPicture) {

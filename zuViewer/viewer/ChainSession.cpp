@@ -153,7 +153,10 @@ void CzChainSession::interrupt(std::function<void()> act) {
 }
 
 bool CzChainSession::isStuck(double afterMilliseconds) const {
-    const SzWorkerState worker = m_chain.workerState();
+    return isStuck(m_chain.workerState(), afterMilliseconds);
+}
+
+bool CzChainSession::isStuck(const SzWorkerState& worker, double afterMilliseconds) {
     return worker.element >= 0 && worker.milliseconds > afterMilliseconds;
 }
 

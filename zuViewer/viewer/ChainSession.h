@@ -18,6 +18,9 @@
 
 class CzChainable;
 
+/// From when on a frame counts as hanging, in milliseconds.
+constexpr double hangsAfterMs = 2000.0;
+
 /// The chain that a window shows, and every change of it. Changes are undoable, move the elements themselves
 /// and so lose no setting, saved or not. They are made while the chain stands still: a running one is asked
 /// to stop, and goes on afterwards. Nothing here waits for the worker. GUI thread.
@@ -58,7 +61,8 @@ public:
     void interrupt(std::function<void()> act);
 
     /// Whether one element has been at work for longer than this, in milliseconds.
-    bool isStuck(double afterMilliseconds = 2000.0) const;
+    bool isStuck(double afterMilliseconds = hangsAfterMs) const;
+    static bool isStuck(const SzWorkerState& worker, double afterMilliseconds = hangsAfterMs);
 
     // ---- Changes, the last 100 of which are undoable; indices count elements, the source being none ----
 

@@ -8,17 +8,20 @@
 #include <QHBoxLayout>
 #include <QLocale>
 
+#include <algorithm>
+
 namespace {
 
 constexpr int messageMs = 5000;
 constexpr int leastPixelWidth = 80; // which keeps its tool tip within reach
+constexpr double stateShare = 0.75; // less than all, so that the window can be made smaller
 
 QString count(std::uint64_t value) {
     return QLocale().toString(static_cast<qulonglong>(value));
 }
 
 QString stateText(const CzChainSession& session, CzChainSession::EzState state, const SzWorkerState& worker) {
-    if (worker.element >= 0 && worker.milliseconds > hangsAfterMs) {
+    if (CzChainSession::isStuck(worker)) {
         const QString caption = session.elements().at(worker.element)->caption();
         const QString seconds = QLocale().toString(worker.milliseconds / 1000.0, 'f', 0);
         if (worker.frameNo == 0) // a still picture, or the element is being set up
@@ -50,10 +53,11 @@ CzStatusPanel::CzStatusPanel(QWidget* parent) : QWidget(parent) {
     m_scale = addLabel("scaleText", tr("Screen pixels per picture pixel"));
     m_rate = addLabel("rateText", tr("Frames that the chain ended with per second, and the time that the "
                                      "last one took from the source to the end"));
-    m_losses =
-        addLabel("lossText", tr("Live frames that came too fast for the chain, frames that failed, frames "
-                                "that an element kept (as an average does until it is complete), and "
-                                "pictures that the screen had no time for"));
+    m_losses = addLabel("lossText",
+                        tr("Live frames that never went through the chain (they came too fast for it, or "
+                           "waited when it stopped or got another source), frames that failed, frames "
+                           "that an element kept (as an average does until it is complete), and "
+                           "pictures that the screen had no time for"));
     m_pool = addLabel("poolText", tr("Buffers of the chain's memory pool that are in use, and how often an "
                                      "element was refused one because there was none left"));
     m_state = addLabel("stateText", tr("What the chain is doing"));
@@ -111,4 +115,15 @@ void CzStatusPanel::showChain(const CzChainSession& session, const SzChainFigure
         pool.append(tr("%1 refused").arg(count(counters.poolExhaustions)));
     m_pool->showText(pool.join(QLatin1String(", ")));
     m_state->showText(stateText(session, state, worker));
+    giveRoomToState();
+}
+
+/// It gives way last: it names the element that hangs.
+void CzStatusPanel::giveRoomToState() {
+    m_state->setMinimumWidth(std::min(m_state->sizeHint().width(), static_cast<int>(stateShare * width())));
+}
+
+void CzStatusPanel::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    giveRoomToState();
 }

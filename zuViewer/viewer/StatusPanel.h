@@ -27,7 +27,11 @@ public:
     /// notShown: pictures that the screen had no time for.
     void showChain(const CzChainSession& session, const SzChainFigures& figures, std::uint64_t notShown);
 
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+
 private:
+    void giveRoomToState();
     CzElidedLabel* addLabel(const char* name, const QString& toolTip);
 
     QHBoxLayout* m_layout;
@@ -41,6 +45,3 @@ private:
     QTimer m_messageTimer;
     QString m_lastingMessage;
 };
-
-/// From when on a frame counts as hanging, in milliseconds.
-constexpr double hangsAfterMs = 2000.0;

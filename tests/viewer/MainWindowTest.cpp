@@ -687,6 +687,17 @@ TEST_F(MainWindow, WhatHangsIsSeenInFull) {
     }
 }
 
+TEST_F(MainWindow, TellsThatThereIsNothingToWriteBesideThePictures) {
+    const QString scene = writeScene(QStringLiteral("scene.tif"), QStringLiteral("mono"));
+    const QString description = sidecarPath(scene);
+    QFile::remove(description);
+    open({scene});
+    window->sourcePanel().saveSidecars();
+    EXPECT_TRUE(
+        waitFor([&] { return text("messageText").contains(QStringLiteral("nothing new to write")); }));
+    EXPECT_FALSE(QFile::exists(description));
+}
+
 TEST_F(MainWindow, SaysWhyThereIsNoPicture) {
     EXPECT_TRUE(picture().placeholder().contains(QStringLiteral("Open or drop pictures")));
     auto element = std::make_unique<AdjustableElement>();

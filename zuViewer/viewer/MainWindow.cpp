@@ -65,7 +65,7 @@ int screenPeriodMs() {
 QString firstOf(const QStringList& warnings) {
     QStringList shown = warnings.mid(0, warningsAtOnce);
     if (const int more = warnings.size() - shown.size(); more > 0)
-        shown.append(CzMainWindow::tr("… and %1 more").arg(more));
+        shown.append(CzMainWindow::tr("… and %n more", nullptr, more));
     return shown.join(QLatin1Char('\n'));
 }
 
@@ -268,7 +268,7 @@ void CzMainWindow::connectParts() {
             [this](const QStringList& warnings) { showProblem(firstOf(warnings)); });
     connect(m_sourcePanel, &CzSourcePanel::sidecarsSaved, this, [this](int files) {
         m_status->showMessage(files > 0 ? tr("The description was written beside the pictures.")
-                                        : tr("The files beside the pictures say all this already."));
+                                        : tr("There was nothing new to write beside the pictures."));
     });
     connect(m_sourcePanel, &CzSourcePanel::sourceChanged, this, [this] {
         m_chainPanel->setSourceCaption(m_sourcePanel->caption());
@@ -531,7 +531,7 @@ void CzMainWindow::tellRecording(int recorded, int lost, const QString& error) {
     if (lost == 0)
         return m_status->showMessage(tr("Recorded: %1 written, none lost").arg(recorded));
     const QString counts =
-        tr("The recording is not complete: %1 pictures were written, %2 were lost.").arg(recorded).arg(lost);
+        tr("The recording is not complete. Pictures written: %1, lost: %2.").arg(recorded).arg(lost);
     showLoss(error.isEmpty() ? tr("%1 They came faster than the disk takes them.").arg(counts)
                              : tr("%1 It ended because of this: %2").arg(counts, error));
 }

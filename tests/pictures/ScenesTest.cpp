@@ -217,6 +217,38 @@ TEST(SceneSequence, ThingsMoveOverAStillBackground) {
     EXPECT_LT(bigChanges(first, later), first.size() / 5);
 }
 
+TEST_P(Scenes, DifferByTheirNoiseAlone) {
+    SzSceneSettings first = small(1, 1);
+    SzSceneSettings second = small(1, 2);
+    first.noise = second.noise = 0.0F;
+    EXPECT_EQ(samplesOf(*renderScene(GetParam(), first)) == samplesOf(*renderScene(GetParam(), second)),
+              !sceneMoves(GetParam(), first));
+    first.moves = second.moves = true;
+    EXPECT_TRUE(sceneMoves(GetParam(), first));
+    EXPECT_NE(samplesOf(*renderScene(GetParam(), first)), samplesOf(*renderScene(GetParam(), second)));
+}
+
+TEST(SceneNoise, GrowsWithItsFactor) {
+    SzSceneSettings settings = small();
+    const auto deviation = [&](float noise) {
+        settings.noise = 0.0F;
+        const auto exact = samplesOf(*renderScene("mono", settings));
+        settings.noise = noise;
+        const auto noisy = samplesOf(*renderScene("mono", settings));
+        double squares = 0;
+        int count = 0;
+        for (std::size_t i = 0; i < exact.size(); ++i)
+            if (exact[i] > 600 && exact[i] < 3000) { // far from both ends
+                const double change = double(noisy[i]) - double(exact[i]);
+                squares += change * change;
+                ++count;
+            }
+        EXPECT_GT(count, 5000);
+        return std::sqrt(squares / count);
+    };
+    EXPECT_NEAR(deviation(3.0F) / deviation(1.0F), 3.0, 0.05);
+}
+
 TEST(SceneSequence, IsNoisierThanAStill) {
     const auto meanChange = [](const QString& scene) {
         const auto a = samplesOf(*renderScene(scene, small(1, 1)));

@@ -207,6 +207,31 @@ TEST(SceneSupplyTest, FramesDifferAndComeRoundAgain) {
     EXPECT_EQ(pixels(2147483647 % 16), pixels(2147483647));
 }
 
+TEST(SceneSupplyTest, WhatMovesGoesThereAndBack) {
+    SzSceneSettings settings;
+    settings.width = 64;
+    settings.height = 48;
+    settings.noise = 0.0F;
+    const auto picture = [](CzSceneSupply& supply, int index) {
+        QString error;
+        const std::unique_ptr<CzImageData> frame = supply.frame(index, &error);
+        const SzPicBuf& shown = frame->picBuf();
+        return QByteArray(reinterpret_cast<const char*>(shown.data), static_cast<int>(shown.dataSize()));
+    };
+    CzSceneSupply still(QStringLiteral("bayer"), settings);
+    EXPECT_EQ(picture(still, 0), picture(still, 7));
+    settings.moves = true;
+    CzSceneSupply moving(QStringLiteral("bayer"), settings);
+    EXPECT_NE(picture(moving, 0), picture(moving, 7));
+    EXPECT_NE(picture(moving, 40), picture(moving, 47));
+    EXPECT_EQ(picture(moving, 46), picture(moving, 48)); // 47 is the farthest
+    EXPECT_EQ(picture(moving, 1), picture(moving, 93));
+    EXPECT_EQ(picture(moving, 0), picture(moving, 94));
+    EXPECT_EQ(picture(moving, 2147483647 % 94), picture(moving, 2147483647));
+    CzSceneSupply sequence(QStringLiteral("sequence"), settings);
+    EXPECT_EQ(picture(sequence, 1), picture(sequence, 93));
+}
+
 TEST(SceneSupplyTest, AnUnknownSceneIsNamed) {
     CzSceneSupply supply(QStringLiteral("moon"), SzSceneSettings());
     QString error;

@@ -42,6 +42,11 @@ protected:
                 m_format = image->picBuf();
                 m_metadata = image->imageMetadata();
                 m_value = sampleAt(image->picBuf(), 0, 0);
+                const SzPicBuf& picture = image->picBuf();
+                m_latest.append(
+                    qHashBits(picture.data, static_cast<std::size_t>(picture.linePitch) * picture.height));
+                if (m_latest.size() > 20)
+                    m_latest.removeFirst();
             }
         });
         chain.start();
@@ -91,6 +96,12 @@ protected:
         return m_value;
     }
 
+    /// Whether the last 20 frames were not all the same. No, when there have not been so many.
+    bool latestDiffer() {
+        const std::lock_guard lock(m_mutex);
+        return m_latest.size() == 20 && m_latest.count(m_latest.first()) < 20;
+    }
+
     /// Opens files and waits for what comes of it.
     void open(const QStringList& paths) {
         panel.openPaths(paths);
@@ -110,6 +121,7 @@ private:
     SzPicBufInfo m_format;
     CzImageMetadata m_metadata;
     double m_value = -1.0;
+    QVector<uint> m_latest; ///< hashes of frames
 
 protected:
     CzChain chain;
@@ -242,6 +254,32 @@ TEST_F(SourcePanel, OpensAlsoWhileTheSensorIsBeingTyped) {
     EXPECT_EQ(value(), 1);
 }
 
+TEST_F(SourcePanel, OpensAlsoWhileTheSizeOfASceneIsBeingTyped) {
+    auto& width = childOf<QSpinBox>(panel, "width");
+    childOf<QSpinBox>(panel, "height").setValue(48);
+    panel.openScene(QStringLiteral("mono"));
+    const auto openWhileTyping = [&](const QStringList& paths, const char* size) {
+        const SlowDisk slow;
+        width.setFocus();
+        width.selectAll();
+        QTest::keyClicks(&width, QString::fromLatin1(size));
+        panel.openPaths(paths);
+        QTest::keyClick(&width, Qt::Key_Return);
+        EXPECT_TRUE(panel.isOpening());
+    };
+    // Nothing comes of the files: what was typed counts.
+    QSignalSpy failed(&panel, &CzSourcePanel::failed);
+    openWhileTyping({path(QStringLiteral("missing.tif"))}, "96");
+    EXPECT_TRUE(waitFor([&] { return format().width == 96; }));
+    EXPECT_EQ(failed.size(), 1);
+    EXPECT_EQ(panel.scene(), QStringLiteral("mono"));
+
+    openWhileTyping({writePicture(QStringLiteral("7.tif"), 7)}, "64");
+    EXPECT_TRUE(waitFor([&] { return value() == 7; }));
+    EXPECT_FALSE(panel.isOpening());
+    EXPECT_TRUE(panel.scene().isEmpty());
+}
+
 TEST_F(SourcePanel, PausesStepsAndSeeks) {
     open(writePictures(5));
     pause();
@@ -305,6 +343,33 @@ TEST_F(SourcePanel, PlaysScenesOfTheChosenSize) {
     EXPECT_EQ(format().colorFilterArray, EzColorFilterArray::BayerRGGB);
     childOf<QSpinBox>(panel, "width").setValue(80);
     EXPECT_TRUE(waitFor([&] { return format().width == 80; }));
+}
+
+TEST_F(SourcePanel, ChoosesTheNoiseOfTheSyntheticCameraAndWhetherThingsMove) {
+    player.setRate(200.0);
+    childOf<QSpinBox>(panel, "width").setValue(64);
+    childOf<QSpinBox>(panel, "height").setValue(64);
+    const auto setNoise = [&](const QString& factor) {
+        auto& noise = childOf<QDoubleSpinBox>(panel, "noise");
+        noise.setFocus();
+        noise.selectAll();
+        QTest::keyClicks(&noise, factor);
+        QTest::keyClick(&noise, Qt::Key_Return);
+    };
+    const auto clickMotion = [&] {
+        auto& moves = childOf<QCheckBox>(panel, "moves");
+        QTest::mouseClick(&moves, Qt::LeftButton, Qt::NoModifier, QPoint(8, moves.height() / 2));
+    };
+    setNoise(QStringLiteral("0"));
+    clickMotion();
+    EXPECT_TRUE(panel.scene().isEmpty()); // they wait for a scene
+    panel.openScene(QStringLiteral("bayer"));
+    EXPECT_TRUE(waitFor([&] { return latestDiffer(); }));
+    clickMotion();
+    EXPECT_TRUE(waitFor([&] { return !latestDiffer(); }));
+    setNoise(QStringLiteral("2"));
+    EXPECT_TRUE(waitFor([&] { return latestDiffer(); }));
+    EXPECT_EQ(panel.scene(), QStringLiteral("bayer"));
 }
 
 TEST_F(SourcePanel, ShowsAtOnceWhatTheSensorPanelSays) {

@@ -763,7 +763,7 @@ std::vector<float> spreadOverDiscs(const std::vector<float>& light, int width, i
 
 /// Turns light into samples: shot noise with the variance of the light, read noise, black level, saturation.
 template <class T>
-void expose(const std::vector<float>& light, const Sensor& sensor, std::uint64_t noiseSeed,
+void expose(const std::vector<float>& light, const Sensor& sensor, float noiseFactor, std::uint64_t noiseSeed,
             SzPicBuf& picture) {
     const float highest = static_cast<float>((1U << picture.bitDepth) - 1);
     const float black = static_cast<float>((1U << picture.bitDepth) / 64);
@@ -776,7 +776,7 @@ void expose(const std::vector<float>& light, const Sensor& sensor, std::uint64_t
         for (std::uint32_t x = 0; x < picture.width; ++x) {
             const std::size_t index = std::size_t{y} * picture.width + x;
             const float electrons = light[index];
-            const float deviation = std::sqrt(electrons + readVariance);
+            const float deviation = noiseFactor * std::sqrt(electrons + readVariance);
             const float noise = normalNoise(SplitMix64::at(noiseSeed, index));
             const float value = black + gain * (electrons + deviation * noise) + 0.5F;
             line[x] = static_cast<T>(std::clamp(value, 0.0F, highest));
@@ -836,6 +836,10 @@ QString sceneTitle(const QString& scene) {
     return QCoreApplication::translate("Scenes", scene.toUtf8().constData());
 }
 
+bool sceneMoves(const QString& scene, const SzSceneSettings& settings) {
+    return settings.moves || scene == QLatin1String("sequence");
+}
+
 std::unique_ptr<CzImageData> renderScene(const QString& scene, const SzSceneSettings& settings) {
     Sensor sensor;
     if (!findSensor(scene, sensor))
@@ -863,7 +867,7 @@ std::unique_ptr<CzImageData> renderScene(const QString& scene, const SzSceneSett
         painter.paintStripes();
     else
         painter.paintStill();
-    if (scene == QLatin1String("sequence"))
+    if (sceneMoves(scene, settings))
         painter.paintMoving(settings.frame);
 
     const Texture texture(settings.seed, std::min(format.width, format.height));
@@ -875,10 +879,10 @@ std::unique_ptr<CzImageData> renderScene(const QString& scene, const SzSceneSett
         light = spreadOverDiscs(light, canvas.width(), canvas.height(),
                                 std::min(canvas.width(), canvas.height()) / 100);
     if (format.dataType == EzImageDataType::UInt8) {
-        expose<std::uint8_t>(light, sensor, noiseSeed, frame->picBuf());
+        expose<std::uint8_t>(light, sensor, settings.noise, noiseSeed, frame->picBuf());
         sprinkle<std::uint8_t>(settings.saltAndPepper, sprinkleSeed, frame->picBuf());
     } else {
-        expose<std::uint16_t>(light, sensor, noiseSeed, frame->picBuf());
+        expose<std::uint16_t>(light, sensor, settings.noise, noiseSeed, frame->picBuf());
         sprinkle<std::uint16_t>(settings.saltAndPepper, sprinkleSeed, frame->picBuf());
     }
     return frame;

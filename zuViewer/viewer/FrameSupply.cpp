@@ -19,17 +19,29 @@ struct File {
     int firstFrame = 0;
 };
 
-// Frames of a scene that come round again: enough for noise that does not look like a pattern, fewer of a
-// sensor so large that they would fill the memory.
-constexpr int mostSceneFrames = 16;
+// Frames of a scene that come round again: enough for noise that does not look like a pattern and for the way
+// that things go, fewer of a sensor so large that they would fill the memory.
+constexpr int mostStillFrames = 16;
+constexpr int mostMovingFrames = 48;
 constexpr int fewestSceneFrames = 2;
 constexpr std::uint64_t sceneMemory = 256 * 1024 * 1024;
 constexpr std::uint64_t sceneSampleBytes = 2;
 
-int sceneFrames(const SzSceneSettings& settings) {
+int sceneFrames(bool moves, const SzSceneSettings& settings) {
     const std::uint64_t frameBytes = sceneSampleBytes * settings.width * settings.height;
     const std::uint64_t frames = sceneMemory / std::max<std::uint64_t>(frameBytes, 1);
-    return static_cast<int>(std::clamp<std::uint64_t>(frames, fewestSceneFrames, mostSceneFrames));
+    return static_cast<int>(
+        std::clamp<std::uint64_t>(frames, fewestSceneFrames, moves ? mostMovingFrames : mostStillFrames));
+}
+
+/// Which of the frames is to be seen at a place in an endless sequence. What moves goes there and back, as it
+/// would jump otherwise when the frames come round.
+int sceneFrame(int index, int frames, bool moves) {
+    if (!moves)
+        return index % frames;
+    const int last = frames - 1;
+    const int way = index % (2 * last);
+    return way <= last ? way : 2 * last - way;
 }
 
 } // namespace
@@ -170,6 +182,7 @@ const std::optional<SzPicBufInfo>& CzFileSupply::format() const {
 struct CzSceneSupply::Private {
     QString scene;
     SzSceneSettings settings;
+    bool moves = false;
     std::vector<std::unique_ptr<CzImageData>> frames; ///< null until they are asked for
 };
 
@@ -177,14 +190,15 @@ CzSceneSupply::CzSceneSupply(const QString& scene, const SzSceneSettings& settin
     : d(std::make_unique<Private>()) {
     d->scene = scene;
     d->settings = settings;
-    d->frames.resize(static_cast<std::size_t>(sceneFrames(settings)));
+    d->moves = sceneMoves(scene, settings);
+    d->frames.resize(static_cast<std::size_t>(sceneFrames(d->moves, settings)));
 }
 
 CzSceneSupply::~CzSceneSupply() = default;
 
 std::unique_ptr<CzImageData> CzSceneSupply::frame(int index, QString* error) {
-    const std::size_t place = static_cast<std::size_t>(index) % d->frames.size();
-    auto& kept = d->frames[place];
+    const int place = sceneFrame(index, static_cast<int>(d->frames.size()), d->moves);
+    auto& kept = d->frames[static_cast<std::size_t>(place)];
     if (!kept) {
         SzSceneSettings settings = d->settings;
         settings.frame = static_cast<std::uint32_t>(place) + 1;

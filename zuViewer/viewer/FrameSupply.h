@@ -71,8 +71,8 @@ private:
     std::unique_ptr<Private> d;
 };
 
-/// A synthetic camera: a rendered scene whose noise differs from frame to frame; in the scene "sequence"
-/// things move. A few frames are rendered, when they are first asked for, and come round again.
+/// A synthetic camera: a rendered scene whose noise differs from frame to frame, and in which things may
+/// move. A few frames are rendered, when they are first asked for, and come round again.
 class CzSceneSupply : public CzFrameSupply {
     Q_DECLARE_TR_FUNCTIONS(CzSceneSupply)
 public:

@@ -30,6 +30,7 @@ namespace {
 
 constexpr double usualRate = 25.0;
 constexpr double largestRate = 10000.0;
+constexpr double largestNoise = 20.0; // times the camera's own
 
 /// Calls a function on another thread, and then another one with its result on this, unless the context is
 /// gone.
@@ -104,6 +105,23 @@ CzSourcePanel::CzSourcePanel(CzFramePlayer& player, CzSensorPanel& sensor, QWidg
     sceneLine->addWidget(new QLabel(QStringLiteral("×")));
     sceneLine->addWidget(m_height);
 
+    m_noise = new QDoubleSpinBox;
+    m_noise->setObjectName(QStringLiteral("noise"));
+    m_noise->setRange(0.0, largestNoise);
+    m_noise->setDecimals(1);
+    m_noise->setSingleStep(0.5);
+    m_noise->setPrefix(QStringLiteral("× "));
+    m_noise->setValue(static_cast<double>(SzSceneSettings().noise));
+    m_noise->setKeyboardTracking(false);
+    m_noise->setToolTip(tr("Times the noise of the synthetic camera"));
+    m_moves = new QCheckBox(tr("Mo&tion"));
+    m_moves->setObjectName(QStringLiteral("moves"));
+    m_moves->setToolTip(tr("Things move in front of the synthetic camera"));
+    auto* const liveLine = new QHBoxLayout;
+    liveLine->addWidget(new QLabel(tr("Noise")));
+    liveLine->addWidget(m_noise, 1);
+    liveLine->addWidget(m_moves);
+
     m_name = new QLabel;
     m_name->setObjectName(QStringLiteral("name"));
     m_name->setTextInteractionFlags(Qt::TextSelectableByMouse);
@@ -143,18 +161,24 @@ CzSourcePanel::CzSourcePanel(CzFramePlayer& player, CzSensorPanel& sensor, QWidg
     auto* const layout = new QVBoxLayout(this);
     layout->addWidget(open);
     layout->addLayout(sceneLine);
+    layout->addLayout(liveLine);
     layout->addWidget(m_name);
     layout->addLayout(transport);
     layout->addLayout(rateLine);
     layout->addStretch();
 
-    const auto openChosenScene = [this] {
+    connect(m_scenes, QOverload<int>::of(&QComboBox::activated), this, [this] {
         if (const QString scene = m_scenes->currentData().toString(); !scene.isEmpty())
             openScene(scene);
+    });
+    const auto changeScene = [this] {
+        if (!m_scene.isEmpty())
+            reopen();
     };
-    connect(m_scenes, QOverload<int>::of(&QComboBox::activated), this, openChosenScene);
     for (QSpinBox* const spin : {m_width, m_height})
-        connect(spin, QOverload<int>::of(&QSpinBox::valueChanged), this, openChosenScene);
+        connect(spin, QOverload<int>::of(&QSpinBox::valueChanged), this, changeScene);
+    connect(m_noise, QOverload<double>::of(&QDoubleSpinBox::valueChanged), this, changeScene);
+    connect(m_moves, &QCheckBox::toggled, this, changeScene);
     connect(back, &QToolButton::clicked, this, [this] { m_player.step(-1); });
     connect(forward, &QToolButton::clicked, this, [this] { m_player.step(1); });
     connect(m_playButton, &QToolButton::clicked, this,
@@ -167,7 +191,10 @@ CzSourcePanel::CzSourcePanel(CzFramePlayer& player, CzSensorPanel& sensor, QWidg
     connect(&player, &CzFramePlayer::positionChanged, this, &CzSourcePanel::showPosition);
     connect(&player, &CzFramePlayer::playingChanged, this, &CzSourcePanel::showPlaying);
     connect(&player, &CzFramePlayer::failed, this, &CzSourcePanel::failed);
-    connect(m_sensor, &CzSensorPanel::changed, this, &CzSourcePanel::reopen);
+    connect(m_sensor, &CzSensorPanel::changed, this, [this] {
+        if (m_files)
+            reopen();
+    });
     connect(m_sensor, &CzSensorPanel::saveRequested, this, &CzSourcePanel::saveSidecars);
     player.setRate(usualRate);
     showPlaying(player.isPlaying());
@@ -232,9 +259,12 @@ void CzSourcePanel::openPaths(const QStringList& paths) {
 
 void CzSourcePanel::openScene(const QString& scene) {
     endOpening();
+    m_isStale = false;
     SzSceneSettings settings;
     settings.width = static_cast<std::uint32_t>(m_width->value());
     settings.height = static_cast<std::uint32_t>(m_height->value());
+    settings.noise = static_cast<float>(m_noise->value());
+    settings.moves = m_moves->isChecked();
     m_paths.clear();
     m_files.reset();
     m_scene = scene;
@@ -248,11 +278,11 @@ SzSidecarChange CzSourcePanel::change() const {
 }
 
 void CzSourcePanel::reopen() {
-    if (!m_files)
-        return;
     m_isStale = true;
     if (!m_openingPaths.isEmpty())
         return; // another source goes first
+    if (!m_scene.isEmpty())
+        return openScene(m_scene);
     // Its warnings are the sensor panel's, which shows them where they can be mended.
     open(m_paths, change(), [this](const Opened& opened) {
         m_files = opened.files;

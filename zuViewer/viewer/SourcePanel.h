@@ -61,6 +61,7 @@ private:
     void open(const QStringList& paths, const std::optional<SzSidecarChange>& change,
               std::function<void(const Opened&)> whenOpen);
     void endOpening();
+    /// Plays the source as the panels describe it now.
     void reopen();
     SzSidecarChange change() const;
     struct Descriptions;
@@ -85,11 +86,13 @@ private:
     int m_requests = 0;
     int m_opening = 0;          ///< the request that waits for files to be looked into; 0: none
     QStringList m_openingPaths; ///< of another source
-    bool m_isStale = false;     ///< what plays does not know yet all that the sensor panel says
+    bool m_isStale = false;     ///< what plays does not know yet all that the panels say
 
     QComboBox* m_scenes;
     QSpinBox* m_width;
     QSpinBox* m_height;
+    QDoubleSpinBox* m_noise;
+    QCheckBox* m_moves;
     QLabel* m_name;
     QSlider* m_position;
     QToolButton* m_playButton;

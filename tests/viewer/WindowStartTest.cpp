@@ -23,11 +23,13 @@ protected:
         process.setProcessEnvironment(environment);
         process.start(program.isEmpty() ? QStringLiteral(ZU_VIEWER_PROGRAM) : program, arguments);
         EXPECT_TRUE(process.waitForFinished(120000));
-        EXPECT_EQ(process.exitCode(), expectedCode) << process.readAllStandardError().constData();
+        m_error = QString::fromUtf8(process.readAllStandardError());
+        EXPECT_EQ(process.exitCode(), expectedCode) << m_error.toStdString();
         return QString::fromUtf8(process.readAllStandardOutput());
     }
 
     QProcessEnvironment m_environment;
+    QString m_error; ///< what the program said last on standard error
 };
 
 TEST_F(WindowStart, TellsItsVersionAndItsArguments) {
@@ -47,7 +49,15 @@ TEST_F(WindowStart, GoesOnATour) {
     const QString folder = path(QStringLiteral("shots"));
     run({QStringLiteral("--tour"), tour.fileName(), QStringLiteral("--screenshots"), folder}, 0);
     EXPECT_TRUE(QFile::exists(folder + QStringLiteral("/one.png")));
+    EXPECT_FALSE(m_error.contains(QStringLiteral("plug-in"))) << m_error.toStdString();
+    m_environment.insert(QStringLiteral("ZUVIEWER_PLUGIN_PATH"), path(QStringLiteral("nowhere")));
+    run({QStringLiteral("--tour"), tour.fileName(), QStringLiteral("--screenshots"), folder}, 0);
+    EXPECT_TRUE(m_error.contains(QStringLiteral("no such plug-in folder"))) << m_error.toStdString();
     run({QStringLiteral("--tour"), path(QStringLiteral("none")), QStringLiteral("--screenshots"), folder}, 1);
+    for (const char* const alone : {"--tour", "--screenshots"}) {
+        run({QLatin1String(alone), tour.fileName()}, 1);
+        EXPECT_TRUE(m_error.contains(QStringLiteral("need each other"))) << m_error.toStdString();
+    }
 }
 
 TEST_F(WindowStart, SpeaksTheLanguageThatLiesBesideIt) {

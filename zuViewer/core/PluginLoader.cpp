@@ -98,6 +98,14 @@ bool CzPluginLoader::loadFile(const QString& file) {
     return true;
 }
 
-QString CzPluginLoader::defaultFolder() {
-    return QDir::cleanPath(QCoreApplication::applicationDirPath() + QStringLiteral("/../" ZU_PLUGIN_DIR));
+bool CzPluginLoader::loadUsualFolders() {
+    QStringList folders =
+        qEnvironmentVariable("ZUVIEWER_PLUGIN_PATH").split(QDir::listSeparator(), Qt::SkipEmptyParts);
+    if (folders.isEmpty())
+        folders.append(
+            QDir::cleanPath(QCoreApplication::applicationDirPath() + QStringLiteral("/../" ZU_PLUGIN_DIR)));
+    bool allLoaded = true;
+    for (const QString& folder : qAsConst(folders))
+        allLoaded &= loadFolder(folder);
+    return allLoaded;
 }

@@ -30,8 +30,10 @@ public:
     const QVector<CzPlugin*>& plugins() const { return m_plugins; }
     const QStringList& errors() const { return m_errors; }
 
-    /// Where an installed program finds its plug-ins, as seen from the program's own folder.
-    static QString defaultFolder();
+    /// Loads the folders that ZUVIEWER_PLUGIN_PATH names (separated as in PATH) or, without it, the one where
+    /// an installed program has its plug-ins: ../lib/zuviewer/plugins, as seen from the program's own folder.
+    /// False as above.
+    bool loadUsualFolders();
 
 private:
     QVector<CzPlugin*> m_plugins;

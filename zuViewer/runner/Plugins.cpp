@@ -6,22 +6,11 @@
 #include "PluginLoader.h"
 #include "RTTI.h"
 
-#include <QDir>
 #include <QDomDocument>
 #include <QRegularExpression>
 
 void loadPlugins(CzPluginLoader& loader) {
-    QStringList folders =
-        qEnvironmentVariable("ZUVIEWER_PLUGIN_PATH").split(QDir::listSeparator(), Qt::SkipEmptyParts);
-    if (folders.isEmpty())
-        folders.append(CzPluginLoader::defaultFolder());
-    for (const QString& folder : folders) {
-        if (QDir(folder).exists())
-            loader.loadFolder(folder);
-        else
-            say(QStringLiteral("The plug-in folder '%1' does not exist, so its elements are missing.")
-                    .arg(folder));
-    }
+    loader.loadUsualFolders();
     for (const QString& error : loader.errors())
         say(error);
 }

@@ -7,8 +7,7 @@
 class CzChainable;
 class CzPluginLoader;
 
-/// Loads the plug-ins of the folders in ZUVIEWER_PLUGIN_PATH (separated as in PATH) or, without it, of the
-/// folder where an installed program has them. What is refused is said, and the rest loads.
+/// Loads the plug-ins of the usual folders. What is refused is said, and the rest loads.
 void loadPlugins(CzPluginLoader& loader);
 
 /// The identifiers of all elements that can be made, in the order of their registration.

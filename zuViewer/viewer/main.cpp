@@ -8,10 +8,10 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
-#include <QDir>
 #include <QLibraryInfo>
 #include <QSettings>
 #include <QTemporaryDir>
+#include <QTextStream>
 #include <QTranslator>
 
 #include <cstdlib>
@@ -26,15 +26,10 @@ QString versionText() {
     return QStringLiteral("%1.%2.%3").arg(major).arg(minor).arg(build);
 }
 
-/// Sentences about what was refused.
-QStringList loadPlugins(CzPluginLoader& loader) {
-    QStringList folders =
-        qEnvironmentVariable("ZUVIEWER_PLUGIN_PATH").split(QDir::listSeparator(), Qt::SkipEmptyParts);
-    if (folders.isEmpty())
-        folders.append(CzPluginLoader::defaultFolder());
-    for (const QString& folder : qAsConst(folders))
-        loader.loadFolder(folder);
-    return loader.errors();
+void say(const QStringList& sentences) {
+    QTextStream error(stderr);
+    for (const QString& sentence : sentences)
+        error << "zuviewer: " << sentence << '\n';
 }
 
 } // namespace
@@ -58,7 +53,9 @@ int main(int argc, char** argv) {
 
     QCommandLineParser line;
     line.setApplicationDescription(
-        QCoreApplication::translate("main", "Shows what chains of processing elements do to pictures."));
+        QCoreApplication::translate("main", "Shows what chains of processing elements do to pictures. "
+                                            "ZUVIEWER_PLUGIN_PATH names the folders with plug-ins, in place "
+                                            "of the installed ones."));
     line.addPositionalArgument(QStringLiteral("files"),
                                QCoreApplication::translate("main", "Pictures, folders of pictures, a chain."),
                                QStringLiteral("[files...]"));
@@ -75,17 +72,23 @@ int main(int argc, char** argv) {
     line.addHelpOption();
     line.addVersionOption();
     line.process(application);
+    if (line.isSet(screenshots) != line.isSet(tour)) {
+        say({QCoreApplication::translate("main", "--screenshots and --tour need each other.")});
+        return EXIT_FAILURE;
+    }
 
     CzPluginLoader plugins;
-    const QStringList refused = loadPlugins(plugins);
+    plugins.loadUsualFolders();
+    const QStringList& refused = plugins.errors();
 
     const QTemporaryDir tourSettings; // what a tour does is nobody's last chain
-    if (line.isSet(screenshots)) {
+    if (line.isSet(tour)) {
         QSettings::setDefaultFormat(QSettings::IniFormat);
         QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, tourSettings.path());
     }
     CzMainWindow window;
-    if (line.isSet(screenshots)) {
+    if (line.isSet(tour)) {
+        say(refused);
         window.show();
         return goOnTour(window, line.value(tour), line.value(screenshots)) ? EXIT_SUCCESS : EXIT_FAILURE;
     }

@@ -9,8 +9,6 @@
 #include "PicBufAPI.h"
 #include "support/ScriptedElement.h"
 
-#include <QApplication>
-
 #include <benchmark/benchmark.h>
 
 #include <memory>
@@ -111,10 +109,3 @@ BENCHMARK_CAPTURE(workThroughWaitingFrames, passing, EzChainableState::Processin
 BENCHMARK(pushIntoRunningChain)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 } // namespace
-
-int main(int argc, char** argv) {
-    QApplication application(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
-}

@@ -161,15 +161,17 @@ bool registerBenchmarks() {
             for (const int cell : {2, 4, 5, 16}) {
                 const std::string name =
                     std::string(filterName) + '/' + formatName + "/cell:" + std::to_string(cell);
-                benchmark::RegisterBenchmark(("mosaicSliding/" + name).c_str(), &sliding, format, filter,
-                                             cell)
-                    ->UseManualTime()
-                    ->Unit(benchmark::kMillisecond);
-                if (filter != normalized)
-                    benchmark::RegisterBenchmark(("mosaicPerCell/" + name).c_str(), &perCell, format, filter,
-                                                 cell)
+                const auto add = [&](const char* way, auto* measured) {
+                    benchmark::RegisterBenchmark((way + name).c_str(), measured, format, filter, cell)
                         ->UseManualTime()
                         ->Unit(benchmark::kMillisecond);
+                };
+                if (filter == normalized) {
+                    add("mosaic/", &sliding); // one value per sample, out of the cell that it lies in
+                    continue;
+                }
+                add("mosaicSliding/", &sliding);
+                add("mosaicPerCell/", &perCell);
             }
     return true;
 }

@@ -60,7 +60,7 @@ auto forInstructionSets(Arguments... arguments) {
 /// best version that instructionSet() allows. All that it calls is inlined into the versions, so it has to be
 /// defined in the same file; what cannot be inlined stays portable. Arguments are passed by value.
 ///
-///     forInstructionSet<&addRow<std::uint16_t>>(source.row(y), sums.row(y), count);
+///     forInstructionSet<&sumOf<std::uint16_t>>(samples);
 template <auto Kernel, class... Arguments>
 auto forInstructionSet(Arguments... arguments) {
     return forInstructionSets<Kernel, Kernel, Kernel>(arguments...);

@@ -10,12 +10,12 @@
 #include "PicBufAPI.h"
 #include "PictureFile.h"
 #include "PictureWidget.h"
+#include "PixelSpectrumPlot.h"
 #include "PluginLoader.h"
 #include "ProblemBar.h"
 #include "RTTI.h"
 #include "Remembered.h"
 #include "SourcePanel.h"
-#include "SpectrumPlot.h"
 #include "Tour.h"
 #include "ViewerFixture.h"
 

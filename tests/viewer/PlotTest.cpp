@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "FFTImageData.h"
 #include "HistogramPlot.h"
-#include "SpectrumPlot.h"
+#include "PixelSpectrumPlot.h"
 #include "ViewerFixture.h"
 
 #include <QSignalSpy>
@@ -219,8 +219,8 @@ int drawnPixels(QWidget& plot) {
     return drawn;
 }
 
-TEST(SpectrumPlot, DrawsBandsWithAndWithoutWavelengths) {
-    CzSpectrumPlot plot;
+TEST(PixelSpectrumPlot, DrawsBandsWithAndWithoutWavelengths) {
+    CzPixelSpectrumPlot plot;
     plot.resize(300, 200);
     const int empty = drawnPixels(plot);
     for (const bool withWavelengths : {true, false}) {
@@ -233,7 +233,7 @@ TEST(SpectrumPlot, DrawsBandsWithAndWithoutWavelengths) {
 }
 
 TEST(Plots, HaveTheColoursOfDarkThemes) {
-    CzSpectrumPlot plot;
+    CzPixelSpectrumPlot plot;
     plot.resize(300, 200);
     QPalette dark;
     dark.setColor(QPalette::Base, QColor(20, 20, 20));

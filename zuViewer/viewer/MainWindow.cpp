@@ -9,11 +9,11 @@
 #include "HistogramPlot.h"
 #include "ImageData.h"
 #include "PictureWidget.h"
+#include "PixelSpectrumPlot.h"
 #include "ProblemBar.h"
 #include "Remembered.h"
 #include "SensorPanel.h"
 #include "SourcePanel.h"
-#include "SpectrumPlot.h"
 #include "StatusPanel.h"
 
 #include <QAction>
@@ -123,7 +123,7 @@ void CzMainWindow::makeDocks() {
     m_chainPanel = new CzChainPanel(m_session);
     m_configurationPanel = new CzConfigurationPanel(m_session);
     m_histogram = new CzHistogramPlot;
-    m_spectrum = new CzSpectrumPlot;
+    m_spectrum = new CzPixelSpectrumPlot;
     auto* const sensorArea = new QScrollArea;
     sensorArea->setFrameShape(QFrame::NoFrame);
     sensorArea->setWidgetResizable(true);

@@ -20,7 +20,7 @@ class CzPictureWidget;
 class CzProblemBar;
 class CzSensorPanel;
 class CzSourcePanel;
-class CzSpectrumPlot;
+class CzPixelSpectrumPlot;
 class CzStatusPanel;
 class QDockWidget;
 class QMenu;
@@ -53,7 +53,7 @@ public:
     CzDisplayPanel& displayPanel() { return *m_displayPanel; }
     CzPictureWidget& pictureWidget() { return *m_picture; }
     CzSourcePanel& sourcePanel() { return *m_sourcePanel; }
-    CzSpectrumPlot& spectrumPlot() { return *m_spectrum; }
+    CzPixelSpectrumPlot& spectrumPlot() { return *m_spectrum; }
     CzHistogramPlot& histogramPlot() { return *m_histogram; }
 
     /// Outputs of the shown links that the screen had no time for.
@@ -133,7 +133,7 @@ private:
     CzChainPanel* m_chainPanel;
     CzConfigurationPanel* m_configurationPanel;
     CzHistogramPlot* m_histogram;
-    CzSpectrumPlot* m_spectrum;
+    CzPixelSpectrumPlot* m_spectrum;
     QDockWidget* m_spectrumDock = nullptr;
     CzStatusPanel* m_status;
     QMenu* m_recentChains = nullptr;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "SpectrumPlot.h"
+#include "PixelSpectrumPlot.h"
 
 #include <qcustomplot.h>
 
@@ -8,26 +8,26 @@
 namespace {
 
 QString hint() {
-    return CzSpectrumPlot::tr("Click a pixel of a hyperspectral mosaic.");
+    return CzPixelSpectrumPlot::tr("Click a pixel of a hyperspectral mosaic.");
 }
 
 } // namespace
 
-CzSpectrumPlot::CzSpectrumPlot(QWidget* parent) : CzPlotPanel(parent) {
+CzPixelSpectrumPlot::CzPixelSpectrumPlot(QWidget* parent) : CzPlotPanel(parent) {
     plot().addGraph();
     plot().graph()->setScatterStyle(QCPScatterStyle(QCPScatterStyle::ssDisc, 5));
     plot().graph()->setPen(palette().color(QPalette::Highlight));
     draw(hint());
 }
 
-void CzSpectrumPlot::setSpectrum(const QVector<SzSpectrumPoint>& spectrum, const QString& title) {
+void CzPixelSpectrumPlot::setSpectrum(const QVector<SzSpectrumPoint>& spectrum, const QString& title) {
     if (spectrum.isEmpty() && m_spectrum.isEmpty())
         return; // as most frames
     m_spectrum = spectrum;
     draw(spectrum.isEmpty() ? hint() : title);
 }
 
-void CzSpectrumPlot::draw(const QString& title) {
+void CzPixelSpectrumPlot::draw(const QString& title) {
     const bool hasWavelengths = std::all_of(m_spectrum.begin(), m_spectrum.end(),
                                             [](const auto& point) { return point.wavelength > 0.0; });
     QVector<double> places;

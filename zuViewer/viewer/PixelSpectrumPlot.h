@@ -6,10 +6,10 @@
 
 /// What the bands of a hyperspectral mosaic measured at one pixel, over their wavelengths, or over their
 /// places in the list where a sensor does not tell any.
-class CzSpectrumPlot : public CzPlotPanel {
+class CzPixelSpectrumPlot : public CzPlotPanel {
     Q_OBJECT
 public:
-    explicit CzSpectrumPlot(QWidget* parent = nullptr);
+    explicit CzPixelSpectrumPlot(QWidget* parent = nullptr);
 
     /// An empty spectrum: tells where one can be had.
     void setSpectrum(const QVector<SzSpectrumPoint>& spectrum, const QString& title);

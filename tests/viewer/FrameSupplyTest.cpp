@@ -194,7 +194,7 @@ TEST(SceneSupplyTest, FramesDifferAndComeRoundAgain) {
     EXPECT_EQ(std::nullopt, supply.count());
     EXPECT_TRUE(supply.isLive());
     EXPECT_FALSE(supply.isStill(0));
-    EXPECT_EQ(QStringLiteral("scene mono"), supply.name(3));
+    EXPECT_EQ(QStringLiteral("Camera: mono"), supply.name(3));
     QString error;
     const auto pixels = [&](int index) {
         const std::unique_ptr<CzImageData> frame = supply.frame(index, &error);

@@ -324,7 +324,6 @@ TEST_F(SourcePanel, PlaysAtTheChosenRate) {
 TEST_F(SourcePanel, EndsAtTheLastFrameWhenItIsNotLooped) {
     auto& loop = childOf<QCheckBox>(panel, "loop");
     QTest::mouseClick(&loop, Qt::LeftButton, Qt::NoModifier, QPoint(8, loop.height() / 2));
-    EXPECT_FALSE(player.isLooped());
     open(writePictures(3));
     EXPECT_TRUE(waitFor([&] { return !player.isPlaying() && value() == 2; }));
 }
@@ -370,6 +369,20 @@ TEST_F(SourcePanel, ChoosesTheNoiseOfTheSyntheticCameraAndWhetherThingsMove) {
     setNoise(QStringLiteral("2"));
     EXPECT_TRUE(waitFor([&] { return latestDiffer(); }));
     EXPECT_EQ(panel.scene(), QStringLiteral("bayer"));
+}
+
+TEST_F(SourcePanel, TellsThatThingsMoveWhereTheyAlwaysDo) {
+    const auto& moves = childOf<QCheckBox>(panel, "moves");
+    panel.openScene(QStringLiteral("sequence"));
+    EXPECT_TRUE(moves.isChecked());
+    EXPECT_FALSE(moves.isEnabled());
+    panel.openScene(QStringLiteral("mono"));
+    EXPECT_FALSE(moves.isChecked());
+    EXPECT_TRUE(moves.isEnabled());
+    panel.openScene(QStringLiteral("sequence"));
+    open(writePictures(1));
+    EXPECT_FALSE(moves.isChecked());
+    EXPECT_TRUE(moves.isEnabled());
 }
 
 TEST_F(SourcePanel, ShowsAtOnceWhatTheSensorPanelSays) {

@@ -206,11 +206,6 @@ void CzFramePlayer::setLooped(bool looped) {
     d->looped = looped;
 }
 
-bool CzFramePlayer::isLooped() const {
-    const std::lock_guard lock(d->mutex);
-    return d->looped;
-}
-
 void CzFramePlayer::play() {
     {
         const std::lock_guard lock(d->mutex);

@@ -30,7 +30,6 @@ public:
     double rate() const;
     /// Whether the first frame follows the last.
     void setLooped(bool looped);
-    bool isLooped() const;
 
     void play();
     void pause();

@@ -213,5 +213,5 @@ std::unique_ptr<CzImageData> CzSceneSupply::frame(int index, QString* error) {
 }
 
 QString CzSceneSupply::name(int) const {
-    return tr("scene %1").arg(sceneTitle(d->scene));
+    return tr("Camera: %1").arg(sceneTitle(d->scene));
 }

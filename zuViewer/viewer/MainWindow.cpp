@@ -407,7 +407,7 @@ QString CzMainWindow::recordingText() const {
 
 QString CzMainWindow::placeholder() const {
     if (!m_player.supply())
-        return tr("No picture yet.\nOpen or drop pictures, or choose a scene.");
+        return tr("No picture yet.\nOpen or drop pictures, or choose a synthetic camera.");
     if (m_session.isWanted())
         return tr("No picture has come here yet.");
     return m_problem->problem().isEmpty() ? tr("The chain stands still.\nChoose Run to start it.")

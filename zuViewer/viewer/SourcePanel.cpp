@@ -178,7 +178,10 @@ CzSourcePanel::CzSourcePanel(CzFramePlayer& player, CzSensorPanel& sensor, QWidg
     for (QSpinBox* const spin : {m_width, m_height})
         connect(spin, QOverload<int>::of(&QSpinBox::valueChanged), this, changeScene);
     connect(m_noise, QOverload<double>::of(&QDoubleSpinBox::valueChanged), this, changeScene);
-    connect(m_moves, &QCheckBox::toggled, this, changeScene);
+    connect(m_moves, &QCheckBox::clicked, this, [this, changeScene](bool moves) {
+        m_wantsMotion = moves;
+        changeScene();
+    });
     connect(back, &QToolButton::clicked, this, [this] { m_player.step(-1); });
     connect(forward, &QToolButton::clicked, this, [this] { m_player.step(1); });
     connect(m_playButton, &QToolButton::clicked, this,
@@ -241,6 +244,7 @@ void CzSourcePanel::openPaths(const QStringList& paths) {
     open(paths, std::nullopt, [this, paths](const Opened& opened) {
         m_paths = paths;
         m_scene.clear();
+        showMotion();
         m_files = opened.files;
         m_described = m_files->sidecar(0);
         m_sensor->setSidecar(m_described);
@@ -264,13 +268,21 @@ void CzSourcePanel::openScene(const QString& scene) {
     settings.width = static_cast<std::uint32_t>(m_width->value());
     settings.height = static_cast<std::uint32_t>(m_height->value());
     settings.noise = static_cast<float>(m_noise->value());
-    settings.moves = m_moves->isChecked();
+    settings.moves = m_wantsMotion;
     m_paths.clear();
     m_files.reset();
     m_scene = scene;
+    showMotion();
     m_sensor->setEnabled(false);
     m_scenes->setCurrentIndex(std::max(0, m_scenes->findData(scene)));
-    play(std::make_shared<CzSceneSupply>(scene, settings), tr("Camera: %1").arg(sceneTitle(scene)));
+    const auto camera = std::make_shared<CzSceneSupply>(scene, settings);
+    play(camera, camera->name(0));
+}
+
+void CzSourcePanel::showMotion() {
+    const bool always = sceneMoves(m_scene, {});
+    m_moves->setEnabled(!always);
+    m_moves->setChecked(always || m_wantsMotion);
 }
 
 SzSidecarChange CzSourcePanel::change() const {

@@ -71,6 +71,8 @@ private:
     void endSaving();
     void showPosition(int index);
     void showPlaying(bool playing);
+    /// Whether things move in front of the synthetic camera, and whether there is a choice.
+    void showMotion();
     void goToPosition(int index);
     void play(std::shared_ptr<CzFrameSupply> supply, const QString& caption);
 
@@ -86,6 +88,7 @@ private:
     int m_requests = 0;
     int m_opening = 0;          ///< the request that waits for files to be looked into; 0: none
     QStringList m_openingPaths; ///< of another source
+    bool m_wantsMotion = false; ///< where the scene leaves the choice
     bool m_isStale = false;     ///< what plays does not know yet all that the panels say
 
     QComboBox* m_scenes;

@@ -2,10 +2,10 @@
 #include "PngFile.h"
 
 #include "ImageData.h"
+#include "OnePageReader.h"
 #include "PictureSamples.h"
 #include "PictureText.h"
 
-#include <QFile>
 #include <QtEndian>
 
 #include <png.h>
@@ -148,36 +148,10 @@ bool readFormat(const QByteArray& file, SzFileFormat& format, QString* problem) 
     return true;
 }
 
-class PngReader : public CzPictureReader {
-public:
-    /// False, with the reason in problem, when it is no PNG that can be held.
-    bool open(const QString& path, QString* problem) {
-        m_path = path;
-        QFile file(path);
-        if (!file.open(QIODevice::ReadOnly)) {
-            *problem = file.errorString();
-            return false;
-        }
-        m_file = file.readAll();
-        return readFormat(m_file, m_format, problem);
-    }
+class PngReader : public CzOnePageReader {
+    bool readFormat(QString* problem) override { return ::readFormat(m_file, m_format, problem); }
 
-    int pageCount() const override { return 1; }
-
-    std::unique_ptr<CzImageData> read(int page, const SzSidecar& sidecar, QString* error) override {
-        QString problem;
-        std::unique_ptr<CzImageData> frame;
-        if (page == 0)
-            frame = readPicture(sidecar, &problem);
-        else
-            problem = SzPictureText::tr("there is no such page");
-        if (!frame && error)
-            *error = SzPictureText::tr("%1, page %2: %3").arg(m_path, QString::number(page + 1), problem);
-        return frame;
-    }
-
-private:
-    std::unique_ptr<CzImageData> readPicture(const SzSidecar& sidecar, QString* problem) {
+    std::unique_ptr<CzImageData> decode(const SzSidecar& sidecar, QString* problem) override {
         std::unique_ptr<CzImageData> frame = makeFrame(m_format, sidecar, problem);
         if (!frame)
             return nullptr;
@@ -194,7 +168,7 @@ private:
         for (std::size_t y = 0; y < m_format.height; ++y)
             rows.push_back(samples.get() + y * rowBytes);
         PngInput input{m_file.constData(), static_cast<std::size_t>(m_file.size()), 0, {}};
-        if (!decode(input, rows.data(), rowBytes)) {
+        if (!::decode(input, rows.data(), rowBytes)) {
             *problem = QString::fromLocal8Bit(input.message);
             return nullptr;
         }
@@ -202,10 +176,6 @@ private:
             storePixels(frame->picBuf(), 0, y, m_format.width, rows[y]);
         return frame;
     }
-
-    QString m_path;
-    QByteArray m_file;
-    SzFileFormat m_format;
 };
 
 } // namespace

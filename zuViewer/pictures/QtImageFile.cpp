@@ -2,11 +2,11 @@
 #include "QtImageFile.h"
 
 #include "ImageData.h"
+#include "OnePageReader.h"
 #include "PictureSamples.h"
 #include "PictureText.h"
 
 #include <QBuffer>
-#include <QFile>
 #include <QImage>
 #include <QImageReader>
 #include <QImageWriter>
@@ -54,36 +54,8 @@ private:
     QString m_message;
 };
 
-class JpegReader : public CzPictureReader {
-public:
-    /// False, with the reason in problem, when it is no JPEG.
-    bool open(const QString& path, QString* problem) {
-        m_path = path;
-        QFile file(path);
-        if (!file.open(QIODevice::ReadOnly)) {
-            *problem = file.errorString();
-            return false;
-        }
-        m_file = file.readAll();
-        return readFormat(problem);
-    }
-
-    int pageCount() const override { return 1; }
-
-    std::unique_ptr<CzImageData> read(int page, const SzSidecar& sidecar, QString* error) override {
-        QString problem;
-        std::unique_ptr<CzImageData> frame;
-        if (page == 0)
-            frame = decode(sidecar, &problem);
-        else
-            problem = SzPictureText::tr("there is no such page");
-        if (!frame && error)
-            *error = SzPictureText::tr("%1, page %2: %3").arg(m_path, QString::number(page + 1), problem);
-        return frame;
-    }
-
-private:
-    bool readFormat(QString* problem) {
+class JpegReader : public CzOnePageReader {
+    bool readFormat(QString* problem) override {
         // The decoder would fill up what is missing with grey. These markers do not occur inside the samples.
         if (m_file.lastIndexOf("\xff\xd9") < m_file.lastIndexOf("\xff\xda")) {
             *problem = SzPictureText::tr("the file ends early");
@@ -114,7 +86,7 @@ private:
         return true;
     }
 
-    std::unique_ptr<CzImageData> decode(const SzSidecar& sidecar, QString* problem) {
+    std::unique_ptr<CzImageData> decode(const SzSidecar& sidecar, QString* problem) override {
         QBuffer buffer(&m_file);
         QImageReader reader(&buffer, "jpeg");
         reader.setDecideFormatFromContent(false);
@@ -136,10 +108,6 @@ private:
             storePixels(frame->picBuf(), 0, y, m_format.width, image.constScanLine(static_cast<int>(y)));
         return frame;
     }
-
-    QString m_path;
-    QByteArray m_file;
-    SzFileFormat m_format;
 };
 
 } // namespace

@@ -87,7 +87,8 @@ public:
     /// Why the last start() failed; empty when it did not.
     QString errorMessage() const;
 
-    // Composition. While the chain runs, none of these does anything and all report failure.
+    // Composition. Nothing changes while the chain runs: insert(), append() and take() fail, what is set is
+    // ignored.
 
     /// Puts an element at a place (0 ... count) of the line and takes ownership. False, and the element stays
     /// the caller's, when a neighbour does not fit.

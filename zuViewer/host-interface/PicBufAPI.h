@@ -8,8 +8,8 @@
 class QObject;
 class QRect;
 
-/// Operations on picture buffers. All return success; a buffer that an operation refuses to fill is left as
-/// it was. Any thread, as long as no other one touches the same buffers.
+/// Operations on picture buffers. They return success, and a buffer that an operation refuses to fill is left
+/// as it was, unless something else is said. Any thread, as long as no other one touches the same buffers.
 class ZUCORE_EXPORT CzPicBufAPI {
 public:
     // Allocation. Pixels are 64-byte aligned. A linePitch of 0 becomes the packed line rounded up to 16

@@ -8,10 +8,12 @@
 
 #include <QElapsedTimer>
 #include <QSignalSpy>
+#include <QTest>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <limits>
 #include <mutex>
 #include <vector>
@@ -332,6 +334,7 @@ TEST_F(FramePlayerTest, ALiveSupplyDropsTheOldestAndEachIsCounted) {
     blockTheChain();
     const auto supply = std::make_shared<ScriptedSupply>(std::nullopt);
     supply->live = true;
+    m_player.setRate(2000.0);
     m_player.setSupply(supply);
     m_player.play();
     m_gate.awaitArrival();
@@ -346,6 +349,39 @@ TEST_F(FramePlayerTest, ALiveSupplyDropsTheOldestAndEachIsCounted) {
     const SzChainCounters counters = m_chain.counters();
     EXPECT_EQ(static_cast<std::uint64_t>(numbers().back()), counters.framesIn);
     EXPECT_EQ(counters.framesIn, counters.framesOut + counters.framesDropped);
+}
+
+TEST_F(FramePlayerTest, ALiveSupplyThatIsAsFastAsTheChainLosesNothing) {
+    blockTheChain();
+    std::atomic<int> made{0};
+    const auto supply = std::make_shared<ScriptedSupply>(std::nullopt);
+    supply->live = true;
+    supply->beforeFrame = [&] { ++made; };
+    m_player.setSupply(supply);
+    m_player.play();
+    m_gate.awaitArrival();
+    ASSERT_TRUE(waitFor([&] { return made == 4; })); // one hangs, two wait, one waits for room
+    QTest::qWait(50);
+    EXPECT_EQ(made, 4);
+    m_player.setRate(2000.0); // now it is a camera that does not wait
+    EXPECT_TRUE(waitFor([&] { return m_chain.counters().framesDropped > 10; }));
+    m_player.setRate(asFastAsPossible);
+    m_gate.open();
+    const std::uint64_t dropped = m_chain.counters().framesDropped;
+    const std::size_t come = values().size();
+    EXPECT_TRUE(hasCome(come + 100));
+    EXPECT_LE(m_chain.counters().framesDropped, dropped + 1); // was on its way
+}
+
+TEST_F(FramePlayerTest, AnotherSupplyPlaysAtOnceHoweverSlowTheOneBeforeIs) {
+    ASSERT_TRUE(m_chain.start());
+    load(3);
+    m_player.setRate(0.0001);
+    m_player.play();
+    ASSERT_TRUE(hasCome(1));
+    load(3, 1);
+    ASSERT_TRUE(hasCome(2));
+    EXPECT_EQ(values().back(), 100);
 }
 
 TEST_F(FramePlayerTest, NoCallWaitsForAFrameToBeTaken) {

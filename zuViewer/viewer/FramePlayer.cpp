@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <condition_variable>
 #include <limits>
 #include <mutex>
@@ -43,6 +44,8 @@ struct CzFramePlayer::Private {
     /// The index behind the present one; none at the end.
     std::optional<int> following() const;
     bool send(std::unique_ptr<CzImageData> frame);
+    /// What becomes of frames that the chain has no time for. Under the mutex.
+    void chooseOverflow();
 
     CzFrameSource& source;
 
@@ -60,10 +63,10 @@ struct CzFramePlayer::Private {
     int sent = -1;
     int failures = 0; ///< frames in a row that could not be made
     QString error;    ///< of the last of them, until it is told
+    steady_clock::time_point due;
 
     // The worker's.
     int frameNo = 0;
-    steady_clock::time_point due;
     std::thread worker;
 
     // The GUI thread's.
@@ -147,6 +150,13 @@ bool CzFramePlayer::Private::send(std::unique_ptr<CzImageData> frame) {
     return source.push(std::move(frame));
 }
 
+void CzFramePlayer::Private::chooseOverflow() {
+    // As fast as the chain takes them is never too fast, for a camera either.
+    const bool drops = supply && supply->isLive() && std::isfinite(rate);
+    source.setQueue(drops ? CzFrameSource::EzOverflow::DropOldest : CzFrameSource::EzOverflow::Wait,
+                    waitingFrames);
+}
+
 // ---- GUI thread ----
 
 CzFramePlayer::CzFramePlayer(CzFrameSource& source, QObject* parent)
@@ -167,7 +177,6 @@ CzFramePlayer::~CzFramePlayer() {
 }
 
 void CzFramePlayer::setSupply(std::shared_ptr<CzFrameSupply> supply) {
-    const bool live = supply && supply->isLive();
     d->source.close(); // for a worker that waits for room with a frame of the supply before
     std::unique_lock lock(d->mutex);
     d->changed.wait(lock, [this] { return !d->sending; });
@@ -177,9 +186,9 @@ void CzFramePlayer::setSupply(std::shared_ptr<CzFrameSupply> supply) {
     d->failures = 0;
     d->wanted.reset();
     d->error.clear();
+    d->due = steady_clock::now();
     d->source.clear(); // of the supply before
-    d->source.setQueue(live ? CzFrameSource::EzOverflow::DropOldest : CzFrameSource::EzOverflow::Wait,
-                       waitingFrames);
+    d->chooseOverflow();
     d->source.open();
     d->changed.notify_all();
 }
@@ -193,6 +202,7 @@ void CzFramePlayer::setRate(double framesPerSecond) {
     const std::lock_guard lock(d->mutex);
     d->rate = framesPerSecond;
     d->due = steady_clock::now();
+    d->chooseOverflow();
     d->changed.notify_all();
 }
 

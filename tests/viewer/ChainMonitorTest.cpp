@@ -13,7 +13,7 @@ SzFrameReport report(int frameNo, const IzChainData* output = nullptr) {
     SzFrameReport report;
     report.frameNo = frameNo;
     report.output = output;
-    report.elements = {{0.5, QString()}, {1.5, QStringLiteral("oh")}};
+    report.elements = {{0.5, QString()}, {double(frameNo), QStringLiteral("oh")}};
     return report;
 }
 
@@ -24,12 +24,10 @@ TEST(ChainMonitorTest, TellsTheLastFrame) {
     monitor.offer(report(1));
     monitor.offer(report(2));
     const SzChainFigures figures = monitor.figures();
-    EXPECT_EQ(2, figures.frameNo);
     ASSERT_EQ(2, figures.elements.size());
-    EXPECT_EQ(1.5, figures.elements.at(1).milliseconds);
+    EXPECT_EQ(2.0, figures.elements.at(1).milliseconds);
     EXPECT_EQ(QStringLiteral("oh"), figures.elements.at(1).errorMessage);
     monitor.clear();
-    EXPECT_EQ(0, monitor.figures().frameNo);
     EXPECT_TRUE(monitor.figures().elements.isEmpty());
 }
 

@@ -27,7 +27,6 @@ void CzChainMonitor::offer(const SzFrameReport& report) {
     const auto* const image = qobject_cast<const CzImageData*>(report.output);
     const std::lock_guard lock(m_mutex);
     m_frames += report.further ? 0 : 1;
-    m_last.frameNo = report.frameNo;
     m_last.elements = report.elements;
     if (image)
         m_last.latencyMs = ageMs(image->picBuf());

@@ -14,7 +14,6 @@
 struct SzChainFigures {
     double framesPerSecond = 0.0; ///< that the worker ended with, over about the last second
     double latencyMs = 0.0;       ///< from entering the source to the end of the chain, of the last frame
-    int frameNo = 0;              ///< of the last frame
     QVector<SzElementReport> elements; ///< of the last frame: time and message
 };
 

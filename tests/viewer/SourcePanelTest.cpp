@@ -369,6 +369,28 @@ TEST_F(SourcePanel, ChoosesTheNoiseOfTheSyntheticCameraAndWhetherThingsMove) {
     setNoise(QStringLiteral("2"));
     EXPECT_TRUE(waitFor([&] { return latestDiffer(); }));
     EXPECT_EQ(panel.scene(), QStringLiteral("bayer"));
+
+    // A camera that is paused stays so, and shows what has changed.
+    pause();
+    QSignalSpy changed(&panel, &CzSourcePanel::sourceChanged);
+    childOf<QSpinBox>(panel, "width").setValue(80);
+    EXPECT_TRUE(waitFor([&] { return format().width == 80; }));
+    EXPECT_FALSE(player.isPlaying());
+    EXPECT_TRUE(changed.isEmpty()); // it is the same source
+}
+
+TEST_F(SourcePanel, TellsThatAnotherSourceBeginsBeforeItsFirstFrame) {
+    const QStringList paths = writePictures(2);
+    open({paths.at(0)});
+    ASSERT_TRUE(waitFor([&] { return value() == 0; }));
+    QObject::connect(&panel, &CzSourcePanel::sourceChanged, [&] {
+        QTest::qWait(20);
+        EXPECT_EQ(value(), 0);
+        EXPECT_EQ(player.position(), -1);
+    });
+    open({paths.at(1)});
+    EXPECT_TRUE(waitFor([&] { return value() == 1; }));
+    EXPECT_TRUE(player.isPlaying());
 }
 
 TEST_F(SourcePanel, TellsThatThingsMoveWhereTheyAlwaysDo) {

@@ -593,10 +593,7 @@ void CzMainWindow::restoreChain() {
         m_session.loadText(work.chain.text, work.chain.path);
     else if (!work.chain.path.isEmpty())
         m_session.load(work.chain.path);
-    if (!work.sourcePaths.isEmpty())
-        m_sourcePanel->openPaths(work.sourcePaths);
-    else if (!work.sourceScene.isEmpty())
-        m_sourcePanel->openScene(work.sourceScene);
+    m_sourcePanel->restore(work.source);
 }
 
 bool CzMainWindow::asksToRestoreChain() {
@@ -611,9 +608,7 @@ bool CzMainWindow::asksToRestoreChain() {
 void CzMainWindow::rememberChain() {
     // The file is read when it says it all: it may have been edited elsewhere by then.
     const bool isInFile = !m_session.isModified() || (m_closing && m_discarded);
-    rememberWork({{m_session.path(), isInFile ? QByteArray() : m_session.text()},
-                  m_sourcePanel->paths(),
-                  m_sourcePanel->scene()});
+    rememberWork({{m_session.path(), isInFile ? QByteArray() : m_session.text()}, m_sourcePanel->source()});
     m_touched = false;
 }
 

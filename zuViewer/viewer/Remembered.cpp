@@ -16,6 +16,12 @@ const QString lastChain = QStringLiteral("chains/last");
 const QString chainAside = QStringLiteral("chains/aside");
 const QString sourcePathsKey = QStringLiteral("source/paths");
 const QString sourceSceneKey = QStringLiteral("source/scene");
+const QString widthKey = QStringLiteral("source/width");
+const QString heightKey = QStringLiteral("source/height");
+const QString noiseKey = QStringLiteral("source/noise");
+const QString movesKey = QStringLiteral("source/moves");
+const QString rateKey = QStringLiteral("source/rate");
+const QString loopedKey = QStringLiteral("source/looped");
 
 void writeChain(QSettings& settings, const QString& key, const SzRememberedChain& chain) {
     settings.setValue(key + QLatin1String("Path"), chain.path);
@@ -27,20 +33,42 @@ SzRememberedChain readChain(const QSettings& settings, const QString& key) {
             settings.value(key + QLatin1String("Text")).toByteArray()};
 }
 
+void writeSource(QSettings& settings, const SzRememberedSource& source) {
+    settings.setValue(sourcePathsKey, source.paths);
+    settings.setValue(sourceSceneKey, source.scene);
+    settings.setValue(widthKey, source.camera.width);
+    settings.setValue(heightKey, source.camera.height);
+    settings.setValue(noiseKey, source.camera.noise);
+    settings.setValue(movesKey, source.camera.moves);
+    settings.setValue(rateKey, source.rate);
+    settings.setValue(loopedKey, source.looped);
+}
+
+SzRememberedSource readSource(const QSettings& settings) {
+    SzRememberedSource source;
+    source.paths = settings.value(sourcePathsKey).toStringList();
+    source.scene = settings.value(sourceSceneKey).toString();
+    source.camera.width = settings.value(widthKey, source.camera.width).toUInt();
+    source.camera.height = settings.value(heightKey, source.camera.height).toUInt();
+    source.camera.noise = settings.value(noiseKey, source.camera.noise).toFloat();
+    source.camera.moves = settings.value(movesKey, source.camera.moves).toBool();
+    source.rate = settings.value(rateKey, source.rate).toDouble();
+    source.looped = settings.value(loopedKey, source.looped).toBool();
+    return source;
+}
+
 } // namespace
 
 void rememberWork(const SzRememberedWork& work) {
     QSettings settings;
     writeChain(settings, lastChain, work.chain);
-    settings.setValue(sourcePathsKey, work.sourcePaths);
-    settings.setValue(sourceSceneKey, work.sourceScene);
+    writeSource(settings, work.source);
     settings.sync();
 }
 
 SzRememberedWork rememberedWork() {
     const QSettings settings;
-    return {readChain(settings, lastChain), settings.value(sourcePathsKey).toStringList(),
-            settings.value(sourceSceneKey).toString()};
+    return {readChain(settings, lastChain), readSource(settings)};
 }
 
 void setRememberedChainAside() {

@@ -2,6 +2,8 @@
 // What the program remembers from one run to the next, in the settings.
 #pragma once
 
+#include "Scenes.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
@@ -14,11 +16,19 @@ struct SzRememberedChain {
     QByteArray text; ///< when it differs from its file, or has none; empty: the file says it all
 };
 
+/// What was played, and how.
+struct SzRememberedSource {
+    QStringList paths; ///< of files and folders; empty: a synthetic camera, or nothing
+    QString scene;
+    SzSceneSettings camera; ///< its size, noise and motion
+    double rate = 25.0;     ///< frames per second; 0: as fast as possible
+    bool looped = true;
+};
+
 /// What was processed, and with which chain.
 struct SzRememberedWork {
     SzRememberedChain chain;
-    QStringList sourcePaths;
-    QString sourceScene;
+    SzRememberedSource source;
 };
 
 /// Written when it returns: nobody will do so after a crash.

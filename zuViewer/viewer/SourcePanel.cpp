@@ -261,21 +261,43 @@ void CzSourcePanel::openPaths(const QStringList& paths) {
     m_sensor->setEnabled(false); // it describes the source before
 }
 
-void CzSourcePanel::openScene(const QString& scene) {
-    endOpening();
-    m_isStale = false;
+SzSceneSettings CzSourcePanel::cameraSettings() const {
     SzSceneSettings settings;
     settings.width = static_cast<std::uint32_t>(m_width->value());
     settings.height = static_cast<std::uint32_t>(m_height->value());
     settings.noise = static_cast<float>(m_noise->value());
     settings.moves = m_wantsMotion;
+    return settings;
+}
+
+SzRememberedSource CzSourcePanel::source() const {
+    return {paths(), m_scene, cameraSettings(), m_rate->value(), m_loop->isChecked()};
+}
+
+void CzSourcePanel::restore(const SzRememberedSource& source) {
+    m_width->setValue(static_cast<int>(source.camera.width));
+    m_height->setValue(static_cast<int>(source.camera.height));
+    m_noise->setValue(static_cast<double>(source.camera.noise));
+    m_wantsMotion = source.camera.moves;
+    showMotion();
+    m_rate->setValue(source.rate);
+    m_loop->setChecked(source.looped);
+    if (!source.paths.isEmpty())
+        openPaths(source.paths);
+    else if (sceneNames().contains(source.scene))
+        openScene(source.scene);
+}
+
+void CzSourcePanel::openScene(const QString& scene) {
+    endOpening();
+    m_isStale = false;
     m_paths.clear();
     m_files.reset();
     m_scene = scene;
     showMotion();
     m_sensor->setEnabled(false);
     m_scenes->setCurrentIndex(std::max(0, m_scenes->findData(scene)));
-    const auto camera = std::make_shared<CzSceneSupply>(scene, settings);
+    const auto camera = std::make_shared<CzSceneSupply>(m_scene, cameraSettings());
     play(camera, camera->name(0));
 }
 
@@ -293,15 +315,21 @@ void CzSourcePanel::reopen() {
     m_isStale = true;
     if (!m_openingPaths.isEmpty())
         return; // another source goes first
-    if (!m_scene.isEmpty())
-        return openScene(m_scene);
+    if (!m_scene.isEmpty()) {
+        m_isStale = false;
+        return replaceSupply(std::make_shared<CzSceneSupply>(m_scene, cameraSettings()));
+    }
     // Its warnings are the sensor panel's, which shows them where they can be mended.
     open(m_paths, change(), [this](const Opened& opened) {
         m_files = opened.files;
-        const int position = std::max(0, m_player.position());
-        m_player.setSupply(m_files);
-        m_player.seek(position); // plays on from there, or shows it
+        replaceSupply(m_files);
     });
+}
+
+void CzSourcePanel::replaceSupply(std::shared_ptr<CzFrameSupply> supply) {
+    const int position = std::max(0, m_player.position());
+    m_player.setSupply(std::move(supply));
+    m_player.seek(position); // plays on from there, or shows it
 }
 
 void CzSourcePanel::play(std::shared_ptr<CzFrameSupply> supply, const QString& caption) {
@@ -312,9 +340,10 @@ void CzSourcePanel::play(std::shared_ptr<CzFrameSupply> supply, const QString& c
         m_position->setRange(0, count.value_or(1) - 1);
         m_position->setEnabled(count.value_or(0) > 1);
     }
+    m_player.pause(); // until everybody knows that another source begins
     m_player.setSupply(std::move(supply));
-    m_player.play();
     emit sourceChanged();
+    m_player.play();
 }
 
 void CzSourcePanel::showPosition(int index) {

@@ -3,7 +3,7 @@
 
 #include "FramePlayer.h"
 #include "FrameSupply.h"
-#include "LinkTap.h"
+#include "Remembered.h"
 
 #include <QStringList>
 #include <QWidget>
@@ -35,6 +35,10 @@ public:
     /// Plays a synthetic camera with the settings of the panel.
     void openScene(const QString& scene);
 
+    /// What plays and how, to be remembered, and plays it again.
+    SzRememberedSource source() const;
+    void restore(const SzRememberedSource& source);
+
     /// What plays, for the chain's first row.
     QString caption() const { return m_caption; }
     /// Paths of the pictures that play, or will when they are open; empty for a synthetic camera.
@@ -48,6 +52,7 @@ public:
     void saveSidecars();
 
 signals:
+    /// Another source is there, and its first frame is not yet on its way.
     void sourceChanged();
     void openRequested();
     /// files: how many have been written; those for which there was nothing new to say are none of them.
@@ -74,7 +79,10 @@ private:
     /// Whether things move in front of the synthetic camera, and whether there is a choice.
     void showMotion();
     void goToPosition(int index);
+    SzSceneSettings cameraSettings() const;
     void play(std::shared_ptr<CzFrameSupply> supply, const QString& caption);
+    /// The same source with another description goes on where the one before was.
+    void replaceSupply(std::shared_ptr<CzFrameSupply> supply);
 
     CzFramePlayer& m_player;
     CzSensorPanel* m_sensor;

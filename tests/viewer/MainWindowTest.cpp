@@ -455,6 +455,16 @@ TEST_F(MainWindow, TheSyntheticCameraComesBack) {
     EXPECT_FALSE(childOf<QCheckBox>(*window, "loop").isChecked());
 }
 
+TEST_F(MainWindow, CountsWhatIsLostOfEachSourceAnew) {
+    session().insert(0, QStringLiteral("org.zuviewer.CzImageAveragingCnbl"));
+    window->openScene(QStringLiteral("mono"));
+    EXPECT_TRUE(waitFor([&] { return text("lossText").contains(QStringLiteral("kept")); }));
+    session().clear();
+    const QString still = writeScene(QStringLiteral("still.tif"), QStringLiteral("mono"));
+    open({still});
+    EXPECT_TRUE(waitFor([&] { return !text("lossText").contains(QStringLiteral("kept")); }));
+}
+
 TEST_F(MainWindow, DiscardedChangesDoNotComeBack) {
     const QString chain = writeChain(QStringLiteral("a.zuchain"));
     open({chain});

@@ -273,6 +273,7 @@ void CzMainWindow::connectParts() {
     connect(m_sourcePanel, &CzSourcePanel::sourceChanged, this, [this] {
         m_chainPanel->setSourceCaption(m_sourcePanel->caption());
         m_tap.clear();
+        m_status->startCounting(m_session, m_tap.skipped());
         if (!m_closing)
             m_session.setRunning(true);
         rememberChain();

@@ -20,6 +20,16 @@ QString count(std::uint64_t value) {
     return QLocale().toString(static_cast<qulonglong>(value));
 }
 
+SzChainCounters since(const SzChainCounters& start, SzChainCounters counters) {
+    counters.framesIn -= start.framesIn;
+    counters.framesOut -= start.framesOut;
+    counters.framesConsumed -= start.framesConsumed;
+    counters.framesFailed -= start.framesFailed;
+    counters.framesDropped -= start.framesDropped;
+    counters.poolExhaustions -= start.poolExhaustions;
+    return counters;
+}
+
 QString stateText(const CzChainSession& session, CzChainSession::EzState state, const SzWorkerState& worker) {
     if (CzChainSession::isStuck(worker)) {
         const QString caption = session.elements().at(worker.element)->caption();
@@ -53,13 +63,15 @@ CzStatusPanel::CzStatusPanel(QWidget* parent) : QWidget(parent) {
     m_scale = addLabel("scaleText", tr("Screen pixels per picture pixel"));
     m_rate = addLabel("rateText", tr("Frames that the chain ended with per second, and the time that the "
                                      "last one took from the source to the end"));
-    m_losses = addLabel("lossText",
-                        tr("Live frames that never went through the chain (they came too fast for it, or "
-                           "waited when it stopped or got another source), frames that failed, frames "
-                           "that an element kept (as an average does until it is complete), and "
-                           "pictures that the screen had no time for"));
-    m_pool = addLabel("poolText", tr("Buffers of the chain's memory pool that are in use, and how often an "
-                                     "element was refused one because there was none left"));
+    m_losses =
+        addLabel("lossText", tr("Since the source was opened: live frames that never went through the chain "
+                                "(they came too fast for it, or waited when it stopped), frames that failed, "
+                                "frames that an element kept (as an average does until it is complete), and "
+                                "pictures that the screen had no time for"));
+    m_pool =
+        addLabel("poolText", tr("Buffers of the chain's memory pool that are in use, and how often, since "
+                                "the source was opened, an element was refused one because there was "
+                                "none left"));
     m_state = addLabel("stateText", tr("What the chain is doing"));
     m_messageTimer.setSingleShot(true);
     m_messageTimer.setInterval(messageMs);
@@ -92,18 +104,22 @@ void CzStatusPanel::showScale(double scale) {
     m_scale->showText(tr("%1 %").arg(QLocale().toString(100.0 * scale, 'g', 4)));
 }
 
+void CzStatusPanel::startCounting(const CzChainSession& session, std::uint64_t notShown) {
+    m_start = {session.chain().counters(), notShown};
+}
+
 void CzStatusPanel::showChain(const CzChainSession& session, const SzChainFigures& figures,
                               std::uint64_t notShown) {
-    const SzChainCounters counters = session.chain().counters();
+    const SzChainCounters counters = since(m_start.counters, session.chain().counters());
     const SzWorkerState worker = session.chain().workerState();
     const CzChainSession::EzState state = session.state(); // once: the worker may end meanwhile
     const bool stands = state == CzChainSession::EzState::Stopped;
     m_rate->showText(tr("%1 frames/s, %2 ms")
                          .arg(QLocale().toString(stands ? 0.0 : figures.framesPerSecond, 'f', 1),
                               QLocale().toString(figures.latencyMs, 'f', 1)));
-    QStringList losses{
-        tr("%1 dropped, %2 failed, %3 not shown")
-            .arg(count(counters.framesDropped), count(counters.framesFailed), count(notShown))};
+    QStringList losses{tr("%1 dropped, %2 failed, %3 not shown")
+                           .arg(count(counters.framesDropped), count(counters.framesFailed),
+                                count(notShown - m_start.notShown))};
     if (counters.framesConsumed > 0)
         losses.append(tr("%1 kept").arg(count(counters.framesConsumed)));
     m_losses->showText(losses.join(QLatin1String(", ")));

@@ -24,7 +24,8 @@ public:
     void setLastingMessage(const QString& message);
     /// Screen pixels per picture pixel.
     void showScale(double scale);
-    /// notShown: pictures that the screen had no time for.
+    /// From here on: another source plays. notShown: pictures that the screen had no time for.
+    void startCounting(const CzChainSession& session, std::uint64_t notShown);
     void showChain(const CzChainSession& session, const SzChainFigures& figures, std::uint64_t notShown);
 
 protected:
@@ -42,6 +43,11 @@ private:
     CzElidedLabel* m_losses;
     CzElidedLabel* m_pool;
     CzElidedLabel* m_state;
+    struct SzCounts {
+        SzChainCounters counters;
+        std::uint64_t notShown = 0;
+    };
+    SzCounts m_start; ///< when the source was opened
     QTimer m_messageTimer;
     QString m_lastingMessage;
 };

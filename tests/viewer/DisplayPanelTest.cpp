@@ -67,7 +67,7 @@ TEST_F(DisplayPanel, AManualRangeBeginsWithTheOneThatIsShown) {
     auto picture = blackPicture(pictureFormat(2, 1, 1, EzImageDataType::UInt16));
     setSample(picture->picBuf(), 0, 0, 0, 300);
     setSample(picture->picBuf(), 1, 0, 0, 700);
-    panel.setPicture(std::move(picture));
+    panel.setPictures(std::move(picture));
     EXPECT_FALSE(black.isVisible());
     choose(range, QStringLiteral("Automatic range"));
     choose(range, QStringLiteral("Manual range"));
@@ -86,7 +86,7 @@ TEST_F(DisplayPanel, FloatsHaveManualRangesWithDecimals) {
     auto picture = blackPicture(pictureFormat(2, 1, 1, EzImageDataType::Float32));
     setSample(picture->picBuf(), 0, 0, 0, 0.125);
     setSample(picture->picBuf(), 1, 0, 0, 0.75);
-    panel.setPicture(std::move(picture));
+    panel.setPictures(std::move(picture));
     choose(range, QStringLiteral("Manual range"));
     EXPECT_EQ(panel.settings().manual.black, 0.125);
     EXPECT_EQ(panel.settings().manual.white, 0.75);
@@ -96,7 +96,7 @@ TEST_F(DisplayPanel, AManualRangeIsTypedWhilePicturesRun) {
     for (const EzImageDataType type : {EzImageDataType::UInt16, EzImageDataType::Float32}) {
         unsigned seed = 0;
         const auto nextPicture = [&] {
-            panel.setPicture(picturePattern(pictureFormat(8, 8, 1, type), ++seed));
+            panel.setPictures(picturePattern(pictureFormat(8, 8, 1, type), ++seed));
         };
         nextPicture();
         choose(range, QStringLiteral("Automatic range"));
@@ -118,7 +118,7 @@ TEST_F(DisplayPanel, ManualLimitsOfFloatsHaveTheDigitsThatTheirRangeNeeds) {
         auto picture = blackPicture(pictureFormat(2, 1, 1, EzImageDataType::Float32));
         setSample(picture->picBuf(), 0, 0, 0, smallest);
         setSample(picture->picBuf(), 1, 0, 0, largest);
-        panel.setPicture(std::move(picture));
+        panel.setPictures(std::move(picture));
         choose(range, QStringLiteral("Full range"));
         choose(range, QStringLiteral("Manual range"));
     };
@@ -154,7 +154,7 @@ TEST_F(DisplayPanel, AllOfAManualLimitIsSeen) {
         auto picture = blackPicture(pictureFormat(2, 1, 1, type));
         setSample(picture->picBuf(), 0, 0, 0, smallest);
         setSample(picture->picBuf(), 1, 0, 0, largest);
-        panel.setPicture(std::move(picture));
+        panel.setPictures(std::move(picture));
         choose(range, QStringLiteral("Full range"));
         choose(range, QStringLiteral("Automatic range"));
         choose(range, QStringLiteral("Manual range"));
@@ -175,13 +175,13 @@ TEST_F(DisplayPanel, SaysWhatMarkingCannotShow) {
 }
 
 TEST_F(DisplayPanel, OffersColoursOnlyWhereThereAreSome) {
-    panel.setPicture(mosaic(4, 4));
+    panel.setPictures(mosaic(4, 4));
     EXPECT_FALSE(demosaic.isVisible());
-    panel.setPicture(renderScene(QStringLiteral("rgbnir"), {32, 32}));
+    panel.setPictures(renderScene(QStringLiteral("rgbnir"), {32, 32}));
     EXPECT_TRUE(demosaic.isVisible());
-    panel.setPicture(renderScene(QStringLiteral("mono"), {32, 32}));
+    panel.setPictures(renderScene(QStringLiteral("mono"), {32, 32}));
     EXPECT_FALSE(demosaic.isVisible());
-    panel.setPicture(renderScene(QStringLiteral("bayer"), {32, 32}));
+    panel.setPictures(renderScene(QStringLiteral("bayer"), {32, 32}));
     EXPECT_TRUE(demosaic.isVisible());
     QTest::mouseClick(&demosaic, Qt::LeftButton, Qt::NoModifier, QPoint(8, demosaic.height() / 2));
     EXPECT_FALSE(panel.settings().demosaic);
@@ -192,18 +192,37 @@ TEST_F(DisplayPanel, OffersTheBandsOfAllZones) {
     auto picture = picturePattern(mosaicFormat(20, 20, EzImageDataType::UInt8));
     picture->setImageMetadata(mosaicMetadata(
         {mosaicZone(2, 2, 1, 1, QRect(0, 0, 10, 20)), mosaicZone(3, 1, 1, 1, QRect(10, 0, 10, 20))}));
-    panel.setPicture(std::move(picture));
+    panel.setPictures(std::move(picture));
     ASSERT_TRUE(band.isVisible());
     ASSERT_EQ(band.count(), 1 + 4 + 3);
     EXPECT_EQ(band.itemText(5), QStringLiteral("band 0"));
-    panel.setPicture(renderScene(QStringLiteral("mono"), {32, 32}));
+    panel.setPictures(renderScene(QStringLiteral("mono"), {32, 32}));
     EXPECT_FALSE(band.isVisible());
+}
+
+TEST_F(DisplayPanel, OffersWhatThePictureBeforeHas) {
+    const CzLinkTap::Picture grey = renderScene(QStringLiteral("mono"), {32, 32});
+    panel.setPictures(grey, mosaic(2, 1));
+    EXPECT_FALSE(demosaic.isVisible());
+    ASSERT_TRUE(band.isVisible());
+    EXPECT_EQ(band.count(), 1 + 2);
+    panel.stepBand(1);
+    EXPECT_EQ(panel.settings().band, 0);
+    panel.setPictures(grey, renderScene(QStringLiteral("bayer"), {32, 32}));
+    EXPECT_TRUE(demosaic.isVisible());
+    EXPECT_FALSE(band.isVisible());
+    panel.setPictures(mosaic(3, 2), mosaic(2, 1));
+    EXPECT_EQ(band.count(), 1 + 6) << "those after";
+    panel.setPictures(nullptr, mosaic(2, 1));
+    EXPECT_EQ(band.count(), 1 + 2);
+    panel.setPictures(grey);
+    EXPECT_FALSE(band.isVisible()) << "the one before is not shown any more";
 }
 
 TEST_F(DisplayPanel, StepsThroughTheBandsAndStopsAtTheEnds) {
     panel.stepBand(1);
     EXPECT_EQ(panel.settings().band, -1); // no picture with bands
-    panel.setPicture(mosaic(2, 1));
+    panel.setPictures(mosaic(2, 1));
     QSignalSpy changed(&panel, &CzDisplayPanel::changed);
     for (const int expected : {0, 1, 1}) {
         panel.stepBand(1);
@@ -217,21 +236,21 @@ TEST_F(DisplayPanel, StepsThroughTheBandsAndStopsAtTheEnds) {
 }
 
 TEST_F(DisplayPanel, KeepsTheBandThroughPicturesWithoutBands) {
-    panel.setPicture(mosaic(4, 4));
+    panel.setPictures(mosaic(4, 4));
     panel.stepBand(6);
-    panel.setPicture(nullptr);
-    panel.setPicture(renderScene(QStringLiteral("mono"), {32, 32}));
-    panel.setPicture(mosaic(4, 4));
+    panel.setPictures(nullptr);
+    panel.setPictures(renderScene(QStringLiteral("mono"), {32, 32}));
+    panel.setPictures(mosaic(4, 4));
     EXPECT_EQ(panel.settings().band, 5);
 }
 
 TEST_F(DisplayPanel, KeepsTheBandOfTheSameNameOfAnotherSensor) {
-    panel.setPicture(mosaic(4, 4));
+    panel.setPictures(mosaic(4, 4));
     panel.stepBand(6);
-    panel.setPicture(mosaic(3, 2));
+    panel.setPictures(mosaic(3, 2));
     EXPECT_EQ(panel.settings().band, 5);
     QSignalSpy changed(&panel, &CzDisplayPanel::changed);
-    panel.setPicture(mosaic(2, 2)); // has no such band
+    panel.setPictures(mosaic(2, 2)); // has no such band
     EXPECT_EQ(panel.settings().band, -1);
     EXPECT_EQ(changed.size(), 1);
 }

@@ -602,6 +602,28 @@ TEST_F(MainWindow, ShowsTheSelectedLinkAndBothSidesOfAnElement) {
     EXPECT_TRUE(waitFor(leftIsPainted));
 }
 
+TEST_F(MainWindow, OffersTheBandsOfThePictureBeside) {
+    auto element = std::make_unique<ScriptedElement>();
+    element->process = [](ScriptedElement&, IzChainData* input) -> IzChainData* {
+        delete input;
+        return blackPicture(pictureFormat(8, 4, 1, EzImageDataType::UInt8)).release();
+    };
+    session().insert(0, std::move(element));
+    playScene(QStringLiteral("hsi4x4"));
+    auto& band = childOf<QComboBox>(*window, "band");
+    EXPECT_TRUE(waitFor([&] { return band.isVisible(); }));
+    band.setCurrentIndex(3);
+    window->chainPanel().selectElement(0);
+    EXPECT_TRUE(waitFor([&] { return shows(8, 4) && !band.isVisible(); }));
+    childOf<QComboBox>(*window, "mode").setCurrentIndex(1);
+    EXPECT_TRUE(waitFor([&] { return band.isVisible(); }));
+    EXPECT_EQ(band.count(), 1 + 16);
+    action("nextBand").trigger();
+    EXPECT_EQ(picture().display().band, 3);
+    childOf<QComboBox>(*window, "mode").setCurrentIndex(0);
+    EXPECT_TRUE(waitFor([&] { return !band.isVisible(); }));
+}
+
 TEST_F(MainWindow, ShowsChangesOfAPausedSource) {
     playScene(QStringLiteral("bayer"));
     window->player().pause();

@@ -63,12 +63,16 @@ public:
     }
 };
 
-/// The bands of a mosaic in the order of their numbers; empty for other pictures.
-QStringList bandsOf(const CzImageData& picture) {
+bool hasColours(const CzLinkTap::Picture& picture) {
+    return picture && hasMosaicColours(*picture);
+}
+
+/// The bands of a mosaic in the order of their numbers; empty for other pictures, and null.
+QStringList bandsOf(const CzLinkTap::Picture& picture) {
     QStringList names;
-    if (!hasZones(picture))
+    if (!picture || !hasZones(*picture))
         return names;
-    for (const CzHsiCameraParams::CzFilterZone& zone : picture.imageMetadata().hsiCameraParams.zones)
+    for (const CzHsiCameraParams::CzFilterZone& zone : picture->imageMetadata().hsiCameraParams.zones)
         for (const CzHsiCameraParams::CzBand& band : zone.bands)
             names.append(band.name());
     return names;
@@ -146,18 +150,20 @@ CzPictureWidget::EzMode CzDisplayPanel::mode() const {
     return CzPictureWidget::EzMode(m_mode->currentData().toInt());
 }
 
-void CzDisplayPanel::setPicture(const CzLinkTap::Picture& picture) {
-    if (!picture)
+void CzDisplayPanel::setPictures(const CzLinkTap::Picture& after, const CzLinkTap::Picture& before) {
+    if (!after && !before)
         return;
-    m_picture = picture;
-    m_demosaic->setVisible(hasMosaicColours(*picture));
-    if (const bool isFloat = largestSample(picture->picBuf()) == 0.0; isFloat != m_isFloat) {
+    m_picture = after ? after : before;
+    m_demosaic->setVisible(hasColours(after) || hasColours(before));
+    if (const bool isFloat = largestSample(m_picture->picBuf()) == 0.0; isFloat != m_isFloat) {
         m_isFloat = isFloat;
         // Not with every picture: it would undo what is being typed.
         for (QDoubleSpinBox* const limit : {m_black, m_white})
             limit->setDecimals(isFloat ? mostDecimals : 0);
     }
-    const QStringList names = bandsOf(*picture);
+    QStringList names = bandsOf(after);
+    if (names.isEmpty())
+        names = bandsOf(before);
     m_band->setVisible(!names.isEmpty());
     if (!names.isEmpty() && names != m_bandNames)
         offerBands(names);

@@ -21,9 +21,10 @@ public:
     SzDisplaySettings settings() const;
     CzPictureWidget::EzMode mode() const;
 
-    /// Offers what there is for this picture: its bands, its colours, the numbers of its range. What was
-    /// chosen stays chosen as far as the picture has it. Null: nothing changes.
-    void setPicture(const CzLinkTap::Picture& picture);
+    /// Offers what there is for these pictures, of which one may be null: their bands and colours (also when
+    /// only the one before has some), the numbers of their range. Where they differ the one after counts.
+    /// What was chosen stays chosen as far as the pictures have it. Both null: nothing changes.
+    void setPictures(const CzLinkTap::Picture& after, const CzLinkTap::Picture& before = {});
 
     /// To the band before (-1) or behind (1).
     void stepBand(int bands);
@@ -37,7 +38,7 @@ private:
     void beginManualRange();
     void tell();
 
-    CzLinkTap::Picture m_picture;
+    CzLinkTap::Picture m_picture; // the one after, where there is one
     bool m_isFloat = false;
     SzDisplaySettings::EzRange m_toldRange = SzDisplaySettings::EzRange::Full;
     QComboBox* m_mode;

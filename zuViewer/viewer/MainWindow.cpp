@@ -349,7 +349,7 @@ void CzMainWindow::showNewest() {
         return;
     m_shown = picture;
     m_shownBefore = before;
-    m_displayPanel->setPicture(picture);
+    m_displayPanel->setPictures(picture, before);
     m_picture->setPictures(picture, before);
     showHistogram();
     showSpectrum();

@@ -37,10 +37,12 @@
 #include <QMenuBar>
 #include <QMimeData>
 #include <QPushButton>
+#include <QScreen>
 #include <QSignalSpy>
 #include <QSpinBox>
 #include <QTest>
 #include <QToolButton>
+#include <QToolTip>
 
 #include <malloc.h>
 
@@ -649,6 +651,48 @@ TEST_F(MainWindow, TellsThePixelUnderTheCursor) {
     QEvent leave(QEvent::Leave);
     QApplication::sendEvent(&picture(), &leave);
     EXPECT_EQ(text("pixelText"), QString());
+}
+
+TEST_F(MainWindow, AllChannelsOfThePixelUnderTheCursorCanBeRead) {
+    constexpr std::uint32_t channels = 16;
+    auto element = std::make_unique<ScriptedElement>();
+    element->process = [](ScriptedElement&, IzChainData* input) -> IzChainData* {
+        delete input;
+        auto cube = blackPicture(pictureFormat(8, 4, channels, EzImageDataType::UInt16));
+        fillSamples(cube->picBuf(), [](std::uint32_t x, std::uint32_t y, std::uint32_t channel) {
+            return 10000.0 + 1000 * x + 100 * y + channel;
+        });
+        return cube.release();
+    };
+    session().insert(0, std::move(element));
+    window->openScene(QStringLiteral("mono"));
+    window->chainPanel().selectElement(0);
+    ASSERT_TRUE(waitFor([&] { return shows(8, 4); }));
+    window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+    const auto pointAt = [&](double x, double y) {
+        const QPointF fromMiddle = QPointF(x + 0.5 - 4, y + 0.5 - 2) * picture().scale();
+        QCursor::setPos(picture().mapToGlobal(picture().rect().center() + fromMiddle.toPoint()));
+    };
+    const auto tipTells = [&](int x, int y) {
+        QStringList samples;
+        for (std::uint32_t channel = 0; channel < channels; ++channel)
+            samples.append(QString::number(10000 + 1000 * x + 100 * y + static_cast<int>(channel)));
+        return QToolTip::isVisible() && QToolTip::text().contains(samples.join(QStringLiteral(", ")));
+    };
+    pointAt(2, 1);
+    EXPECT_TRUE(waitFor([&] { return tipTells(2, 1); })) << QToolTip::text().toStdString();
+    EXPECT_TRUE(childOf<CzElidedLabel>(*window, "pixelText").isElided());
+    pointAt(6, 3);
+    EXPECT_TRUE(waitFor([&] { return tipTells(6, 3); })) << QToolTip::text().toStdString();
+    const int narrow = picture().width();
+    window->resize(4000, 700); // has room for them
+    ASSERT_TRUE(waitFor([&] { return picture().width() > narrow; }));
+    pointAt(6, 3);
+    EXPECT_TRUE(waitFor([&] {
+        return isSeen("pixelText") && picture().toolTip().isEmpty() && !QToolTip::isVisible();
+    })) << isSeen("pixelText").message();
+    QCursor::setPos(QGuiApplication::primaryScreen()->geometry().bottomRight()); // for those that follow
 }
 
 TEST_F(MainWindow, AClickOnAMosaicShowsTheSpectrum) {

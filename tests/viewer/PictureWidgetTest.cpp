@@ -9,6 +9,7 @@
 #include <QScreen>
 #include <QSignalSpy>
 #include <QTest>
+#include <QToolTip>
 #include <QWheelEvent>
 
 #include <cmath>
@@ -385,6 +386,19 @@ TEST_F(PictureWidget, TellsThePixelUnderTheCursorAfterEachChangeOfTheView) {
         const QPoint told(moved.last().at(0).toInt(), moved.last().at(1).toInt());
         EXPECT_EQ(told, pixelAt(cursor)) << i;
     }
+    QCursor::setPos(QGuiApplication::primaryScreen()->geometry().bottomRight()); // for those that follow
+}
+
+TEST_F(PictureWidget, AToolTipThatIsSeenFollowsItsText) {
+    widget.setToolTip(QStringLiteral("one"));
+    widget.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&widget));
+    QCursor::setPos(widget.mapToGlobal({120, 90}));
+    ASSERT_TRUE(waitFor([] { return QToolTip::text() == QStringLiteral("one"); }));
+    widget.setToolTip(QStringLiteral("two"));
+    EXPECT_EQ(QToolTip::text(), QStringLiteral("two"));
+    widget.setToolTip(QString());
+    EXPECT_TRUE(waitFor([] { return !QToolTip::isVisible(); }));
     QCursor::setPos(QGuiApplication::primaryScreen()->geometry().bottomRight()); // for those that follow
 }
 

@@ -6,6 +6,15 @@
 #include <QStringList>
 #include <QStyle>
 
+namespace {
+
+/// Rich text, which is broken into lines.
+QString tipOf(const QStringList& parts) {
+    return parts.isEmpty() ? QString() : QStringLiteral("<qt>%1</qt>").arg(parts.join(QLatin1String("<br>")));
+}
+
+} // namespace
+
 CzElidedLabel::CzElidedLabel(const QString& hint, QWidget* parent) : QLabel(parent), m_hint(hint) {
     setTextFormat(Qt::PlainText); // it may hold what a file is called
     updateToolTip();
@@ -24,6 +33,10 @@ QString CzElidedLabel::shownText() const {
 
 bool CzElidedLabel::isElided() const {
     return shownText() != text();
+}
+
+QString CzElidedLabel::elidedTip() const {
+    return isElided() ? tipOf({text().toHtmlEscaped()}) : QString();
 }
 
 QSize CzElidedLabel::minimumSizeHint() const {
@@ -47,7 +60,5 @@ void CzElidedLabel::updateToolTip() {
         parts.append(text().toHtmlEscaped());
     if (!m_hint.isEmpty())
         parts.append(m_hint.toHtmlEscaped());
-    // Rich text, which is broken into lines.
-    setToolTip(parts.isEmpty() ? QString()
-                               : QStringLiteral("<qt>%1</qt>").arg(parts.join(QLatin1String("<br>"))));
+    setToolTip(tipOf(parts));
 }

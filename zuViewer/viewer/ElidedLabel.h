@@ -13,6 +13,8 @@ public:
 
     void showText(const QString& text);
     bool isElided() const;
+    /// All of the text, for a tool tip, where it is not shown in full; else empty.
+    QString elidedTip() const;
 
     QSize minimumSizeHint() const override;
 

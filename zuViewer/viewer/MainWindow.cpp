@@ -360,6 +360,7 @@ void CzMainWindow::describeCursor() {
     const CzLinkTap::Picture& picture = m_cursor.before ? m_shownBefore : m_shown;
     m_status->showPixel(picture ? describePixel(*picture, m_cursor.place.x(), m_cursor.place.y())
                                 : QString());
+    m_picture->setToolTip(m_status->pixelTip()); // the cursor cannot go to the one of the status bar
 }
 
 void CzMainWindow::showHistogram() {

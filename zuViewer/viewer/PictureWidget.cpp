@@ -9,6 +9,7 @@
 #include <QPainter>
 #include <QStyle>
 #include <QStyleOptionFocusRect>
+#include <QToolTip>
 
 #include <algorithm>
 #include <cmath>
@@ -325,6 +326,13 @@ void CzPictureWidget::keyPressEvent(QKeyEvent* event) {
     default:
         QWidget::keyPressEvent(event);
     }
+}
+
+bool CzPictureWidget::event(QEvent* event) {
+    // It is about the pixel under the cursor: another one, or of another picture.
+    if (event->type() == QEvent::ToolTipChange && underMouse() && QToolTip::isVisible())
+        QToolTip::showText(QCursor::pos(), toolTip(), this);
+    return QWidget::event(event);
 }
 
 void CzPictureWidget::leaveEvent(QEvent*) {

@@ -11,7 +11,7 @@
 
 /// Shows one picture, or two of them (before and after) side by side or split. The wheel zooms around the
 /// cursor, dragging moves, a double click changes between all of the picture and pixel by pixel, and keys do
-/// the same: + and -, arrows, F (fit), 1 (pixel by pixel).
+/// the same: + and -, arrows, F (fit), 1 (pixel by pixel). A tool tip that is seen follows its text.
 class CzPictureWidget : public QWidget {
     Q_OBJECT
 public:
@@ -59,6 +59,7 @@ signals:
     void scaleChanged(double scale);
 
 protected:
+    bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;

@@ -13,7 +13,7 @@
 namespace {
 
 constexpr int messageMs = 5000;
-constexpr int leastPixelWidth = 80; // which keeps its tool tip within reach
+constexpr int leastPixelWidth = 80; // of which something is always seen
 constexpr double stateShare = 0.75; // less than all, so that the window can be made smaller
 
 QString count(std::uint64_t value) {
@@ -87,6 +87,10 @@ CzElidedLabel* CzStatusPanel::addLabel(const char* name, const QString& toolTip)
 
 void CzStatusPanel::showPixel(const QString& description) {
     m_pixel->showText(description);
+}
+
+QString CzStatusPanel::pixelTip() const {
+    return m_pixel->elidedTip();
 }
 
 void CzStatusPanel::showMessage(const QString& message) {

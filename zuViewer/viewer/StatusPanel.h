@@ -18,6 +18,8 @@ public:
     explicit CzStatusPanel(QWidget* parent = nullptr);
 
     void showPixel(const QString& description);
+    /// All that was said of the pixel, where there is no room for it; else empty.
+    QString pixelTip() const;
     /// For some seconds.
     void showMessage(const QString& message);
     /// While there is no other message; empty: nothing.

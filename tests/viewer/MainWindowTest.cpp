@@ -1152,6 +1152,22 @@ TEST_F(MainWindow, AsksForChangesThatWaitedForTheFrameAtHand) {
     EXPECT_FALSE(session().isModified());
 }
 
+TEST_F(MainWindow, AConfigurationThatFloatsCanBeUsedWhenClosingWasCancelled) {
+    childOf<QDockWidget>(*window, "configuration").setFloating(true);
+    letAFrameHang();
+    ASSERT_TRUE(session().save(path(QStringLiteral("a.zuchain"))));
+    window->chainPanel().selectElement(0);
+    QTest::keyClick(&childOf<QSpinBox>(*window, "level"), Qt::Key_Up);
+    window->close();
+    EXPECT_EQ(hanging->level, 0);
+    EXPECT_FALSE(childOf<QSpinBox>(*window, "level").isEnabled());
+    answerDialog(QStringLiteral("unsaved"), QMessageBox::Cancel);
+    gate.open();
+    EXPECT_TRUE(waitFor([&] { return isStopped() && window->isEnabled(); }));
+    EXPECT_EQ(hanging->level, 1);
+    EXPECT_TRUE(childOf<QSpinBox>(*window, "level").isEnabled());
+}
+
 TEST_F(MainWindow, StaysWhenWhatWasRecordedCannotBeWritten) {
     Gate disk;
     auto element = std::make_unique<ScriptedElement>();

@@ -89,6 +89,11 @@ bool isGround(const QObject& target) {
     return widget && widget->layout();
 }
 
+/// The window that a widget is a part of, also from a dock that floats as a window of its own.
+QWidget& outermostOf(QWidget& widget) {
+    return widget.parentWidget() ? outermostOf(*widget.parentWidget()) : widget;
+}
+
 /// Whether it comes again by itself.
 bool isRepeated(const QEvent& event) {
     switch (event.type()) {
@@ -296,15 +301,16 @@ void CzConfigurationPanel::sendHeld() {
         // Also in the event loop of a dialog that is opened by one of them.
         const QScopedValueRollback<bool> sending(m_isSending, true);
         // Done before the window was disabled, which takes nothing any more.
-        const bool wasEnabled = window()->isEnabled();
-        window()->setEnabled(true);
+        QWidget& whole = outermostOf(*this);
+        const bool wasEnabled = whole.isEnabled();
+        whole.setEnabled(true);
         while (!m_held.empty()) {
             const SzHeld held = std::move(m_held.front());
             m_held.pop_front();
             if (held.target) // may have gone with one before
                 QCoreApplication::sendEvent(held.target, held.event.get());
         }
-        window()->setEnabled(wasEnabled);
+        whole.setEnabled(wasEnabled);
     }
     m_waiting->hide();
     if (std::exchange(m_buildsAfterwards, false))

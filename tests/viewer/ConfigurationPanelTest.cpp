@@ -16,6 +16,8 @@
 #include <QMessageBox>
 #include <QPointer>
 #include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QSignalSpy>
 #include <QSpinBox>
 #include <QTextBrowser>
@@ -23,6 +25,28 @@
 #include <gtest/gtest.h>
 
 namespace {
+
+/// An element whose widget is a view of a scroll bar "level", and too small for it.
+class ScrolledElement : public AdjustableElement {
+public:
+    QWidget* createConfigWidget() override {
+        auto* const bar = new QScrollBar(Qt::Horizontal);
+        bar->setObjectName(QStringLiteral("level"));
+        bar->setFixedHeight(2000);
+        bar->setValue(level);
+        QObject::connect(bar, &QScrollBar::valueChanged, bar, [this](int value) { level = value; });
+        auto* const view = new QScrollArea;
+        view->setWidget(bar);
+        return view;
+    }
+};
+
+void turnWheelDown(QWidget& widget) {
+    const QPoint middle = widget.rect().center();
+    QWheelEvent wheel(middle, widget.mapToGlobal(middle), QPoint(), QPoint(0, -120), Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(&widget, &wheel);
+}
 
 class ConfigurationPanelTest : public testing::Test {
 protected:
@@ -433,6 +457,25 @@ TEST_F(ConfigurationPanelTest, WhatChangesNothingDoesNotInterruptTheChain) {
     ASSERT_TRUE(m_session.chain().source().push(makeFrame(2)));
     ASSERT_TRUE(waitFor([this] { return hangs(); }));
     EXPECT_EQ(setups, element->setupStarts) << "it would have been started anew";
+}
+
+TEST_F(ConfigurationPanelTest, TheBarOfAViewScrollsAtOnceAndOneThatIsASettingIsHeld) {
+    auto element = std::make_unique<ScrolledElement>();
+    ScrolledElement* const added = element.get();
+    m_session.insert(0, std::move(element));
+    m_panel.showElement(0);
+    show();
+    hang(*added);
+    QScrollBar* const ofView = qobject_cast<QScrollArea*>(m_panel.elementWidget())->verticalScrollBar();
+    ASSERT_TRUE(waitFor([&] { return ofView->maximum() > 0; }));
+    turnWheelDown(*ofView);
+    EXPECT_GT(ofView->value(), 0);
+    turnWheelDown(*inWidget<QScrollBar>("level"));
+    EXPECT_EQ(0, added->level);
+    EXPECT_TRUE(hangs());
+    m_gate.open();
+    ASSERT_TRUE(goesOn());
+    EXPECT_GT(added->level, 0);
 }
 
 TEST_F(ConfigurationPanelTest, AListPopsUpAndIsChosenFromWhileFramesFlow) {

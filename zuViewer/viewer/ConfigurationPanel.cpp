@@ -83,8 +83,10 @@ bool isGround(const QObject& target) {
         return !group->isCheckable();
     if (const auto* const label = qobject_cast<const QLabel*>(&target))
         return !label->textInteractionFlags().testFlag(Qt::LinksAccessibleByMouse);
-    if (qobject_cast<const QScrollBar*>(&target))
-        return qobject_cast<const QAbstractScrollArea*>(target.parent()->parent());
+    if (qobject_cast<const QScrollBar*>(&target)) {
+        const auto* const view = qobject_cast<const QAbstractScrollArea*>(target.parent()->parent());
+        return view && (&target == view->horizontalScrollBar() || &target == view->verticalScrollBar());
+    }
     const auto* const widget = qobject_cast<const QWidget*>(&target);
     return widget && widget->layout();
 }

@@ -245,6 +245,13 @@ TEST_F(MainWindow, BeginsEmpty) {
     EXPECT_FALSE(action("undo").isEnabled());
 }
 
+TEST_F(MainWindow, BeginsNoLargerThanTheScreen) {
+    const CzMainWindow fresh;
+    const QSize largest = fresh.screen()->availableSize().expandedTo(fresh.minimumSizeHint());
+    EXPECT_LE(fresh.width(), largest.width());
+    EXPECT_LE(fresh.height(), largest.height());
+}
+
 TEST_F(MainWindow, OpensAChainAndPicturesInOneGo) {
     open({writeScene(QStringLiteral("scene.tif"), QStringLiteral("bayer")),
           writeChain(QStringLiteral("turn.zuchain"))});

@@ -152,7 +152,7 @@ void CzMainWindow::makeDocks() {
         showSpectrum();
     });
 
-    resize(1400, 860);
+    resize(QSize(1400, 860).boundedTo(screen()->availableSize()));
     resizeDocks({source, configuration}, {330, 360}, Qt::Horizontal);
     resizeDocks({source, chain}, {260, 500}, Qt::Vertical);
     resizeDocks({configuration, histogram}, {480, 280}, Qt::Vertical);

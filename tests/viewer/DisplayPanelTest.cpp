@@ -142,6 +142,41 @@ TEST_F(DisplayPanel, ManualLimitsOfFloatsHaveTheDigitsThatTheirRangeNeeds) {
     EXPECT_EQ(white.text(), QStringLiteral("-1.5e-07"));
 }
 
+TEST_F(DisplayPanel, ManualLimitsStepByAPartOfTheirRange) {
+    const auto show = [&](EzImageDataType type, double smallest, double largest) {
+        auto picture = blackPicture(pictureFormat(2, 1, 1, type));
+        setSample(picture->picBuf(), 0, 0, 0, smallest);
+        setSample(picture->picBuf(), 1, 0, 0, largest);
+        panel.setPictures(std::move(picture));
+        choose(range, QStringLiteral("Automatic range"));
+        choose(range, QStringLiteral("Manual range"));
+    };
+    const auto press = [](QDoubleSpinBox& limit, Qt::Key key, int times = 1) {
+        for (int i = 0; i < times; ++i)
+            QTest::keyClick(&limit, key);
+        return limit.text();
+    };
+    show(EzImageDataType::Float32, 0.0, 0.75);
+    EXPECT_EQ(press(white, Qt::Key_Up), QStringLiteral("0.751"));
+    EXPECT_EQ(press(black, Qt::Key_Up, 3), QStringLiteral("0.003"));
+    EXPECT_EQ(press(black, Qt::Key_Down, 3), QStringLiteral("0"));
+    EXPECT_EQ(panel.settings().manual.black, 0.0);
+    show(EzImageDataType::Float32, 0.0, 3e12);
+    EXPECT_EQ(press(white, Qt::Key_Up), QStringLiteral("3.01e+12"));
+    show(EzImageDataType::Float32, -2.5e-6, -1.25e-6);
+    EXPECT_EQ(press(black, Qt::Key_Down), QStringLiteral("-2.51e-06"));
+    show(EzImageDataType::Float32, 0.0, 0.0);
+    EXPECT_EQ(press(white, Qt::Key_Up), QStringLiteral("1"));
+    white.selectAll(); // another range has other steps
+    QTest::keyClicks(&white, QStringLiteral("0.02"));
+    QTest::keyClick(&white, Qt::Key_Return);
+    EXPECT_EQ(press(white, Qt::Key_Up), QStringLiteral("0.0201"));
+
+    show(EzImageDataType::UInt16, 300.0, 700.0);
+    EXPECT_EQ(press(black, Qt::Key_Down), QStringLiteral("299"));
+    EXPECT_EQ(press(white, Qt::Key_Up), QStringLiteral("701"));
+}
+
 TEST_F(DisplayPanel, AllOfAManualLimitIsSeen) {
     const auto expectSeen = [](QDoubleSpinBox& limit) {
         const auto& line = childOf<QLineEdit>(limit, "qt_spinbox_lineedit");

@@ -23,16 +23,21 @@ using EzRange = SzDisplaySettings::EzRange;
 
 constexpr double farthestLimit = std::numeric_limits<float>::max();
 constexpr int rangeDigits = 4;
+constexpr int stepDigits = 2;
 constexpr int leastDigits = 7;   // have room
 constexpr int shownDigits = 10;  // of every sample of 32 bits
 constexpr int mostDecimals = 45; // the smallest float that is not 0
 
+/// How many steps there are from 0 to 1 when the range has at least 10^digits of them; a power of ten.
+double stepsPerUnit(const SzDisplayRange& range, int digits) {
+    const double extent =
+        range.white != range.black ? std::abs(range.white - range.black) : std::abs(range.white);
+    return extent > 0.0 ? std::pow(10.0, digits - std::floor(std::log10(extent))) : 1.0;
+}
+
 /// In steps of at most a ten-thousandth of the range.
 SzDisplayRange rounded(const SzDisplayRange& range) {
-    const double extent = range.white > range.black ? range.white - range.black : std::abs(range.white);
-    if (!(extent > 0.0))
-        return range;
-    const double steps = std::pow(10.0, rangeDigits - std::floor(std::log10(extent)));
+    const double steps = stepsPerUnit(range, rangeDigits);
     return {std::round(range.black * steps) / steps, std::round(range.white * steps) / steps};
 }
 
@@ -49,6 +54,14 @@ public:
         return hint;
     }
     QSize minimumSizeHint() const override { return sizeHint(); }
+
+    /// To the next multiple of a hundredth of a step: sums of floats are hardly ever 0.
+    void stepBy(int steps) override {
+        interpretText();
+        const double perUnit = 100.0 / singleStep();
+        setValue(std::round((value() + steps * singleStep()) * perUnit) / perUnit);
+        selectAll();
+    }
 
     QString textFromValue(double value) const override {
         QLocale notation = locale();
@@ -160,6 +173,7 @@ void CzDisplayPanel::setPictures(const CzLinkTap::Picture& after, const CzLinkTa
         // Not with every picture: it would undo what is being typed.
         for (QDoubleSpinBox* const limit : {m_black, m_white})
             limit->setDecimals(isFloat ? mostDecimals : 0);
+        adaptSteps();
     }
     QStringList names = bandsOf(after);
     if (names.isEmpty())
@@ -202,11 +216,20 @@ void CzDisplayPanel::beginManualRange() {
     m_white->setValue(shown.white);
 }
 
+void CzDisplayPanel::adaptSteps() {
+    const double step = m_isFloat ? 1.0 / stepsPerUnit(settings().manual, stepDigits) : 1.0;
+    if (step == m_black->singleStep())
+        return; // it would undo what is being typed
+    for (QDoubleSpinBox* const limit : {m_black, m_white})
+        limit->setSingleStep(step);
+}
+
 void CzDisplayPanel::tell() {
     const EzRange range = settings().range;
     if (range == EzRange::Manual && m_toldRange != EzRange::Manual)
         beginManualRange();
     m_toldRange = range;
+    adaptSteps();
     m_black->setVisible(range == EzRange::Manual);
     m_white->setVisible(range == EzRange::Manual);
     emit changed();

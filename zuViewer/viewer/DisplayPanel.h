@@ -36,6 +36,8 @@ private:
     void offerBands(const QStringList& names);
     /// A manual range begins as the one that is shown.
     void beginManualRange();
+    /// The limits step by 1, those of floats by at most a hundredth of their range.
+    void adaptSteps();
     void tell();
 
     CzLinkTap::Picture m_picture; // the one after, where there is one

@@ -8,6 +8,7 @@
 #include "SensorPanel.h"
 #include "ViewerFixture.h"
 
+#include <QAccessible>
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
@@ -142,6 +143,17 @@ TEST_F(SourcePanel, PlaysFilesAndNamesThem) {
     EXPECT_EQ(position.maximum(), 2);
     EXPECT_TRUE(waitFor([&] { return name.text() == QStringLiteral("2.tif (3 of 3)"); }));
     EXPECT_TRUE(waitFor([&] { return name.text() == QStringLiteral("0.tif (1 of 3)"); })); // looped
+}
+
+TEST_F(SourcePanel, FieldsHaveNamesForThoseWhoCannotSeeThem) {
+    const auto nameOf = [this](const char* field) {
+        return QAccessible::queryAccessibleInterface(&childOf<QAbstractSpinBox>(panel, field))
+            ->text(QAccessible::Name);
+    };
+    EXPECT_EQ(nameOf("width"), QStringLiteral("Width"));
+    EXPECT_EQ(nameOf("height"), QStringLiteral("Height"));
+    EXPECT_EQ(nameOf("noise"), QStringLiteral("Noise"));
+    EXPECT_EQ(nameOf("rate"), QStringLiteral("Frame rate"));
 }
 
 TEST_F(SourcePanel, NamesAFolderByItsName) {

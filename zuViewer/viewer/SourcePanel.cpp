@@ -97,6 +97,8 @@ CzSourcePanel::CzSourcePanel(CzFramePlayer& player, CzSensorPanel& sensor, QWidg
         spin->setRange(1, 8192);
         spin->setKeyboardTracking(false);
     }
+    m_width->setAccessibleName(tr("Width"));
+    m_height->setAccessibleName(tr("Height"));
     m_width->setValue(static_cast<int>(SzSceneSettings().width));
     m_height->setValue(static_cast<int>(SzSceneSettings().height));
     auto* const sceneLine = new QHBoxLayout;
@@ -118,7 +120,9 @@ CzSourcePanel::CzSourcePanel(CzFramePlayer& player, CzSensorPanel& sensor, QWidg
     m_moves->setObjectName(QStringLiteral("moves"));
     m_moves->setToolTip(tr("Things move in front of the synthetic camera"));
     auto* const liveLine = new QHBoxLayout;
-    liveLine->addWidget(new QLabel(tr("Noise")));
+    auto* const noiseLabel = new QLabel(tr("Noise"));
+    noiseLabel->setBuddy(m_noise);
+    liveLine->addWidget(noiseLabel);
     liveLine->addWidget(m_noise, 1);
     liveLine->addWidget(m_moves);
 
@@ -146,6 +150,7 @@ CzSourcePanel::CzSourcePanel(CzFramePlayer& player, CzSensorPanel& sensor, QWidg
 
     m_rate = new QDoubleSpinBox;
     m_rate->setObjectName(QStringLiteral("rate"));
+    m_rate->setAccessibleName(tr("Frame rate"));
     m_rate->setRange(0.0, largestRate);
     m_rate->setDecimals(1);
     m_rate->setValue(usualRate);

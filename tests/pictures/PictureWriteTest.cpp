@@ -331,6 +331,25 @@ TEST_F(PictureWriting, ASidecarThatCannotBeWrittenLeavesThePictureAsItWas) {
     EXPECT_EQ(file.readAll(), "old");
 }
 
+TEST_F(PictureWriting, WhatIsToBeKeptIsNotReplaced) {
+    const auto frame = patternPicture(makeFormat(2, 2, 1, EzImageDataType::UInt8));
+    for (const auto& [name, format] :
+         {std::pair{"a.tif", EzPictureFormat::Tiff}, {"a.png", EzPictureFormat::Png}}) {
+        const QString path = m_folder.path(name);
+        QString error;
+        ASSERT_TRUE(writePicture(path, format, *frame, &error, EzExistingFile::Keep)) << qPrintable(error);
+        expectSamePicture(*readBack(path), *frame);
+        m_folder.write(name, "other");
+        ASSERT_TRUE(QFile::remove(sidecarPath(path)));
+        EXPECT_FALSE(writePicture(path, format, *frame, &error, EzExistingFile::Keep));
+        EXPECT_THAT(error.toStdString(), HasSubstr(std::string(name) + ": "));
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+        EXPECT_EQ(file.readAll(), "other");
+    }
+    EXPECT_EQ(QDir(m_folder.folder()).entryList(QDir::Files), QStringList({"a.png", "a.tif"}));
+}
+
 TEST_F(PictureWriting, AFullDiskLeavesWhatWasThere) {
     const QString path = m_folder.write("a.tif", "old");
     const auto frame = patternPicture(makeFormat(300, 300, 1, EzImageDataType::UInt16));

@@ -36,6 +36,17 @@ private:
     Gate& m_gate;
 };
 
+/// A result whose copies do.
+class ResultToBeHeld : public CzImageData {
+public:
+    explicit ResultToBeHeld(Gate& gate) : m_gate(gate) {}
+    using CzImageData::clone;
+    CzImageData* clone(QObject*) const override { return new GatedPicture(m_gate); }
+
+private:
+    Gate& m_gate;
+};
+
 class PictureRecorderTest : public testing::Test {
 protected:
     void SetUp() override { makeRecorder(CzPictureRecorder::usualMemory); }
@@ -61,6 +72,17 @@ protected:
     void offer(int value) { m_recorder->offer(*makeFrame(value, value)); }
 
     QString path(const QString& name) const { return m_folder.filePath(name); }
+    /// What another program writes, or the user.
+    void writeText(const QString& name, const QByteArray& text) {
+        QFile file(path(name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(text);
+    }
+    QByteArray textOf(const QString& name) {
+        QFile file(path(name));
+        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+        return file.readAll();
+    }
     /// What a sequence consists of, as file name and picture.
     static std::vector<std::pair<QString, int>> sequence(const QString& folder) {
         std::vector<std::pair<QString, int>> found;
@@ -140,6 +162,104 @@ TEST_F(PictureRecorderTest, PicturesAreRecordedBehindThoseThatAreThere) {
     }
     EXPECT_THAT(sequence(m_folder.path()), ElementsAre(std::pair(QStringLiteral("00001.tif"), 1),
                                                        std::pair(QStringLiteral("00002.tif"), 2)));
+}
+
+TEST_F(PictureRecorderTest, PicturesAreRecordedBehindThoseThatAreStillToBeWritten) {
+    holdUpTheDisk();
+    const QString folder = path(QStringLiteral("slow"));
+    int value = 0;
+    ASSERT_TRUE(QDir().mkpath(folder));
+    ASSERT_TRUE(QFile::link(folder, path(QStringLiteral("link"))));
+    for (const QString& sameFolder : {folder, path(QStringLiteral("link")), folder}) {
+        ASSERT_TRUE(m_recorder->start(sameFolder));
+        for (int i = 0; i < 2; ++i)
+            offer(++value);
+    }
+    m_recorder->stop();
+    m_gate.open();
+    ASSERT_TRUE(waitFor([this] { return m_ends.size() == 3; }));
+    for (const End& end : m_ends) {
+        EXPECT_EQ(2, end.recorded);
+        EXPECT_EQ(0, end.lost);
+    }
+    std::vector<std::pair<QString, int>> expected;
+    for (int i = 1; i <= 6; ++i)
+        expected.emplace_back(QStringLiteral("0000%1.tif").arg(i), i);
+    EXPECT_EQ(expected, sequence(folder));
+}
+
+TEST_F(PictureRecorderTest, ASavedPictureAndARecordingDoNotReplaceEachOther) {
+    for (const bool savesFirst : {true, false}) {
+        const QString folder = path(savesFirst ? QStringLiteral("saved") : QStringLiteral("recorded"));
+        Gate disk;
+        m_recorder->save(std::make_shared<GatedPicture>(disk), path(QStringLiteral("held.tif")));
+        disk.awaitArrival();
+        ASSERT_TRUE(m_recorder->start(folder));
+        const QString first = QDir(folder).filePath(QStringLiteral("00001.tif"));
+        if (savesFirst)
+            m_recorder->save(makeFrame(1, 9), first);
+        offer(1);
+        if (!savesFirst)
+            m_recorder->save(makeFrame(1, 9), first);
+        m_recorder->stop();
+        disk.open();
+        ASSERT_TRUE(waitFor([&] { return !m_recorder->isWriting(); }));
+        QCoreApplication::processEvents(); // what it told
+        if (savesFirst) {
+            EXPECT_THAT(sequence(folder), ElementsAre(std::pair(QStringLiteral("00001.tif"), 9),
+                                                      std::pair(QStringLiteral("00002.tif"), 1)));
+            EXPECT_TRUE(m_failures.isEmpty());
+        } else {
+            EXPECT_THAT(sequence(folder), ElementsAre(std::pair(QStringLiteral("00001.tif"), 1)));
+            ASSERT_EQ(1, m_failures.size());
+            EXPECT_TRUE(m_failures.first().contains(QStringLiteral("00001.tif")));
+        }
+    }
+}
+
+TEST_F(PictureRecorderTest, ASavedPictureReplacesTheFileThatWasThereWhenTheUserChoseItsName) {
+    const QString name = QStringLiteral("a.tif");
+    writeText(name, "old");
+    m_recorder->save(makeFrame(1, 3), path(name));
+    ASSERT_TRUE(waitFor([this] { return !m_saved.isEmpty(); }));
+    EXPECT_THAT(sequence(m_folder.path()), ElementsAre(std::pair(name, 3)));
+}
+
+TEST_F(PictureRecorderTest, FilesThatOthersWriteMeanwhileAreNotReplaced) {
+    ASSERT_TRUE(m_recorder->start(m_folder.path()));
+    Gate disk; // holds it up when it has chosen a name already
+    m_recorder->offer(ResultToBeHeld(disk));
+    disk.awaitArrival();
+    const QStringList others{QStringLiteral("00001.tif"), QStringLiteral("00002.tif.json"),
+                             QStringLiteral("00004.tif")};
+    for (const QString& other : others)
+        writeText(other, "other");
+    ASSERT_TRUE(QFile::link(path(QStringLiteral("nowhere")), path(QStringLiteral("00005.tif"))));
+    disk.open();
+    offer(7);
+    m_recorder->stop();
+    ASSERT_TRUE(waitFor([this] { return m_ends.size() == 1; }));
+    EXPECT_EQ(2, m_ends[0].recorded);
+    EXPECT_EQ(0, m_ends[0].lost);
+    for (const QString& other : others)
+        EXPECT_EQ("other", textOf(other));
+    EXPECT_THAT(QDir(m_folder.path()).entryList(QDir::Files | QDir::System, QDir::Name),
+                ElementsAre(QStringLiteral("00001.tif"), QStringLiteral("00002.tif.json"),
+                            QStringLiteral("00003.tif"), QStringLiteral("00003.tif.json"),
+                            QStringLiteral("00004.tif"), QStringLiteral("00005.tif"),
+                            QStringLiteral("00006.tif"), QStringLiteral("00006.tif.json")));
+}
+
+TEST_F(PictureRecorderTest, NumbersHaveNoEnd) {
+    writeText(QStringLiteral("2147483647.tif"), "other");
+    for (const int value : {1, 2}) {
+        ASSERT_TRUE(m_recorder->start(m_folder.path()));
+        offer(value);
+        ASSERT_TRUE(waitFor([this] { return m_recorder->recorded() == 1; }));
+    }
+    EXPECT_TRUE(QFile::exists(path(QStringLiteral("2147483648.tif"))));
+    EXPECT_TRUE(QFile::exists(path(QStringLiteral("2147483649.tif"))));
+    EXPECT_EQ("other", textOf(QStringLiteral("2147483647.tif")));
 }
 
 TEST_F(PictureRecorderTest, OtherNamesThanThoseOfTiffAndPngAreRefused) {

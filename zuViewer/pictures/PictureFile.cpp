@@ -37,11 +37,11 @@ void appendPages(const CzImageData& frame, QVector<const SzPicBuf*>& pages) {
 
 /// Writes a picture file and its sidecar. Both are complete before either takes its place.
 bool writeFiles(const QString& path, const char* bytes, std::uint64_t size, const CzImageData& described,
-                QString* error) {
+                QString* error, EzExistingFile existing) {
     const QByteArray sidecar = sidecarText(described.picBuf(), described.imageMetadata());
     QSaveFile pictureFile(path);
     QSaveFile sidecarFile(sidecarPath(path));
-    const auto refuse = [&](const QSaveFile& file) {
+    const auto refuse = [&](const QFileDevice& file) {
         return fail(error, file.fileName(),
                     SzPictureText::tr("cannot be written: %1").arg(file.errorString()));
     };
@@ -55,19 +55,30 @@ bool writeFiles(const QString& path, const char* bytes, std::uint64_t size, cons
                         : write(file, sidecar.constData(), static_cast<std::uint64_t>(sidecar.size()))))
             return refuse(file);
     }
+    // An empty file holds the place for the moment until the complete one takes it: whoever else makes a file
+    // of this name meanwhile finds it taken, and so do we.
+    QFile place(path);
+    const bool isNew = existing == EzExistingFile::Keep;
+    if (isNew && !place.open(QIODevice::WriteOnly | QIODevice::NewOnly))
+        return refuse(place);
+    place.close();
     for (QSaveFile* file : {&pictureFile, &sidecarFile})
-        if (!file->commit())
+        if (!file->commit()) {
+            if (isNew)
+                place.remove();
             return refuse(*file);
+        }
     return true;
 }
 
 bool writeTiff(const QString& path, const QVector<const SzPicBuf*>& pages, const CzImageData& described,
-               QString* error) {
+               QString* error, EzExistingFile existing) {
     std::vector<std::uint8_t> file;
     QString problem;
     if (!encodeTiff(pages, file, &problem))
         return fail(error, path, problem);
-    return writeFiles(path, reinterpret_cast<const char*>(file.data()), file.size(), described, error);
+    return writeFiles(path, reinterpret_cast<const char*>(file.data()), file.size(), described, error,
+                      existing);
 }
 
 bool isPnm(const QByteArray& magic) {
@@ -152,20 +163,22 @@ QStringList pictureFilesIn(const QString& folder, QString* error) {
     return names;
 }
 
-bool writePicture(const QString& path, EzPictureFormat format, const IzChainData& frame, QString* error) {
+bool writePicture(const QString& path, EzPictureFormat format, const IzChainData& frame, QString* error,
+                  EzExistingFile existing) {
     const auto* picture = qobject_cast<const CzImageData*>(&frame);
     if (!picture)
         return fail(error, path, SzPictureText::tr("only pictures can be written"));
     QVector<const SzPicBuf*> pages;
     appendPages(*picture, pages);
     if (format == EzPictureFormat::Tiff)
-        return writeTiff(path, pages, *picture, error);
+        return writeTiff(path, pages, *picture, error, existing);
 
     QByteArray file;
     QString problem;
     if (!encodePng(*pages.first(), file, &problem))
         return fail(error, path, problem);
-    return writeFiles(path, file.constData(), static_cast<std::uint64_t>(file.size()), *picture, error);
+    return writeFiles(path, file.constData(), static_cast<std::uint64_t>(file.size()), *picture, error,
+                      existing);
 }
 
 bool writePictures(const QString& path, const QVector<const CzImageData*>& pages, QString* error) {
@@ -182,5 +195,5 @@ bool writePictures(const QString& path, const QVector<const CzImageData*>& pages
                         SzPictureText::tr("picture %1 is not of the first one's format").arg(i + 1));
         appendPages(*pages.at(i), pictures);
     }
-    return writeTiff(path, pictures, *pages.first(), error);
+    return writeTiff(path, pictures, *pages.first(), error, EzExistingFile::Replace);
 }

@@ -36,10 +36,17 @@ QStringList pictureFilesIn(const QString& folder, QString* error);
 
 enum class EzPictureFormat { Tiff, Png };
 
+/// What becomes of a picture file that is in the place of the one to be written.
+enum class EzExistingFile {
+    Replace,
+    Keep, ///< the other one is not written
+};
+
 /// Writes a picture with its sidecar, each file complete or not at all. A Fourier spectrum becomes a TIFF of
 /// two pages, real and imaginary. False, with one sentence that names the file in error, when it cannot be
 /// written; PNG refuses what it cannot hold without loss.
-bool writePicture(const QString& path, EzPictureFormat format, const IzChainData& frame, QString* error);
+bool writePicture(const QString& path, EzPictureFormat format, const IzChainData& frame, QString* error,
+                  EzExistingFile existing = EzExistingFile::Replace);
 
 /// Writes several pictures as the pages of one TIFF, with one sidecar, that of the first.
 bool writePictures(const QString& path, const QVector<const CzImageData*>& pages, QString* error);

@@ -5,6 +5,7 @@
 #include "PictureFile.h"
 
 #include <QDir>
+#include <QFileInfo>
 
 #include <algorithm>
 #include <condition_variable>
@@ -21,7 +22,7 @@ constexpr std::uint64_t pictureOverhead = 4096;
 /// A recording.
 struct Sequence {
     QString folder;
-    int number = 0; ///< of the last picture
+    std::int64_t number = -1; ///< of the last picture; the worker's: -1 until it writes the first one
     bool isRunning = true;
     int waiting = 0; ///< pictures that are not written yet
     int recorded = 0;
@@ -29,11 +30,13 @@ struct Sequence {
     QString error; ///< why it ended by itself
 };
 
+/// A picture of a sequence, or one of its own, which is shown anyway.
 struct Job {
     std::shared_ptr<const IzChainData> picture;
-    QString path;
-    std::shared_ptr<Sequence> sequence; ///< null: a picture of its own, which is shown anyway
+    std::shared_ptr<Sequence> sequence; ///< null: a picture of its own
     std::uint64_t bytes = 0;            ///< of a sequence's copy
+    QString path;                       ///< of a picture of its own
+    EzExistingFile existing;            ///< what is there already
 };
 
 bool isPng(const QString& path) {
@@ -60,6 +63,38 @@ int lastNumber(const QString& folder) {
     for (const QString& name : QDir(folder).entryList({QStringLiteral("*.tif")}, QDir::Files))
         last = std::max(last, name.section(QLatin1Char('.'), 0, 0).toInt());
     return last;
+}
+
+/// Whether there is a file, or a link that may lead nowhere.
+bool isThere(const QString& path) {
+    const QFileInfo info(path);
+    return info.exists() || info.isSymLink();
+}
+
+bool isFree(const QString& picture) {
+    return !isThere(picture) && !isThere(sidecarPath(picture));
+}
+
+/// Writes a picture of a sequence under the next number that is free: other sequences and programs may write
+/// into its folder as well.
+bool writeNext(Sequence& sequence, const IzChainData& picture, QString* error) {
+    if (sequence.number < 0)
+        sequence.number = lastNumber(sequence.folder);
+    QString path;
+    do {
+        const QString name = QStringLiteral("%1.tif").arg(++sequence.number, 5, 10, QLatin1Char('0'));
+        path = QDir(sequence.folder).filePath(name);
+        if (isFree(path) && writePicture(path, EzPictureFormat::Tiff, picture, error, EzExistingFile::Keep))
+            return true;
+    } while (!isFree(path)); // else it was not the name that it failed for
+    return false;
+}
+
+bool write(const Job& job, QString* error) {
+    if (job.sequence)
+        return writeNext(*job.sequence, *job.picture, error);
+    const auto format = isPng(job.path) ? EzPictureFormat::Png : EzPictureFormat::Tiff;
+    return writePicture(job.path, format, *job.picture, error, job.existing);
 }
 
 } // namespace
@@ -136,8 +171,7 @@ void CzPictureRecorder::Private::work() {
         Job job = jobs.front();
         lock.unlock();
         QString error;
-        const bool written = writePicture(
-            job.path, isPng(job.path) ? EzPictureFormat::Png : EzPictureFormat::Tiff, *job.picture, &error);
+        const bool written = write(job, &error);
         lock.lock();
         jobs.pop_front(); // only now: it counted as waiting
         bool isLast = false;
@@ -186,8 +220,9 @@ void CzPictureRecorder::save(std::shared_ptr<const IzChainData> picture, const Q
                 .arg(QDir::toNativeSeparators(path)));
         return;
     }
+    const auto existing = isThere(path) ? EzExistingFile::Replace : EzExistingFile::Keep;
     const std::lock_guard lock(d->mutex);
-    d->add({std::move(picture), path, nullptr, 0});
+    d->add({std::move(picture), nullptr, 0, path, existing});
 }
 
 bool CzPictureRecorder::start(const QString& folder) {
@@ -197,7 +232,6 @@ bool CzPictureRecorder::start(const QString& folder) {
     }
     auto fresh = std::make_shared<Sequence>();
     fresh->folder = folder;
-    fresh->number = lastNumber(folder);
     std::unique_lock lock(d->mutex);
     d->endSequence(lock);
     d->sequence = std::move(fresh);
@@ -243,8 +277,7 @@ void CzPictureRecorder::offer(const IzChainData& result) {
     ++d->waiting;
     d->waitingBytes += bytes;
     ++sequence->waiting;
-    const QString name = QStringLiteral("%1.tif").arg(++sequence->number, 5, 10, QLatin1Char('0'));
-    d->add({std::move(copy), QDir(sequence->folder).filePath(name), sequence, bytes});
+    d->add({std::move(copy), sequence, bytes, QString(), EzExistingFile::Keep});
 }
 
 int CzPictureRecorder::recorded() const {

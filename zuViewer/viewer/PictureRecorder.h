@@ -10,7 +10,8 @@
 class IzChainData;
 
 /// Writes pictures to files on a thread of its own: one, or the results of a running chain as a sequence of
-/// files 00001.tif, 00002.tif, … with their sidecars, behind those that the folder holds already.
+/// files 00001.tif, 00002.tif, … with their sidecars, behind those that the folder holds already. No file is
+/// replaced that the user does not know of, whoever else writes into the folder meanwhile.
 class CzPictureRecorder : public QObject {
     Q_OBJECT
 public:
@@ -22,7 +23,8 @@ public:
     ~CzPictureRecorder() override;
 
     /// Writes one picture, as TIFF or PNG: the name ends so. Any other name is refused and told by failed().
-    /// GUI thread; returns at once.
+    /// A file that is there now is replaced; one that comes until the picture is written is not, and failed()
+    /// tells. GUI thread; returns at once.
     void save(std::shared_ptr<const IzChainData> picture, const QString& path);
 
     /// From now on results are written into a folder, which is made. False, and told by failed(), when it

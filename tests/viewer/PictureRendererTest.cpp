@@ -517,10 +517,10 @@ TEST(PictureRenderer, MarksNoFloats) {
 // ---- Views ----
 
 TEST(PictureRenderer, EachScreenPixelShowsThePixelUnderItsMiddle) {
-    const auto picture = picturePattern(pictureFormat(300, 200, 1, EzImageDataType::UInt8));
+    const auto picture = picturePattern(pictureFormat(300, 260, 1, EzImageDataType::UInt8));
     for (const double scale : {1.0 / 256, 0.1, 0.5, 0.77, 1.0, 1.5, 2.0, 7.3, 64.0})
-        for (const QPointF& topLeft : {QPointF(0, 0), QPointF(-20.25, 30.5), QPointF(250.9, 180.1),
-                                       QPointF(-10000, 5), QPointF(299.99, 199.99)}) {
+        for (const QPointF& topLeft : {QPointF(0, 0), QPointF(-20.25, 30.5), QPointF(250.9, 240.1),
+                                       QPointF(-10000, 5), QPointF(299.99, 259.99)}) {
             const QSize size(97, 53);
             const QImage image = renderPicture(*picture, {}, {0, 255}, {topLeft, scale, size});
             ASSERT_EQ(image.size(), size);
@@ -528,7 +528,7 @@ TEST(PictureRenderer, EachScreenPixelShowsThePixelUnderItsMiddle) {
                 for (int x = 0; x < size.width(); ++x) {
                     const double atX = topLeft.x() + (x + 0.5) / scale;
                     const double atY = topLeft.y() + (y + 0.5) / scale;
-                    if (atX < 0 || atY < 0 || atX >= 300 || atY >= 200) {
+                    if (atX < 0 || atY < 0 || atX >= 300 || atY >= 260) {
                         ASSERT_EQ(image.pixel(x, y), transparent);
                     } else {
                         const double sample =
@@ -538,6 +538,56 @@ TEST(PictureRenderer, EachScreenPixelShowsThePixelUnderItsMiddle) {
                     }
                 }
         }
+}
+
+TEST(PictureRenderer, ShowsALineOfAPictureThatIsThinnerThanAScreenPixel) {
+    const QSize size(9, 7);
+    for (const auto& [width, height] : {std::pair{1, 1}, {3, 1}, {1, 200}, {3, 200}, {200, 1}, {200, 4}})
+        for (const double scale : {1.0 / 256, 0.02, 0.2})
+            // Its middle, in screen pixels: also a little before and behind an edge, and beside the view.
+            for (const QPointF& middle :
+                 {QPointF(4.5, 3.5), QPointF(4.999, 3.001), QPointF(5.001, 2.999), QPointF(0.01, 0.01),
+                  QPointF(8.99, 6.99), QPointF(-0.01, 3.5), QPointF(4.5, 7.01), QPointF(-1000, 3.5)}) {
+                const auto picture = picturePattern(
+                    pictureFormat(std::uint32_t(width), std::uint32_t(height), 1, EzImageDataType::UInt8));
+                const QPointF topLeft = QPointF(width, height) / 2 - middle / scale;
+                const QImage image = renderPicture(*picture, {}, {0, 255}, {topLeft, scale, size});
+                // Where a line of so many pixels is seen at this place; -1: nowhere.
+                const auto seen = [scale = scale](double begin, double at, int pixels, int i) {
+                    if (pixels * scale <= 1.0)
+                        return std::floor(at) == i ? pixels / 2 : -1;
+                    const double under = begin + (i + 0.5) / scale;
+                    return under >= 0 && under < pixels ? int(under) : -1;
+                };
+                for (int y = 0; y < size.height(); ++y)
+                    for (int x = 0; x < size.width(); ++x) {
+                        const int column = seen(topLeft.x(), middle.x(), width, x);
+                        const int row = seen(topLeft.y(), middle.y(), height, y);
+                        if (column < 0 || row < 0) {
+                            ASSERT_EQ(image.pixel(x, y), transparent) << x << ", " << y;
+                        } else {
+                            const int shown = qRed(image.pixel(x, y));
+                            ASSERT_EQ(shown,
+                                      sampleAt(picture->picBuf(), std::uint32_t(column), std::uint32_t(row)))
+                                << width << " x " << height << " at " << x << ", " << y;
+                        }
+                    }
+            }
+}
+
+TEST(PictureRenderer, RoundingLeavesNothingOutThatIsAsThickAsAScreenPixel) {
+    constexpr int view = 110;
+    for (int pixels = 1; pixels <= 400; ++pixels) {
+        const auto picture =
+            picturePattern(pictureFormat(std::uint32_t(pixels), 1, 1, EzImageDataType::UInt8));
+        const double scale = double(view) / (view * pixels);
+        const QPointF topLeft(pixels / 2.0 - view / 2 / scale, 0.0);
+        const QImage image = renderPicture(*picture, {}, {0, 255}, {topLeft, scale, QSize(view, 1)});
+        int shown = 0;
+        for (int x = 0; x < view; ++x)
+            shown += image.pixel(x, 0) != transparent ? 1 : 0;
+        EXPECT_EQ(shown, 1) << pixels;
+    }
 }
 
 TEST(PictureRenderer, StandsViewsThatShowNothing) {

@@ -106,6 +106,45 @@ TEST_F(PictureWidget, FitsPicturesBetweenTheSmallestAndTheLargestScale) {
     EXPECT_DOUBLE_EQ(widget.scale(), 1.0 / 256);
 }
 
+TEST_F(PictureWidget, ShowsPicturesThatAreThinnerThanAScreenPixel) {
+    const int size = 8192;
+    for (const EzMode mode : {EzMode::Single, EzMode::SideBySide}) {
+        widget.setMode(mode);
+        const int middle = mode == EzMode::Single ? 200 : 300;
+        for (const int thickness : {1, 3}) {
+            widget.setPictures(placePicture(std::uint32_t(thickness), size),
+                               placePicture(std::uint32_t(thickness), size));
+            widget.fit();
+            EXPECT_DOUBLE_EQ(widget.scale(), 300.0 / size);
+            for (const int y : {0, 77, 299}) {
+                EXPECT_TRUE(paintsWhatItTells({middle, y}));
+                EXPECT_EQ(pixelAt({middle, y}), QPoint(thickness / 2, int((y + 0.5) / widget.scale())));
+                EXPECT_EQ(pixelAt({middle - 1, y}), QPoint(-1, -1));
+                EXPECT_EQ(pixelAt({middle + 1, y}), QPoint(-1, -1));
+            }
+            widget.setPictures(placePicture(size, std::uint32_t(thickness)),
+                               placePicture(size, std::uint32_t(thickness)));
+            widget.fit();
+            EXPECT_TRUE(paintsWhatItTells({middle, 150}));
+            EXPECT_EQ(pixelAt({middle, 150}).y(), thickness / 2);
+            EXPECT_EQ(pixelAt({middle, 149}), QPoint(-1, -1));
+            EXPECT_EQ(pixelAt({middle, 151}), QPoint(-1, -1));
+        }
+    }
+    // As small as it can be, and moved into a corner.
+    widget.setMode(EzMode::Single);
+    widget.setPictures(placePicture(1, 1));
+    turnWheel(-100, {200, 150});
+    ASSERT_DOUBLE_EQ(widget.scale(), 1.0 / 256);
+    EXPECT_EQ(pixelAt({200, 150}), QPoint(0, 0));
+    for (int i = 0; i < 2; ++i)
+        drag({10, 10}, {390, 290});
+    EXPECT_EQ(pixelAt({399, 299}), QPoint(0, 0));
+    for (int i = 0; i < 4; ++i)
+        drag({390, 290}, {10, 10});
+    EXPECT_EQ(pixelAt({0, 0}), QPoint(0, 0));
+}
+
 TEST_F(PictureWidget, PaintsThePixelThatItTells) {
     widget.setPictures(placePicture(130, 70));
     for (const double scale : {0.3, 1.0, 3.0, 17.0}) {

@@ -16,6 +16,9 @@ constexpr int rangeGrid = 224;
 /// The part of all samples that is left out at either end.
 constexpr double outliers = 0.001;
 
+/// A little more, or rounding could leave out the screen pixels at both edges of what is as thick as one.
+constexpr double oneScreenPixel = 1.0 + 1e-9;
+
 constexpr QRgb saturatedColour = 0xFFFF0000U;
 
 /// Places spread over a line of so many pixels. They walk through the cells of any mosaic.
@@ -28,16 +31,25 @@ std::vector<int> spreadPlaces(std::uint32_t pixels) {
     return places;
 }
 
+/// shownPixel() for one axis: which of so many pixels is shown by screen pixel i; -1: none.
+int shownPlace(int i, double begin, double scale, std::uint32_t size) {
+    const int pixels = shownPixels(size);
+    if (pixels * scale < oneScreenPixel)
+        return std::floor((pixels / 2.0 - begin) * scale) == i ? pixels / 2 : -1;
+    const double at = std::floor(begin + (i + 0.5) / scale);
+    return at >= 0.0 && at < pixels ? static_cast<int>(at) : -1;
+}
+
 /// Which pixels of the picture a line of the view shows.
 struct Places {
     /// count: screen pixels; begin: what is at the first one's edge, in pixels of the picture.
     Places(int count, double begin, double scale, std::uint32_t pixels) : first(count) {
         for (int i = 0; i < count; ++i) {
-            const double at = std::floor(begin + (i + 0.5) / scale);
-            if (!(at >= 0.0 && at < shownPixels(pixels)))
+            const int place = shownPlace(i, begin, scale, pixels);
+            if (place < 0)
                 continue;
             first = std::min(first, i);
-            shown.push_back(static_cast<int>(at));
+            shown.push_back(place);
         }
     }
 
@@ -132,6 +144,12 @@ SzDisplayRange displayRange(const CzImageData& image, const SzDisplaySettings& s
     };
     const auto last = static_cast<std::ptrdiff_t>(values.size()) - 1;
     return {sampleAtRank(leftOut), sampleAtRank(last - leftOut)};
+}
+
+QPoint shownPixel(const SzPicBufInfo& picture, const SzViewport& viewport, const QPoint& screenPixel) {
+    const int x = shownPlace(screenPixel.x(), viewport.topLeft.x(), viewport.scale, picture.width);
+    const int y = shownPlace(screenPixel.y(), viewport.topLeft.y(), viewport.scale, picture.height);
+    return x < 0 || y < 0 ? QPoint(-1, -1) : QPoint(x, y);
 }
 
 QImage renderPicture(const CzImageData& image, const SzDisplaySettings& settings, const SzDisplayRange& range,

@@ -4,10 +4,12 @@
 #include "HsiCameraParams.h"
 
 #include <QImage>
+#include <QPoint>
 #include <QPointF>
 #include <QSize>
 
 class CzImageData;
+struct SzPicBufInfo;
 
 /// How samples become brightness.
 struct SzDisplayRange {
@@ -43,9 +45,14 @@ bool hasMosaicColours(const CzImageData& picture);
 /// Spectra: of the logarithm of the magnitude. Without any sample that is a number: 0 to 1.
 SzDisplayRange displayRange(const CzImageData& picture, const SzDisplaySettings& settings);
 
-/// What the view shows: takes time in proportion to the pixels of the view, not of the picture. Each screen
-/// pixel shows the one pixel of the picture that is under its middle. Spectra are shown as the logarithm of
-/// their magnitude, unknown sample types as nothing. Transparent: what lies beside the picture or the shown
-/// band's zone, and what is not a number. A range without extent makes a step. Any thread.
+/// The pixel of a picture that a screen pixel of the view shows: the one under its middle. Of a picture that
+/// is no thicker than a screen pixel, and so under no middle or under one by chance, the line in its own
+/// middle is shown. (-1, -1): none.
+QPoint shownPixel(const SzPicBufInfo& picture, const SzViewport& viewport, const QPoint& screenPixel);
+
+/// What the view shows, each screen pixel the one pixel of shownPixel(): takes time in proportion to the
+/// pixels of the view, not of the picture. Spectra are shown as the logarithm of their magnitude, unknown
+/// sample types as nothing. Transparent: what lies beside the picture or the shown band's zone, and what is
+/// not a number. A range without extent makes a step. Any thread.
 QImage renderPicture(const CzImageData& picture, const SzDisplaySettings& settings,
                      const SzDisplayRange& range, const SzViewport& viewport);

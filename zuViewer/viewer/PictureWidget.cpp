@@ -128,15 +128,12 @@ QPointF CzPictureWidget::screenPixel(const QPointF& position) const {
     return position + QPointF(half, half);
 }
 
-std::optional<QPoint> CzPictureWidget::pixelAt(const SzPane& pane, const QPoint& position) const {
+QPoint CzPictureWidget::pixelAt(const SzPane& pane, const QPoint& position) const {
     if (!pane.picture || !pane.area.contains(position))
-        return std::nullopt;
-    const SzViewport viewport = viewportOf(pane);
-    const QPointF inPane = screenPixel(position) - pane.area.topLeft();
-    const QPointF at = viewport.topLeft + inPane * (devicePixelRatioF() / viewport.scale);
-    if (!QRectF(QPointF(0.0, 0.0), sizeOf(*pane.picture)).contains(at))
-        return std::nullopt;
-    return QPoint(static_cast<int>(at.x()), static_cast<int>(at.y()));
+        return {-1, -1};
+    const QPointF inPane = (screenPixel(position) - pane.area.topLeft()) * devicePixelRatioF();
+    return shownPixel(pane.picture->picBuf(), viewportOf(pane),
+                      {static_cast<int>(inPane.x()), static_cast<int>(inPane.y())});
 }
 
 void CzPictureWidget::paint(QPainter& painter) const {
@@ -251,7 +248,7 @@ bool CzPictureWidget::isOnSplitter(const QPoint& position) const {
 
 void CzPictureWidget::tellCursor(const QPoint& position) {
     const SzPane pane = paneAt(screenPixel(position));
-    const QPoint pixel = pixelAt(pane, position).value_or(QPoint(-1, -1));
+    const QPoint pixel = pixelAt(pane, position);
     emit cursorMoved(pixel.x(), pixel.y(), pane.before);
 }
 
@@ -290,8 +287,8 @@ void CzPictureWidget::mouseReleaseEvent(QMouseEvent* event) {
     const bool clicked = m_drag == EzDrag::Pressed;
     m_drag = EzDrag::None;
     const SzPane pane = paneAt(screenPixel(event->pos()));
-    if (const auto pixel = pixelAt(pane, event->pos()); clicked && pixel)
-        emit pixelClicked(pixel->x(), pixel->y(), pane.before);
+    if (const QPoint pixel = pixelAt(pane, event->pos()); clicked && pixel.x() >= 0)
+        emit pixelClicked(pixel.x(), pixel.y(), pane.before);
 }
 
 void CzPictureWidget::mouseDoubleClickEvent(QMouseEvent* event) {

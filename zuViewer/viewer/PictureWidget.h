@@ -7,8 +7,6 @@
 #include <QVector>
 #include <QWidget>
 
-#include <optional>
-
 /// Shows one picture, or two of them (before and after) side by side or split. The wheel zooms around the
 /// cursor, dragging moves, a double click changes between all of the picture and pixel by pixel, and keys do
 /// the same: + and -, arrows, F (fit), 1 (pixel by pixel). A tool tip that is seen follows its text.
@@ -84,7 +82,8 @@ private:
     SzViewport viewportOf(const SzPane& pane) const;
     /// The middle of the screen pixel that the cursor points at.
     QPointF screenPixel(const QPointF& position) const;
-    std::optional<QPoint> pixelAt(const SzPane& pane, const QPoint& position) const;
+    /// (-1, -1): none.
+    QPoint pixelAt(const SzPane& pane, const QPoint& position) const;
 
     QSizeF pictureSize() const;
     /// Widget pixels per picture pixel.

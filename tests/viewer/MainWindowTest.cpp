@@ -193,6 +193,16 @@ protected:
         });
     }
 
+    /// An element whose results hold up whoever writes them.
+    static std::unique_ptr<ScriptedElement> elementOfHeldPictures(Gate& disk) {
+        auto element = std::make_unique<ScriptedElement>();
+        element->process = [&disk](ScriptedElement&, IzChainData* input) -> IzChainData* {
+            delete input;
+            return new HeldPicture(disk);
+        };
+        return element;
+    }
+
     void startRecording(const QString& folder) {
         QDir().mkpath(folder);
         answerFileDialog(folder);
@@ -905,6 +915,19 @@ TEST_F(MainWindow, RecordsTheResultsUntilItIsToldToStop) {
     EXPECT_TRUE(text("messageText").endsWith(QStringLiteral("none lost")));
 }
 
+TEST_F(MainWindow, TellsThatItStillWritesWhatWasRecorded) {
+    session().insert(0, elementOfHeldPictures(gate));
+    startRecording(path(QStringLiteral("recorded")));
+    window->openScene(QStringLiteral("mono"));
+    gate.awaitArrival();
+    EXPECT_TRUE(waitFor([&] { return text("messageText").startsWith(QStringLiteral("Recording: ")); }));
+    action("record").trigger();
+    EXPECT_FALSE(action("record").isChecked());
+    EXPECT_TRUE(waitFor([&] { return text("messageText").startsWith(QStringLiteral("Writing")); }));
+    gate.open();
+    EXPECT_TRUE(waitFor([&] { return text("messageText").startsWith(QStringLiteral("Recorded: ")); }));
+}
+
 TEST_F(MainWindow, TellsARecordingThatIsNotComplete) {
     playScene(QStringLiteral("mono"));
     const QString folder = path(QStringLiteral("recorded"));
@@ -1177,12 +1200,7 @@ TEST_F(MainWindow, AConfigurationThatFloatsCanBeUsedWhenClosingWasCancelled) {
 
 TEST_F(MainWindow, StaysWhenWhatWasRecordedCannotBeWritten) {
     Gate disk;
-    auto element = std::make_unique<ScriptedElement>();
-    element->process = [&disk](ScriptedElement&, IzChainData* input) -> IzChainData* {
-        delete input;
-        return new HeldPicture(disk);
-    };
-    session().insert(0, std::move(element));
+    session().insert(0, elementOfHeldPictures(disk));
     const QString folder = path(QStringLiteral("recorded"));
     startRecording(folder);
     window->openScene(QStringLiteral("mono"));

@@ -404,7 +404,7 @@ void CzMainWindow::refresh() {
 QString CzMainWindow::recordingText() const {
     if (m_recorder.isRecording())
         return tr("Recording: %1 written, %2 lost").arg(m_recorder.recorded()).arg(m_recorder.dropped());
-    return m_closing && m_recorder.isWriting() ? tr("Writing what was recorded…") : QString();
+    return m_recorder.isWriting() ? tr("Writing pictures…") : QString();
 }
 
 QString CzMainWindow::placeholder() const {

@@ -203,6 +203,21 @@ protected:
         return element;
     }
 
+    /// Plays a picture and changes what is said of it. Returns the path of its description.
+    QString describePicture(bool isDescribed) {
+        const QString scene = writeScene(QStringLiteral("scene.tif"), QStringLiteral("mono"));
+        if (!isDescribed)
+            QFile::remove(sidecarPath(scene));
+        open({scene});
+        childOf<QSpinBox>(*window, "bitDepth").setValue(13);
+        EXPECT_TRUE(waitFor([&] { return !window->sourcePanel().isOpening(); }));
+        return sidecarPath(scene);
+    }
+    static std::uint32_t bitDepthOf(const QString& description) {
+        SzSidecar sidecar;
+        return readSidecar(description, sidecar, nullptr, nullptr) ? sidecar.bitDepth.value_or(0) : 0;
+    }
+
     void startRecording(const QString& folder) {
         QDir().mkpath(folder);
         answerFileDialog(folder);
@@ -1219,6 +1234,66 @@ TEST_F(MainWindow, StaysWhenWhatWasRecordedCannotBeWritten) {
     EXPECT_TRUE(window->close());
 }
 
+TEST_F(MainWindow, ClosesWhenDescriptionsAreWritten) {
+    const QString description = describePicture(false);
+    {
+        const SlowDisk slow;
+        window->sourcePanel().saveSidecars();
+        window->close();
+        EXPECT_TRUE(waitFor([&] { return isStopped(); }));
+        EXPECT_FALSE(window->close());
+        EXPECT_TRUE(window->isVisible());
+    }
+    EXPECT_TRUE(waitFor([&] { return !window->isVisible(); }));
+    EXPECT_EQ(bitDepthOf(description), 13U);
+}
+
+TEST_F(MainWindow, StaysWhenADescriptionCannotBeWritten) {
+    const QString description = describePicture(false);
+    ASSERT_TRUE(QDir().mkpath(description)); // a folder is in the way
+    {
+        const SlowDisk slow;
+        window->sourcePanel().saveSidecars();
+        window->close();
+        EXPECT_TRUE(waitFor([&] { return isStopped(); }));
+    }
+    EXPECT_TRUE(waitFor([&] { return window->isEnabled(); }));
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_TRUE(problem().contains(QStringLiteral("scene.tif.json"))) << problem().toStdString();
+    EXPECT_TRUE(window->close());
+}
+
+TEST_F(MainWindow, AsksWhetherToChangeDescriptionsAlsoWhileItIsBeingClosed) {
+    const QString description = describePicture(true);
+    {
+        const SlowDisk slow; // it does not know yet that it has to ask
+        window->sourcePanel().saveSidecars();
+        window->close();
+        EXPECT_TRUE(window->isVisible());
+    }
+    answerDialog(QStringLiteral("changeDescriptions"), QMessageBox::Yes);
+    EXPECT_TRUE(waitFor([&] { return !window->isVisible(); }));
+    EXPECT_EQ(bitDepthOf(description), 13U);
+}
+
+TEST_F(MainWindow, AQuestionIsAnsweredBeforeTheWindowCloses) {
+    const QString description = describePicture(true);
+    window->sourcePanel().saveSidecars();
+    QMessageBox* question = nullptr;
+    ASSERT_TRUE(waitFor([&] {
+        question = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        return question != nullptr;
+    }));
+    EXPECT_FALSE(window->close());
+    EXPECT_TRUE(window->isEnabled());
+    QTest::mouseClick(question->button(QMessageBox::No), Qt::LeftButton);
+    EXPECT_TRUE(waitFor([] { return !QApplication::activeModalWidget(); }));
+    EXPECT_TRUE(window->isVisible());
+    window->close();
+    EXPECT_TRUE(waitFor([&] { return !window->isVisible(); }));
+    EXPECT_NE(bitDepthOf(description), 13U);
+}
+
 TEST_F(MainWindow, OffersToQuitWithoutWaitingForAFrameThatHangs) {
     letAFrameHang();
     QSignalSpy abandoned(window.get(), &CzMainWindow::abandoned);
@@ -1294,6 +1369,30 @@ TEST_F(MainWindow, WritesWhatWasRecordedBeforeItLeavesAFrameThatHangs) {
     disk.open();
     EXPECT_TRUE(waitFor([&] { return abandoned.size() == 1; }));
     EXPECT_TRUE(QFile::exists(folder + QStringLiteral("/00001.tif")));
+    EXPECT_TRUE(hangs());
+}
+
+TEST_F(MainWindow, WritesDescriptionsBeforeItLeavesAFrameThatHangs) {
+    letAFrameHang();
+    const QString description = describePicture(false);
+    QSignalSpy abandoned(window.get(), &CzMainWindow::abandoned);
+    {
+        const SlowDisk slow;
+        window->sourcePanel().saveSidecars();
+        answerDialog(QStringLiteral("unsaved"), QMessageBox::Discard);
+        window->close();
+        bool answered = false;
+        whenDialogOpens(QStringLiteral("hangs"), [&](QDialog& box) {
+            QTest::mouseClick(static_cast<QMessageBox&>(box).button(QMessageBox::Yes), Qt::LeftButton);
+            answered = true;
+        });
+        ASSERT_TRUE(waitFor([&] { return answered; }));
+        const QString before = text("stateText"); // with the seconds for which the frame hangs
+        ASSERT_TRUE(waitFor([&] { return text("stateText") != before; }));
+        EXPECT_TRUE(abandoned.isEmpty());
+    }
+    EXPECT_TRUE(waitFor([&] { return abandoned.size() == 1; }));
+    EXPECT_EQ(bitDepthOf(description), 13U);
     EXPECT_TRUE(hangs());
 }
 

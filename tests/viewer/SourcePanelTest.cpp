@@ -18,15 +18,12 @@
 #include <QJsonDocument>
 #include <QLabel>
 #include <QPushButton>
-#include <QSemaphore>
 #include <QSignalSpy>
 #include <QSlider>
 #include <QSpinBox>
 #include <QTest>
-#include <QThreadPool>
 #include <QToolButton>
 #include <QTranslator>
-#include <QtConcurrentRun>
 
 #include <cmath>
 #include <mutex>
@@ -173,24 +170,6 @@ TEST_F(SourcePanel, TellsWhatCannotBeReadAndKeepsTheSource) {
     EXPECT_TRUE(changed.isEmpty());
     EXPECT_EQ(panel.paths().size(), 2);
 }
-
-/// Lets nobody look into files while it lives: the thread that would do it is busy.
-class SlowDisk {
-public:
-    SlowDisk() {
-        m_pool.setMaxThreadCount(1);
-        QtConcurrent::run([this] { m_answer.acquire(); });
-    }
-    ~SlowDisk() {
-        m_answer.release();
-        m_pool.waitForDone();
-        m_pool.setMaxThreadCount(QThread::idealThreadCount());
-    }
-
-private:
-    QThreadPool& m_pool = *QThreadPool::globalInstance();
-    QSemaphore m_answer;
-};
 
 TEST_F(SourcePanel, DoesNotWaitForASlowDisk) {
     open(writePictures(2));

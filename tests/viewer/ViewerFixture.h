@@ -10,8 +10,11 @@
 #include <QAbstractButton>
 #include <QMessageBox>
 #include <QRect>
+#include <QSemaphore>
 #include <QTemporaryDir>
+#include <QThreadPool>
 #include <QWidget>
+#include <QtConcurrentRun>
 
 #include <gtest/gtest.h>
 
@@ -50,6 +53,24 @@ Widget& childOf(QWidget& parent, const char* name) {
 void whenDialogOpens(const QString& name, std::function<void(QDialog&)> act);
 /// Presses a button of a message box.
 void answerDialog(const QString& name, QMessageBox::StandardButton button);
+
+/// Lets nobody look into files while it lives: the thread that would do it is busy.
+class SlowDisk {
+public:
+    SlowDisk() {
+        m_pool.setMaxThreadCount(1);
+        QtConcurrent::run([this] { m_answer.acquire(); });
+    }
+    ~SlowDisk() {
+        m_answer.release();
+        m_pool.waitForDone();
+        m_pool.setMaxThreadCount(QThread::idealThreadCount());
+    }
+
+private:
+    QThreadPool& m_pool = *QThreadPool::globalInstance();
+    QSemaphore m_answer;
+};
 
 /// Settings, files and folders of a test that nobody else sees.
 class ViewerTest : public testing::Test {

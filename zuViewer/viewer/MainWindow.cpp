@@ -263,7 +263,9 @@ void CzMainWindow::connectChain() {
 
 void CzMainWindow::connectParts() {
     connect(m_sourcePanel, &CzSourcePanel::openRequested, this, &CzMainWindow::openPicturesDialog);
-    connect(m_sourcePanel, &CzSourcePanel::failed, this, &CzMainWindow::showProblem);
+    connect(m_sourcePanel, &CzSourcePanel::failed, this, [this](const QString& message) {
+        m_sourcePanel->isSaving() ? showLoss(message) : showProblem(message);
+    });
     connect(m_sourcePanel, &CzSourcePanel::warned, this,
             [this](const QStringList& warnings) { showProblem(firstOf(warnings)); });
     connect(m_sourcePanel, &CzSourcePanel::sidecarsSaved, this, [this](int files) {
@@ -427,7 +429,7 @@ void CzMainWindow::showProblem(const QString& text) {
     m_problem->showProblem(text);
 }
 
-/// Pictures that could not be written. A window that is being closed stays, so that somebody reads it.
+/// What could not be written. A window that is being closed stays, so that somebody reads it.
 void CzMainWindow::showLoss(const QString& text) {
     showProblem(text);
     if (m_closing)
@@ -617,8 +619,8 @@ void CzMainWindow::rememberChain() {
 void CzMainWindow::closeEvent(QCloseEvent* event) {
     event->ignore();
     if (!m_closing) {
-        if (!mayDiscardChain())
-            return;
+        if (QApplication::activeModalWidget() || !mayDiscardChain())
+            return; // a question that is open is answered first: in a closing window nobody could
         m_closing = true;
         setEnabled(false);
         rememberLayout(*this);
@@ -642,7 +644,12 @@ void CzMainWindow::closeEvent(QCloseEvent* event) {
 
 /// Whether a window that is being closed still has something to do.
 bool CzMainWindow::isBusy() const {
-    return m_session.state() != CzChainSession::EzState::Stopped || m_recorder.isWriting();
+    return m_session.state() != CzChainSession::EzState::Stopped || isWriting();
+}
+
+/// Whether pictures or descriptions are not written yet, or the user is asked whether they shall be.
+bool CzMainWindow::isWriting() const {
+    return m_recorder.isWriting() || m_sourcePanel->isSaving();
 }
 
 void CzMainWindow::stayOpen() {
@@ -674,7 +681,7 @@ void CzMainWindow::offerToAbandon() {
 }
 
 void CzMainWindow::abandonWhenWritten() {
-    const bool isWritten = !m_recorder.isWriting() || m_sinceAbandoned.hasExpired(writesAtMostMs);
+    const bool isWritten = !isWriting() || m_sinceAbandoned.hasExpired(writesAtMostMs);
     if (!isWritten || m_session.state() == CzChainSession::EzState::Stopped)
         return; // or it came back
     m_sinceAbandoned.invalidate();

@@ -115,6 +115,7 @@ private:
     bool asksToRestoreChain();
     void rememberChain();
     bool isBusy() const;
+    bool isWriting() const;
     void stayOpen();
     void offerToAbandon();
     void abandonWhenWritten();

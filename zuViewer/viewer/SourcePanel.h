@@ -50,6 +50,8 @@ public:
     /// descriptions that exist are changed. The files are read and written on another thread; sidecarsSaved()
     /// or failed() tells what came of it.
     void saveSidecars();
+    /// Until it is told what came of that, or the user did not want it.
+    bool isSaving() const { return m_isSaving; }
 
 signals:
     /// Another source is there, and its first frame is not yet on its way.

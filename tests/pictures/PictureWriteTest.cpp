@@ -350,6 +350,16 @@ TEST_F(PictureWriting, WhatIsToBeKeptIsNotReplaced) {
     EXPECT_EQ(QDir(m_folder.folder()).entryList(QDir::Files), QStringList({"a.png", "a.tif"}));
 }
 
+TEST_F(PictureWriting, ADescriptionThatIsToBeKeptKeepsThePictureAway) {
+    m_folder.write("a.tif.json", "other");
+    QString error;
+    EXPECT_FALSE(writePicture(m_folder.path("a.tif"), EzPictureFormat::Tiff,
+                              *patternPicture(makeFormat(2, 2, 1, EzImageDataType::UInt8)), &error,
+                              EzExistingFile::Keep));
+    EXPECT_THAT(error.toStdString(), HasSubstr("a.tif.json: "));
+    EXPECT_EQ(QDir(m_folder.folder()).entryList(QDir::Files), QStringList("a.tif.json"));
+}
+
 TEST_F(PictureWriting, AFullDiskLeavesWhatWasThere) {
     const QString path = m_folder.write("a.tif", "old");
     const auto frame = patternPicture(makeFormat(300, 300, 1, EzImageDataType::UInt16));

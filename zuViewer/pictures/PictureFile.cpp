@@ -14,8 +14,14 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <QUuid>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <filesystem>
 #include <limits>
 #include <system_error>
@@ -35,40 +41,88 @@ void appendPages(const CzImageData& frame, QVector<const SzPicBuf*>& pages) {
         pages.append(&spectrum->picBufIm());
 }
 
+/// Gives a file another name, if no file has it by then.
+bool renameIfFree(const QString& from, const QString& to) {
+    const QByteArray present = QFile::encodeName(from);
+    const QByteArray wanted = QFile::encodeName(to);
+    if (::renameat2(AT_FDCWD, present.constData(), AT_FDCWD, wanted.constData(), RENAME_NOREPLACE) == 0)
+        return true;
+    if (errno != EINVAL && errno != ENOSYS)
+        return false;
+    // Some network disks cannot look and rename at once.
+    const QFileInfo info(to);
+    if (info.exists() || info.isSymLink()) {
+        errno = EEXIST;
+        return false;
+    }
+    return std::rename(present.constData(), wanted.constData()) == 0;
+}
+
+/// Whether the disk has all of a file. What cannot be asked counts as had.
+bool isOnDisk(const QFileDevice& file) {
+    return ::fsync(file.handle()) == 0 || errno == EINVAL || errno == ENOTSUP;
+}
+
+/// A file that is complete before it takes its place. One that must not replace another goes by a name of its
+/// own until then.
+class NewFile {
+public:
+    NewFile(const QString& path, EzExistingFile existing)
+        : m_path(path)
+        , m_existing(existing)
+        , m_file(existing == EzExistingFile::Replace
+                     ? path
+                     : QStringLiteral("%1.%2.part").arg(path, QUuid::createUuid().toString(QUuid::Id128))) {}
+
+    bool write(const char* bytes, qint64 size) {
+        return m_file.open(QIODevice::WriteOnly) && m_file.write(bytes, size) == size && m_file.flush() &&
+               (isOnDisk(m_file) || failed());
+    }
+    bool takePlace() {
+        if (!m_file.commit())
+            return false;
+        if (m_existing == EzExistingFile::Replace || renameIfFree(m_file.fileName(), m_path))
+            return true;
+        failed();
+        QFile::remove(m_file.fileName());
+        return false;
+    }
+
+    bool explain(QString* error) const {
+        return fail(error, m_path,
+                    SzPictureText::tr("cannot be written: %1")
+                        .arg(m_problem.isEmpty() ? m_file.errorString() : m_problem));
+    }
+
+private:
+    bool failed() {
+        m_problem = qt_error_string();
+        return false;
+    }
+
+    QString m_path;
+    EzExistingFile m_existing;
+    QSaveFile m_file;
+    QString m_problem; ///< that the file itself does not know of
+};
+
 /// Writes a picture file and its sidecar. Both are complete before either takes its place.
 bool writeFiles(const QString& path, const char* bytes, std::uint64_t size, const CzImageData& described,
                 QString* error, EzExistingFile existing) {
-    const QByteArray sidecar = sidecarText(described.picBuf(), described.imageMetadata());
-    QSaveFile pictureFile(path);
-    QSaveFile sidecarFile(sidecarPath(path));
-    const auto refuse = [&](const QFileDevice& file) {
-        return fail(error, file.fileName(),
-                    SzPictureText::tr("cannot be written: %1").arg(file.errorString()));
-    };
-    const auto write = [&](QSaveFile& file, const char* content, std::uint64_t length) {
-        const auto wanted = static_cast<qint64>(length);
-        return file.open(QIODevice::WriteOnly) && file.write(content, wanted) == wanted && file.flush();
-    };
-    for (const bool isPicture : {true, false}) {
-        QSaveFile& file = isPicture ? pictureFile : sidecarFile;
-        if (!(isPicture ? write(file, bytes, size)
-                        : write(file, sidecar.constData(), static_cast<std::uint64_t>(sidecar.size()))))
-            return refuse(file);
-    }
-    // An empty file holds the place for the moment until the complete one takes it: whoever else makes a file
-    // of this name meanwhile finds it taken, and so do we.
-    QFile place(path);
-    const bool isNew = existing == EzExistingFile::Keep;
-    if (isNew && !place.open(QIODevice::WriteOnly | QIODevice::NewOnly))
-        return refuse(place);
-    place.close();
-    for (QSaveFile* file : {&pictureFile, &sidecarFile})
-        if (!file->commit()) {
-            if (isNew)
-                place.remove();
-            return refuse(*file);
-        }
-    return true;
+    const QByteArray description = sidecarText(described.picBuf(), described.imageMetadata());
+    NewFile picture(path, existing);
+    NewFile sidecar(sidecarPath(path), existing);
+    if (!picture.write(bytes, static_cast<qint64>(size)))
+        return picture.explain(error);
+    if (!sidecar.write(description.constData(), description.size()))
+        return sidecar.explain(error);
+    if (!picture.takePlace())
+        return picture.explain(error);
+    if (sidecar.takePlace())
+        return true;
+    if (existing == EzExistingFile::Keep)
+        QFile::remove(path);
+    return sidecar.explain(error);
 }
 
 bool writeTiff(const QString& path, const QVector<const SzPicBuf*>& pages, const CzImageData& described,

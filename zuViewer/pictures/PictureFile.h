@@ -36,7 +36,7 @@ QStringList pictureFilesIn(const QString& folder, QString* error);
 
 enum class EzPictureFormat { Tiff, Png };
 
-/// What becomes of a picture file that is in the place of the one to be written.
+/// What becomes of a picture file, or a sidecar, that is in the place of the one to be written.
 enum class EzExistingFile {
     Replace,
     Keep, ///< the other one is not written

@@ -80,14 +80,16 @@ bool isFree(const QString& picture) {
 bool writeNext(Sequence& sequence, const IzChainData& picture, QString* error) {
     if (sequence.number < 0)
         sequence.number = lastNumber(sequence.folder);
-    QString path;
-    do {
+    for (;;) {
         const QString name = QStringLiteral("%1.tif").arg(++sequence.number, 5, 10, QLatin1Char('0'));
-        path = QDir(sequence.folder).filePath(name);
-        if (isFree(path) && writePicture(path, EzPictureFormat::Tiff, picture, error, EzExistingFile::Keep))
+        const QString path = QDir(sequence.folder).filePath(name);
+        if (!isFree(path))
+            continue;
+        if (writePicture(path, EzPictureFormat::Tiff, picture, error, EzExistingFile::Keep))
             return true;
-    } while (!isFree(path)); // else it was not the name that it failed for
-    return false;
+        if (isFree(path)) // it was not the name that it failed for
+            return false;
+    }
 }
 
 bool write(const Job& job, QString* error) {
@@ -220,7 +222,7 @@ void CzPictureRecorder::save(std::shared_ptr<const IzChainData> picture, const Q
                 .arg(QDir::toNativeSeparators(path)));
         return;
     }
-    const auto existing = isThere(path) ? EzExistingFile::Replace : EzExistingFile::Keep;
+    const auto existing = isFree(path) ? EzExistingFile::Keep : EzExistingFile::Replace;
     const std::lock_guard lock(d->mutex);
     d->add({std::move(picture), nullptr, 0, path, existing});
 }

@@ -7,6 +7,7 @@
 #include "ModelTestSupport.h"
 
 #include <QElapsedTimer>
+#include <QSemaphore>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -382,6 +383,45 @@ TEST_F(FramePlayerTest, AnotherSupplyPlaysAtOnceHoweverSlowTheOneBeforeIs) {
     load(3, 1);
     ASSERT_TRUE(hasCome(2));
     EXPECT_EQ(values().back(), 100);
+}
+
+TEST_F(FramePlayerTest, ASupplyThatIsMadeInAnotherWayGoesOnInItsPlaceAndTime) {
+    ASSERT_TRUE(m_chain.start());
+    load(9);
+    m_player.setRate(0.0001);
+    m_player.play();
+    ASSERT_TRUE(hasCome(1));
+    m_player.seek(2);
+    ASSERT_TRUE(hasCome(2));
+    m_player.replaceSupply(std::make_shared<ScriptedSupply>(9, 1));
+    ASSERT_TRUE(hasCome(3));
+    QTest::qWait(50);
+    EXPECT_THAT(values(), ElementsAre(0, 2, 102));
+    EXPECT_TRUE(m_player.isPlaying());
+    m_player.replaceSupply(std::make_shared<ScriptedSupply>(2, 2)); // fewer than there were
+    ASSERT_TRUE(hasCome(4));
+    EXPECT_EQ(values().back(), 200);
+}
+
+TEST_F(FramePlayerTest, TheFrameAtHandIsKnownAlsoWhileItIsBeingMade) {
+    ASSERT_TRUE(m_chain.start());
+    load(9);
+    m_player.seek(5);
+    ASSERT_TRUE(hasCome(1));
+    QSemaphore begun;
+    QSemaphore mayEnd;
+    const auto slow = std::make_shared<ScriptedSupply>(9, 1);
+    slow->beforeFrame = [&] {
+        begun.release();
+        mayEnd.acquire();
+    };
+    m_player.replaceSupply(slow);
+    begun.acquire();
+    m_player.replaceSupply(std::make_shared<ScriptedSupply>(9, 1));
+    m_player.replaceSupply(std::make_shared<ScriptedSupply>(9, 2)); // while the first is still being made
+    mayEnd.release();
+    ASSERT_TRUE(hasCome(2));
+    EXPECT_THAT(values(), ElementsAre(5, 205));
 }
 
 TEST_F(FramePlayerTest, NoCallWaitsForAFrameToBeTaken) {

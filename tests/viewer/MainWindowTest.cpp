@@ -489,11 +489,28 @@ TEST_F(MainWindow, TheSyntheticCameraComesBack) {
     EXPECT_FALSE(childOf<QCheckBox>(*window, "loop").isChecked());
 }
 
+TEST_F(MainWindow, TheSyntheticCameraIsAsItWasAlsoWhenFilesPlayFirst) {
+    childOf<QDoubleSpinBox>(*window, "noise").setValue(2.5);
+    playScene(QStringLiteral("bayer"));
+    window->close();
+    EXPECT_TRUE(waitFor([&] { return !window->isVisible(); }));
+    makeWindow();
+    window->begin({writeScene(QStringLiteral("a.tif"), QStringLiteral("mono"))}, false);
+    EXPECT_EQ(childOf<QDoubleSpinBox>(*window, "noise").value(), 2.5);
+    EXPECT_TRUE(waitFor([&] { return window->sourcePanel().caption() == QStringLiteral("a.tif"); }));
+}
+
+TEST_F(MainWindow, IsThereForItsUserUnlessItIsBeingClosed) {
+    window->setEnabled(false);
+    EXPECT_TRUE(waitFor([&] { return window->isEnabled(); }));
+}
+
 TEST_F(MainWindow, CountsWhatIsLostOfEachSourceAnew) {
     session().insert(0, QStringLiteral("org.zuviewer.CzImageAveragingCnbl"));
     window->openScene(QStringLiteral("mono"));
     EXPECT_TRUE(waitFor([&] { return text("lossText").contains(QStringLiteral("kept")); }));
     session().clear();
+    ASSERT_TRUE(waitFor([&] { return session().elements().isEmpty(); })); // no frame can be kept any more
     const QString still = writeScene(QStringLiteral("still.tif"), QStringLiteral("mono"));
     open({still});
     EXPECT_TRUE(waitFor([&] { return !text("lossText").contains(QStringLiteral("kept")); }));

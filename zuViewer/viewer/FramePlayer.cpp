@@ -43,6 +43,8 @@ struct CzFramePlayer::Private {
     std::optional<int> nextDue(std::unique_lock<std::mutex>& lock);
     /// The index behind the present one; none at the end.
     std::optional<int> following() const;
+    /// Where an index lies in the supply, counted around; none when there are no frames.
+    std::optional<int> placeOf(int index) const;
     bool send(std::unique_ptr<CzImageData> frame);
     /// What becomes of frames that the chain has no time for. Under the mutex.
     void chooseOverflow();
@@ -150,6 +152,13 @@ bool CzFramePlayer::Private::send(std::unique_ptr<CzImageData> frame) {
     return source.push(std::move(frame));
 }
 
+std::optional<int> CzFramePlayer::Private::placeOf(int index) const {
+    const std::optional<int> count = supply ? supply->count() : 0;
+    if (!count)
+        return std::max(index, 0);
+    return *count > 0 ? std::optional<int>((index % *count + *count) % *count) : std::nullopt;
+}
+
 void CzFramePlayer::Private::chooseOverflow() {
     // As fast as the chain takes them is never too fast, for a camera either.
     const bool drops = supply && supply->isLive() && std::isfinite(rate);
@@ -177,16 +186,28 @@ CzFramePlayer::~CzFramePlayer() {
 }
 
 void CzFramePlayer::setSupply(std::shared_ptr<CzFrameSupply> supply) {
+    exchangeSupply(std::move(supply), false);
+}
+
+void CzFramePlayer::replaceSupply(std::shared_ptr<CzFrameSupply> supply) {
+    exchangeSupply(std::move(supply), true);
+}
+
+void CzFramePlayer::exchangeSupply(std::shared_ptr<CzFrameSupply> supply, bool goesOn) {
     d->source.close(); // for a worker that waits for room with a frame of the supply before
     std::unique_lock lock(d->mutex);
     d->changed.wait(lock, [this] { return !d->sending; });
     d->supply.swap(supply); // the one before goes after the lock
     ++d->supplyNo;
+    if (goesOn) {
+        d->wanted = d->placeOf(std::max(d->wanted.value_or(d->current), 0));
+    } else {
+        d->wanted.reset();
+        d->due = steady_clock::now();
+    }
     d->current = d->sent = d->toldPosition = -1;
     d->failures = 0;
-    d->wanted.reset();
     d->error.clear();
-    d->due = steady_clock::now();
     d->source.clear(); // of the supply before
     d->chooseOverflow();
     d->source.open();
@@ -255,11 +276,7 @@ void CzFramePlayer::step(int frames) {
 
 void CzFramePlayer::seek(int index) {
     const std::lock_guard lock(d->mutex);
-    const std::optional<int> count = d->supply ? d->supply->count() : 0;
-    if (count && *count > 0)
-        d->wanted = (index % *count + *count) % *count;
-    else if (!count)
-        d->wanted = std::max(index, 0);
+    d->wanted = d->placeOf(index);
     d->changed.notify_all();
 }
 

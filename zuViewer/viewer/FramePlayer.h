@@ -23,6 +23,9 @@ public:
     /// Plays another supply from its first frame on; null: none. Frames of the one before that wait in front
     /// of the chain are dropped.
     void setSupply(std::shared_ptr<CzFrameSupply> supply);
+    /// The same with the frames of the present supply, made in another way: the frame at hand comes once
+    /// more, or the first one, and playing goes on behind it in its time.
+    void replaceSupply(std::shared_ptr<CzFrameSupply> supply);
     std::shared_ptr<CzFrameSupply> supply() const;
 
     /// Frames per second, more than 0; infinite: as fast as the chain takes them.
@@ -54,6 +57,7 @@ signals:
     void failed(const QString& message);
 
 private:
+    void exchangeSupply(std::shared_ptr<CzFrameSupply> supply, bool goesOn);
     void tell();
 
     struct Private;

@@ -22,7 +22,7 @@ public:
     /// How many frames there are; empty when they never end.
     virtual std::optional<int> count() const = 0;
 
-    /// Whether frames that nobody has time for are to be dropped, as a camera's are.
+    /// Whether frames that nobody has time for are to be dropped, as a camera's are that has a rate.
     virtual bool isLive() const = 0;
 
     /// The frame at a place (0 ... count − 1), with frame number 0; the caller numbers it. Null, with one

@@ -393,6 +393,8 @@ void CzMainWindow::refresh() {
     m_redo->setText(tr("&Redo %1").arg(withoutKeys(m_session.undoStack().redoText())).trimmed());
     m_picture->setPlaceholder(placeholder());
     refreshTitle();
+    if (!m_closing)
+        setEnabled(true); // also when an element's dialog was open as closing came to nothing
     if (m_closing && !isBusy())
         close();
     else if (m_closing)
@@ -406,7 +408,7 @@ void CzMainWindow::refresh() {
 QString CzMainWindow::recordingText() const {
     if (m_recorder.isRecording())
         return tr("Recording: %1 written, %2 lost").arg(m_recorder.recorded()).arg(m_recorder.dropped());
-    return m_recorder.isWriting() ? tr("Writing pictures…") : QString();
+    return isWriting() ? tr("Writing files…") : QString();
 }
 
 QString CzMainWindow::placeholder() const {
@@ -580,6 +582,7 @@ void CzMainWindow::restoreLayout() {
 }
 
 void CzMainWindow::begin(const QStringList& paths, bool lastRunWasUnclean) {
+    m_sourcePanel->restoreSettings(rememberedWork().source);
     if (!paths.isEmpty()) {
         if (lastRunWasUnclean)
             setRememberedChainAside();
@@ -597,7 +600,10 @@ void CzMainWindow::restoreChain() {
         m_session.loadText(work.chain.text, work.chain.path);
     else if (!work.chain.path.isEmpty())
         m_session.load(work.chain.path);
-    m_sourcePanel->restore(work.source);
+    if (!work.source.paths.isEmpty())
+        m_sourcePanel->openPaths(work.source.paths);
+    else if (sceneNames().contains(work.source.scene))
+        m_sourcePanel->openScene(work.source.scene);
 }
 
 bool CzMainWindow::asksToRestoreChain() {

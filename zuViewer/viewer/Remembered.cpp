@@ -38,7 +38,7 @@ void writeSource(QSettings& settings, const SzRememberedSource& source) {
     settings.setValue(sourceSceneKey, source.scene);
     settings.setValue(widthKey, source.camera.width);
     settings.setValue(heightKey, source.camera.height);
-    settings.setValue(noiseKey, source.camera.noise);
+    settings.setValue(noiseKey, static_cast<double>(source.camera.noise)); // as text
     settings.setValue(movesKey, source.camera.moves);
     settings.setValue(rateKey, source.rate);
     settings.setValue(loopedKey, source.looped);

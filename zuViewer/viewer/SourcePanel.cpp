@@ -279,7 +279,7 @@ SzRememberedSource CzSourcePanel::source() const {
     return {paths(), m_scene, cameraSettings(), m_rate->value(), m_loop->isChecked()};
 }
 
-void CzSourcePanel::restore(const SzRememberedSource& source) {
+void CzSourcePanel::restoreSettings(const SzRememberedSource& source) {
     m_width->setValue(static_cast<int>(source.camera.width));
     m_height->setValue(static_cast<int>(source.camera.height));
     m_noise->setValue(static_cast<double>(source.camera.noise));
@@ -287,10 +287,6 @@ void CzSourcePanel::restore(const SzRememberedSource& source) {
     showMotion();
     m_rate->setValue(source.rate);
     m_loop->setChecked(source.looped);
-    if (!source.paths.isEmpty())
-        openPaths(source.paths);
-    else if (sceneNames().contains(source.scene))
-        openScene(source.scene);
 }
 
 void CzSourcePanel::openScene(const QString& scene) {
@@ -322,19 +318,13 @@ void CzSourcePanel::reopen() {
         return; // another source goes first
     if (!m_scene.isEmpty()) {
         m_isStale = false;
-        return replaceSupply(std::make_shared<CzSceneSupply>(m_scene, cameraSettings()));
+        return m_player.replaceSupply(std::make_shared<CzSceneSupply>(m_scene, cameraSettings()));
     }
     // Its warnings are the sensor panel's, which shows them where they can be mended.
     open(m_paths, change(), [this](const Opened& opened) {
         m_files = opened.files;
-        replaceSupply(m_files);
+        m_player.replaceSupply(m_files);
     });
-}
-
-void CzSourcePanel::replaceSupply(std::shared_ptr<CzFrameSupply> supply) {
-    const int position = std::max(0, m_player.position());
-    m_player.setSupply(std::move(supply));
-    m_player.seek(position); // plays on from there, or shows it
 }
 
 void CzSourcePanel::play(std::shared_ptr<CzFrameSupply> supply, const QString& caption) {

@@ -35,9 +35,10 @@ public:
     /// Plays a synthetic camera with the settings of the panel.
     void openScene(const QString& scene);
 
-    /// What plays and how, to be remembered, and plays it again.
+    /// What plays and how, to be remembered.
     SzRememberedSource source() const;
-    void restore(const SzRememberedSource& source);
+    /// Rate, loop and the synthetic camera as they were. Before anything plays.
+    void restoreSettings(const SzRememberedSource& source);
 
     /// What plays, for the chain's first row.
     QString caption() const { return m_caption; }
@@ -83,8 +84,6 @@ private:
     void goToPosition(int index);
     SzSceneSettings cameraSettings() const;
     void play(std::shared_ptr<CzFrameSupply> supply, const QString& caption);
-    /// The same source with another description goes on where the one before was.
-    void replaceSupply(std::shared_ptr<CzFrameSupply> supply);
 
     CzFramePlayer& m_player;
     CzSensorPanel* m_sensor;

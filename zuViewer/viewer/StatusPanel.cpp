@@ -63,11 +63,12 @@ CzStatusPanel::CzStatusPanel(QWidget* parent) : QWidget(parent) {
     m_scale = addLabel("scaleText", tr("Screen pixels per picture pixel"));
     m_rate = addLabel("rateText", tr("Frames that the chain ended with per second, and the time that the "
                                      "last one took from the source to the end"));
-    m_losses =
-        addLabel("lossText", tr("Since the source was opened: live frames that never went through the chain "
-                                "(they came too fast for it, or waited when it stopped), frames that failed, "
-                                "frames that an element kept (as an average does until it is complete), and "
-                                "pictures that the screen had no time for"));
+    m_losses = addLabel("lossText",
+                        tr("Since the source was opened: frames that never went through the chain (live ones "
+                           "came too fast for it or waited when it stopped, others waited when the source "
+                           "was described anew), frames that failed, "
+                           "frames that an element kept (as an average does until it is complete), and "
+                           "pictures that the screen had no time for"));
     m_pool =
         addLabel("poolText", tr("Buffers of the chain's memory pool that are in use, and how often, since "
                                 "the source was opened, an element was refused one because there was "

@@ -11,6 +11,7 @@
 #include "PicBufAPI.h"
 #include "PicBufGeometry.h"
 #include "PictureView.h"
+#include "Prefetch.h"
 
 #include <QRect>
 
@@ -143,8 +144,6 @@ struct Mean<float, double> {
 };
 
 // ---- Lines ----
-
-constexpr std::size_t cacheLine = 64; // bytes
 
 /// Values from one line of scratch to the next: each begins a cache line.
 template <class Value>
@@ -439,8 +438,7 @@ inline void prefetchFromMemory(PictureView<const T> source, std::size_t top, std
     if (source.pitch * source.height <= inCaches)
         return;
     for (std::size_t line = top; line < top + lines; ++line)
-        for (std::size_t x = 0; x < source.width; x += cacheLine / sizeof(T))
-            __builtin_prefetch(source.row(line) + x);
+        prefetch(source.row(line), source.width * sizeof(T));
 }
 
 template <class R>

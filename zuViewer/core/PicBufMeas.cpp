@@ -5,6 +5,7 @@
 #include "InstructionSet.h"
 #include "PicBufGeometry.h"
 #include "PictureView.h"
+#include "Prefetch.h"
 
 #include <algorithm>
 #include <array>
@@ -207,7 +208,7 @@ void countWords(PictureView<const T> lines, SampleCounts<T>& counts) {
         for (; i + block <= samples; i += block) {
             // Waiting for counters, the processor does not look so far ahead. To be read, from the second
             // cache: the first one is for the counters.
-            __builtin_prefetch(line + std::min(i + ahead, samples), 0, 2);
+            prefetch<EzCache::Second>(line + std::min(i + ahead, samples), 1);
             for (std::size_t k = 0; k < block; k += step)
                 countStep(line + i + k);
         }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ChannelKernels.h"
 
+#include "Prefetch.h"
+
 #include <algorithm>
 
 namespace {
@@ -52,12 +54,8 @@ void copyEvery(Coordinate step, T* out, const T* in, Coordinate count) {
 /// Asks for a line before its turn: over the lines between, the processor does not see it coming.
 template <class T>
 void prefetchLine(PictureView<const T> source, Coordinate y) {
-    if (y >= source.height)
-        return;
-    constexpr std::size_t cacheLine = 64 / sizeof(T);
-    const T* const line = source.row(static_cast<std::size_t>(y));
-    for (std::size_t x = 0; x < source.width; x += cacheLine)
-        __builtin_prefetch(line + x);
+    if (y < source.height)
+        prefetch(source.row(static_cast<std::size_t>(y)), source.width * sizeof(T));
 }
 
 template <class T>

@@ -7,6 +7,7 @@
 #include "HistoData.h"
 #include "InstructionSet.h"
 #include "PictureView.h"
+#include "Prefetch.h"
 
 #include <algorithm>
 #include <cstring>
@@ -297,15 +298,6 @@ PictureView<T> walk(const SzPicBuf& picture) {
     return lines;
 }
 
-/// Has the next row fetched while this one is written: each is read as a whole before, and waiting for the
-/// memory would cost more than the sum.
-inline void prefetch(const void* row, std::size_t bytes) {
-    constexpr std::size_t cacheLine = 64;
-    constexpr std::size_t most = 16384; // what the fastest cache has room for besides this row
-    for (std::size_t i = 0; i < std::min(bytes, most); i += cacheLine)
-        __builtin_prefetch(static_cast<const std::uint8_t*>(row) + i, 1);
-}
-
 template <class T>
 void setRowsToMeans(PictureView<T> picture, [[maybe_unused]] bool keepAlpha, SumOf<T>* sums,
                     std::size_t length) {
@@ -316,8 +308,11 @@ void setRowsToMeans(PictureView<T> picture, [[maybe_unused]] bool keepAlpha, Sum
         T* const row = picture.row(y);
         const std::size_t samples = picture.width * channels;
         sumPixels(static_cast<const T*>(row), samples, sums, channels, length);
+        // The next row is fetched while this one is written: each is read as a whole before, and waiting for
+        // the memory would cost more than the sum.
+        constexpr std::size_t most = 16384; // what the fastest cache has room for besides this row
         if (y + 1 < picture.height)
-            prefetch(picture.row(y + 1), samples * sizeof(T));
+            prefetch(picture.row(y + 1), std::min(samples * sizeof(T), most));
         if constexpr (sizeof(T) < 4)
             if (keepAlpha) {
                 T colour[4] = {};

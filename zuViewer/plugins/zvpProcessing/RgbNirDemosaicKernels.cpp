@@ -3,6 +3,7 @@
 
 #include "InstructionSet.h"
 #include "PictureView.h"
+#include "Prefetch.h"
 
 #include <algorithm>
 #include <array>
@@ -339,13 +340,6 @@ void writePixels(std::uint8_t* __restrict out, const std::uint8_t* __restrict bl
         out[4 * x + 2] = red[x];
         out[4 * x + 3] = 255;
     }
-}
-
-/// Has memory fetched that will be read soon.
-void prefetch(const void* memory, std::size_t bytes) {
-    constexpr std::size_t cacheLine = 64;
-    for (std::size_t i = 0; i < bytes; i += cacheLine)
-        __builtin_prefetch(static_cast<const std::uint8_t*>(memory) + i);
 }
 
 /// Whether both pictures have data and the same size, and lines of Out and In fit into their pitches.

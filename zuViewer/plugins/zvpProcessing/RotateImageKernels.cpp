@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "RotateImageKernels.h"
 
+#include "Prefetch.h"
+
 #include <omp.h>
 
 #include <algorithm>
@@ -20,8 +22,6 @@ constexpr std::size_t collidingPitch = 4096;
 /// ... unless it is larger than this: the C library would map the scratch anew for every frame, which costs
 /// more.
 constexpr std::size_t largestScratch = std::size_t{32} << 20;
-
-constexpr std::size_t cacheLine = 64; // bytes
 
 /// Rows that a thread turns together, so that each cache line of the destination takes several pixels at
 /// once.

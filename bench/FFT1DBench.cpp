@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <memory>
 #include <random>
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -34,20 +36,21 @@ void fillWithNoise(SzPicBuf& picture, std::uint32_t bits) {
 
 /// By turns. Counters: the median times, and "percent", how fast the profile is made in percent of reading
 /// the picture.
-void profile(benchmark::State& state, EzImageDataType type, std::uint32_t bits, bool ofRows) {
+void profile(benchmark::State& state, EzImageDataType type, std::uint32_t bits, bool ofRows, EzFrames where) {
     BenchPicture source(4096, 3000, 1, type);
     fillWithNoise(source.buffer, bits);
+    FrameRing frames(source.buffer, where);
     std::vector<float> means(4096);
     std::vector<double> kernel;
     std::vector<double> stream;
     for ([[maybe_unused]] auto iteration : state) {
         kernel.push_back(secondsOf([&] {
-            meanProfile(source.buffer, ofRows, means.data(), means.size());
+            meanProfile(frames.next(), ofRows, means.data(), means.size());
             benchmark::DoNotOptimize(means.data());
         }));
         stream.push_back(secondsOf([&] {
             std::uint64_t sum = 0;
-            forInstructionSet<&readWords>(reinterpret_cast<const std::uint64_t*>(source.buffer.data), &sum,
+            forInstructionSet<&readWords>(reinterpret_cast<const std::uint64_t*>(frames.next().data), &sum,
                                           std::size_t(source.buffer.dataSize() / sizeof(std::uint64_t)));
             benchmark::DoNotOptimize(sum);
         }));
@@ -115,11 +118,21 @@ void frame(benchmark::State& state) {
 constexpr auto uint8 = EzImageDataType::UInt8;
 constexpr auto uint16 = EzImageDataType::UInt16;
 
-BENCHMARK_CAPTURE(profile, rows_8bit, uint8, 8, true)->UseManualTime()->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(profile, rows_12bit, uint16, 12, true)->UseManualTime()->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(profile, rows_16bit, uint16, 16, true)->UseManualTime()->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(profile, columns_8bit, uint8, 8, false)->UseManualTime()->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(profile, columns_16bit, uint16, 16, false)->UseManualTime()->Unit(benchmark::kMillisecond);
+[[maybe_unused]] const bool profilesRegistered = [] {
+    for (const bool ofRows : {true, false})
+        for (const auto& [bits, type] :
+             {std::pair(8U, uint8), std::pair(12U, uint16), std::pair(16U, uint16)})
+            for (const EzFrames where : {EzFrames::FromMemory, EzFrames::FromCache}) {
+                std::string title = ofRows ? "profile/rows_" : "profile/columns_";
+                title += std::to_string(bits) + "bit";
+                title += where == EzFrames::FromCache ? "/cached" : "";
+                benchmark::RegisterBenchmark(title.c_str(), &profile, type, bits, ofRows, where)
+                    ->UseManualTime()
+                    ->Unit(benchmark::kMillisecond);
+            }
+    return true;
+}();
+
 BENCHMARK(frame)
     ->Name("spectrumPlot")
     ->ArgName("rowMeans")

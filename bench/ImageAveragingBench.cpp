@@ -174,17 +174,20 @@ CzHistoData means() {
     return histogram;
 }
 
-void accumulate(benchmark::State& state, Size size, EzImageDataType type, std::uint32_t channels) {
+void accumulate(benchmark::State& state, Size size, EzImageDataType type, std::uint32_t channels,
+                EzFrames where) {
     const AveragedPicture source(size, type, channels);
+    FrameRing frames(source.buffer, where);
     Sums sums(size, channels);
     const BenchPicture openCvSums(size.first, size.second, channels, EzImageDataType::Float32);
     measure(
-        state, [&] { return AccumulatePicture(source.buffer, sums.buffer); },
-        [&] { readAndChange(source.buffer, sums.buffer); },
-        [&] { accumulateWithOpenCv(source.buffer, openCvSums.buffer); });
+        state, [&] { return AccumulatePicture(frames.next(), sums.buffer); },
+        [&] { readAndChange(frames.next(), sums.buffer); },
+        [&] { accumulateWithOpenCv(frames.next(), openCvSums.buffer); });
 }
 
-void divide(benchmark::State& state, Size size, EzImageDataType type, std::uint32_t channels) {
+/// The sums stay where they are from frame to frame.
+void divide(benchmark::State& state, Size size, EzImageDataType type, std::uint32_t channels, EzFrames) {
     constexpr std::uint32_t count = 15; // no power of two, which would be easy
     Sums sums(size, channels);
     sums.set(count * (type == uint8 ? 255 : 65535));
@@ -202,32 +205,37 @@ void divide(benchmark::State& state, Size size, EzImageDataType type, std::uint3
 }
 
 void averageLines(benchmark::State& state, Size size, EzImageDataType type, std::uint32_t channels,
-                  std::int32_t mode) {
-    AveragedPicture picture(size, type, channels);
+                  EzFrames where, std::int32_t mode) {
+    const AveragedPicture picture(size, type, channels);
+    FrameRing frames(picture.buffer, where);
     measure(
-        state, [&] { return AverageLines(picture.buffer, mode); },
-        [&] { readThenWrite(picture.buffer, mode == RowMeans ? 1 : size.second); },
-        [&] { averageLinesWithOpenCv(picture.buffer, mode); });
+        state, [&] { return AverageLines(frames.next(), mode); },
+        [&] { readThenWrite(frames.next(), mode == RowMeans ? 1 : size.second); },
+        [&] { averageLinesWithOpenCv(frames.next(), mode); });
 }
 
-void averageRows(benchmark::State& state, Size size, EzImageDataType type, std::uint32_t channels) {
-    averageLines(state, size, type, channels, RowMeans);
+void averageRows(benchmark::State& state, Size size, EzImageDataType type, std::uint32_t channels,
+                 EzFrames where) {
+    averageLines(state, size, type, channels, where, RowMeans);
 }
 
-void averageColumns(benchmark::State& state, Size size, EzImageDataType type, std::uint32_t channels) {
-    averageLines(state, size, type, channels, ColumnMeans);
+void averageColumns(benchmark::State& state, Size size, EzImageDataType type, std::uint32_t channels,
+                    EzFrames where) {
+    averageLines(state, size, type, channels, where, ColumnMeans);
 }
 
-void subtract(benchmark::State& state, Size size, EzImageDataType type, std::uint32_t channels) {
+/// The average is that of the series.
+void subtract(benchmark::State& state, Size size, EzImageDataType type, std::uint32_t channels,
+              EzFrames where) {
     const AveragedPicture average(size, type, channels);
-    AveragedPicture picture(size, type, channels);
+    FrameRing frames(average.buffer, where);
     const CzHistoData histogram = means();
     measure(
-        state, [&] { return SubtractFromAverage(average.buffer, picture.buffer, histogram); },
-        [&] { readAndChange(average.buffer, picture.buffer); });
+        state, [&] { return SubtractFromAverage(average.buffer, frames.next(), histogram); },
+        [&] { readAndChange(average.buffer, frames.next()); });
 }
 
-using Operation = void (*)(benchmark::State&, Size, EzImageDataType, std::uint32_t);
+using Operation = void (*)(benchmark::State&, Size, EzImageDataType, std::uint32_t, EzFrames);
 
 const bool registered = [] {
     const std::pair<const char*, Operation> operations[] = {{"accumulate", &accumulate},
@@ -238,17 +246,21 @@ const bool registered = [] {
     for (const auto& [name, operation] : operations)
         for (const Size& size : {small, large})
             for (const EzImageDataType type : {uint8, uint16})
-                for (const std::uint32_t channels : {1U, 4U}) {
-                    const std::string title = std::string(name) + '/' + std::to_string(size.first) + 'x' +
-                                              std::to_string(size.second) +
-                                              (type == uint8 ? "_8bit" : "_16bit") +
-                                              (channels == 4 ? "_bgra" : "");
-                    benchmark::RegisterBenchmark(title.c_str(), operation, size, type, channels)
-                        ->UseManualTime()
-                        ->Iterations(size == small ? 201
-                                                   : 31) // not searched for: that would run OpenCV again
-                        ->Unit(benchmark::kMillisecond);
-                }
+                for (const std::uint32_t channels : {1U, 4U})
+                    for (const EzFrames where : {EzFrames::FromMemory, EzFrames::FromCache}) {
+                        if (operation == &divide && where == EzFrames::FromMemory)
+                            continue;
+                        std::string title = name;
+                        title += '/' + std::to_string(size.first) + 'x' + std::to_string(size.second);
+                        title += type == uint8 ? "_8bit" : "_16bit";
+                        title += channels == 4 ? "_bgra" : "";
+                        title += operation != &divide && where == EzFrames::FromCache ? "/cached" : "";
+                        benchmark::RegisterBenchmark(title.c_str(), operation, size, type, channels, where)
+                            ->UseManualTime()
+                            ->Iterations(size == small ? 201
+                                                       : 31) // not searched for: that would run OpenCV again
+                            ->Unit(benchmark::kMillisecond);
+                    }
     return true;
 }();
 

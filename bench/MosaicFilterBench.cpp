@@ -123,14 +123,15 @@ void readAll(const SzPicBuf& picture) {
 
 /// One value per cell, and reading the source, by turns, each on one core. "of_reading" says how fast it is,
 /// as a part of the speed of reading.
-void perCell(benchmark::State& state, Format format, Filter filter, int cell) {
+void perCell(benchmark::State& state, Format format, Filter filter, int cell, EzFrames where) {
     const BenchPicture source(format.width, format.height, 1, format.type);
     const auto step = static_cast<std::uint32_t>(cell);
     BenchPicture result(format.width / step, format.height / step, 1, format.type);
     fillWithNoise(source.buffer);
+    FrameRing frames(source.buffer, where);
     omp_set_num_threads(1);
     const auto filtered = [&] {
-        return filter(source.buffer, all(source.buffer), cell, cell, result.buffer);
+        return filter(frames.next(), all(source.buffer), cell, cell, result.buffer);
     };
     if (!filtered())
         return state.SkipWithError("the filter refused the pictures");
@@ -138,7 +139,7 @@ void perCell(benchmark::State& state, Format format, Filter filter, int cell) {
     std::vector<double> readSeconds;
     for ([[maybe_unused]] auto iteration : state) {
         filterSeconds.push_back(secondsOf(filtered));
-        readSeconds.push_back(secondsOf([&] { readAll(source.buffer); }));
+        readSeconds.push_back(secondsOf([&] { readAll(frames.next()); }));
         state.SetIterationTime(filterSeconds.back());
     }
     const double filterMedian = medianOf(filterSeconds);
@@ -161,17 +162,18 @@ bool registerBenchmarks() {
             for (const int cell : {2, 4, 5, 16}) {
                 const std::string name =
                     std::string(filterName) + '/' + formatName + "/cell:" + std::to_string(cell);
-                const auto add = [&](const char* way, auto* measured) {
-                    benchmark::RegisterBenchmark((way + name).c_str(), measured, format, filter, cell)
+                const auto add = [&](const std::string& title, auto* measured, auto... more) {
+                    benchmark::RegisterBenchmark(title.c_str(), measured, format, filter, cell, more...)
                         ->UseManualTime()
                         ->Unit(benchmark::kMillisecond);
                 };
                 if (filter == normalized) {
-                    add("mosaic/", &sliding); // one value per sample, out of the cell that it lies in
+                    add("mosaic/" + name, &sliding); // one value per sample, out of the cell that it lies in
                     continue;
                 }
-                add("mosaicSliding/", &sliding);
-                add("mosaicPerCell/", &perCell);
+                add("mosaicSliding/" + name, &sliding);
+                add("mosaicPerCell/" + name, &perCell, EzFrames::FromMemory);
+                add("mosaicPerCell/" + name + "/cached", &perCell, EzFrames::FromCache);
             }
     return true;
 }

@@ -2,6 +2,7 @@
 #include "FFT1DKernels.h"
 
 #include "InstructionSet.h"
+#include "Prefetch.h"
 
 #include <algorithm>
 #include <cmath>
@@ -41,105 +42,91 @@ std::uint64_t exactSum(const T* samples, std::size_t count) {
 }
 
 // Where sums are not exact, the samples of a row have to be added one by one. So the sums of many rows are
-// made side by side: blocks of eight rows are transposed, and each column of a block is added to all eight. A
-// vector holds as many blocks as there are 16 bytes in it, one group of rows below the other.
+// made side by side, a row in each lane of a vector: eight samples each of four rows are turned into columns,
+// by pairs of samples. A vector holds as many such blocks as there are 16 bytes in it, one group of rows
+// below the other.
 
-constexpr std::size_t groupRows = 8;
+constexpr std::size_t groupRows = 4;
 constexpr std::size_t columnsAtOnce = 8;
 
-/// Columns by which each group of rows is behind the one above it: a cache line of 16-bit samples. Rows often
-/// begin a multiple of 4096 bytes apart, so that the same columns of all of them would not fit into the cache
-/// together.
-constexpr std::size_t lag = 32;
+/// Rows that are added side by side: while an addition waits for the one before it, those of other rows go
+/// on.
+constexpr std::size_t rowsAtOnce = 32;
+/// Each eight of them are a cache line of samples behind the eight above. Rows often begin a multiple of 4096
+/// bytes apart, so that the same columns of more of them would not fit into the fastest cache together.
+constexpr std::size_t lagRows = 8;
+constexpr std::size_t lag = cacheLine / sizeof(std::uint16_t);
 
 template <std::size_t groups>
 struct SzVectors {
-    typedef std::uint16_t Words __attribute__((vector_size(16 * groups)));
+    typedef std::uint32_t Pairs __attribute__((vector_size(16 * groups))); ///< the left sample below
     typedef std::int32_t Integers __attribute__((vector_size(16 * groups)));
     typedef float Floats __attribute__((vector_size(16 * groups)));
 };
 template <std::size_t groups>
-using Words = typename SzVectors<groups>::Words;
+using Pairs = typename SzVectors<groups>::Pairs;
 template <std::size_t groups>
 using Integers = typename SzVectors<groups>::Integers;
 template <std::size_t groups>
 using Floats = typename SzVectors<groups>::Floats;
 
-/// The sums of the rows of all groups.
-template <std::size_t groups>
-struct SzSums {
-    Floats<groups> upper{}; ///< of the first four rows of each
-    Floats<groups> lower{}; ///< of the others
-
-    float ofRow(std::size_t group, std::size_t row) const {
-        return row < 4 ? upper[4 * group + row] : lower[4 * group + row - 4];
-    }
-};
-
-/// Some samples of each of eight rows.
-template <class T>
+/// Some samples of each of four rows.
 struct SzBlock {
-    const T* samples;
+    const std::uint16_t* samples;
     std::size_t pitch; ///< in bytes
 
-    const T* row(std::size_t y) const {
-        return reinterpret_cast<const T*>(reinterpret_cast<const std::uint8_t*>(samples) + y * pitch);
+    const std::uint8_t* row(std::size_t y) const {
+        return reinterpret_cast<const std::uint8_t*>(samples) + y * pitch;
     }
 };
 
 template <std::size_t half, std::size_t... i>
-[[gnu::always_inline]] inline void join(const Words<half>& a, const Words<half>& b, Words<2 * half>& both,
+[[gnu::always_inline]] inline void join(const Pairs<half>& a, const Pairs<half>& b, Pairs<2 * half>& both,
                                         std::index_sequence<i...>) {
     both = __builtin_shufflevector(a, b, i...);
 }
 
 /// The samples of one row of each block.
-template <std::size_t groups, class T>
-[[gnu::always_inline]] inline void load(const SzBlock<T>* blocks, std::size_t y, Words<groups>& row) {
+template <std::size_t groups>
+[[gnu::always_inline]] inline void load(const SzBlock* blocks, std::size_t y, Pairs<groups>& row) {
     if constexpr (groups > 1) {
         constexpr std::size_t half = groups / 2;
-        Words<half> a;
-        Words<half> b;
+        Pairs<half> a;
+        Pairs<half> b;
         load<half>(blocks, y, a);
         load<half>(blocks + half, y, b);
-        join<half>(a, b, row, std::make_index_sequence<8 * groups>());
+        join<half>(a, b, row, std::make_index_sequence<4 * groups>());
     } else {
-        T samples __attribute__((vector_size(columnsAtOnce * sizeof(T))));
-        std::memcpy(&samples, blocks->row(y), sizeof samples);
-        row = __builtin_convertvector(samples, Words<1>);
+        std::memcpy(&row, blocks->row(y), sizeof row);
     }
 }
 
-/// Interleaves the words of a with those of b in each 16 bytes: the first four of both, and the others.
+/// Interleaves the pairs of a with those of b in each 16 bytes: the first two of both, and the others.
 template <std::size_t groups, std::size_t... i>
-[[gnu::always_inline]] inline void interleave(const Words<groups>& a, const Words<groups>& b,
-                                              Words<groups>& low, Words<groups>& high,
+[[gnu::always_inline]] inline void interleave(const Pairs<groups>& a, const Pairs<groups>& b,
+                                              Pairs<groups>& low, Pairs<groups>& high,
                                               std::index_sequence<i...>) {
-    low = __builtin_shufflevector(a, b, (i / 8 * 8 + i % 8 / 2 + i % 2 * 8 * groups)...);
-    high = __builtin_shufflevector(a, b, (i / 8 * 8 + 4 + i % 8 / 2 + i % 2 * 8 * groups)...);
+    low = __builtin_shufflevector(a, b, (i / 4 * 4 + i % 4 / 2 + i % 2 * 4 * groups)...);
+    high = __builtin_shufflevector(a, b, (i / 4 * 4 + 2 + i % 4 / 2 + i % 2 * 4 * groups)...);
 }
 
 /// Adds the columns of one block per group, from left to right.
-template <std::size_t groups, class T>
-[[gnu::always_inline]] inline void addBlocks(const SzBlock<T>* blocks, SzSums<groups>& sums) {
-    constexpr auto words = std::make_index_sequence<8 * groups>();
-    Words<groups> rows[groupRows];
+template <std::size_t groups>
+[[gnu::always_inline]] inline void addBlocks(const SzBlock* blocks, Floats<groups>& sums) {
+    constexpr auto all = std::make_index_sequence<4 * groups>();
+    Pairs<groups> rows[groupRows];
     for (std::size_t y = 0; y < groupRows; ++y)
         load<groups>(blocks, y, rows[y]);
-    // Three rounds of interleaving each row with the fourth after it turn rows into columns.
-    for (int round = 0; round < 3; ++round) {
-        Words<groups> interleaved[groupRows];
-        for (std::size_t i = 0; i < groupRows / 2; ++i)
-            interleave<groups>(rows[i], rows[i + groupRows / 2], interleaved[2 * i], interleaved[2 * i + 1],
-                               words);
+    // Two rounds of interleaving each row with the second after it turn rows into columns.
+    for (int round = 0; round < 2; ++round) {
+        Pairs<groups> interleaved[groupRows];
+        interleave<groups>(rows[0], rows[2], interleaved[0], interleaved[1], all);
+        interleave<groups>(rows[1], rows[3], interleaved[2], interleaved[3], all);
         std::copy_n(interleaved, groupRows, rows);
     }
-    for (const Words<groups>& column : rows) {
-        Words<groups> upper;
-        Words<groups> lower;
-        interleave<groups>(column, Words<groups>{}, upper, lower, words);
-        sums.upper += __builtin_convertvector(reinterpret_cast<Integers<groups>>(upper), Floats<groups>);
-        sums.lower += __builtin_convertvector(reinterpret_cast<Integers<groups>>(lower), Floats<groups>);
+    for (const Pairs<groups>& column : rows) {
+        sums += __builtin_convertvector(reinterpret_cast<Integers<groups>>(column & 0xffff), Floats<groups>);
+        sums += __builtin_convertvector(reinterpret_cast<Integers<groups>>(column >> 16), Floats<groups>);
     }
 }
 
@@ -150,38 +137,42 @@ float addSamples(float sum, const T* samples, std::size_t count) {
     return sum;
 }
 
-/// The sums of rows from first on, as many as the groups have, one sample after the other. Where there are
-/// not so many, the last eight, which there are at least, make up for them.
-template <std::size_t groups, class T>
-void sumGroups(PictureView<const T> picture, std::size_t first, float* sums) {
-    constexpr T nothing[columnsAtOnce] = {}; // adds 0, which changes no sum
-    const std::size_t inBlocks = picture.width / columnsAtOnce * columnsAtOnce;
-    std::size_t firstRows[groups];
-    for (std::size_t group = 0; group < groups; ++group)
-        firstRows[group] = std::min<std::size_t>(first + group * groupRows, picture.height - groupRows);
+/// The sums of rowsAtOnce rows from first on, one sample after the other.
+template <std::size_t groups>
+void sumSideBySide(PictureView<const std::uint16_t> picture, std::size_t first, float* sums) {
+    constexpr std::size_t setRows = groups * groupRows;
+    constexpr std::size_t sets = rowsAtOnce / setRows;
+    constexpr std::uint16_t nothing[lag] = {}; // adds 0, which changes no sum
+    const std::size_t inLines = picture.width / lag * lag;
+    // The next rows are fetched in the order of the memory, as many bytes as are being added.
+    const std::uint16_t* ahead = picture.row(first + rowsAtOnce);
 
-    SzSums<groups> blockSums;
-    for (std::size_t x = 0; x < inBlocks + (groups - 1) * lag; x += columnsAtOnce) {
-        SzBlock<T> blocks[groups];
-        for (std::size_t group = 0; group < groups; ++group) {
-            const bool isInside = x >= group * lag && x - group * lag < inBlocks;
-            blocks[group] = isInside
-                                ? SzBlock<T>{picture.row(firstRows[group]) + (x - group * lag), picture.pitch}
-                                : SzBlock<T>{nothing, 0};
+    Floats<groups> setSums[sets] = {};
+    for (std::size_t x = 0; x < inLines + (rowsAtOnce / lagRows - 1) * lag; x += lag)
+        for (std::size_t set = 0; set < sets; ++set) {
+            SzBlock blocks[groups];
+            for (std::size_t group = 0; group < groups; ++group) {
+                const std::size_t y = set * setRows + group * groupRows;
+                const std::size_t behind = y / lagRows * lag;
+                const bool isInside = x >= behind && x < inLines + behind;
+                blocks[group] = isInside ? SzBlock{picture.row(first + y) + (x - behind), picture.pitch}
+                                         : SzBlock{nothing, 0};
+            }
+            prefetch<EzCache::Second>(ahead, setRows * cacheLine);
+            ahead += setRows * lag;
+            for (std::size_t column = 0; column < lag; column += columnsAtOnce) {
+                addBlocks<groups>(blocks, setSums[set]);
+                for (SzBlock& block : blocks)
+                    block.samples += columnsAtOnce;
+            }
         }
-        addBlocks<groups>(blocks, blockSums);
-    }
-    for (std::size_t group = 0; group < groups; ++group)
-        for (std::size_t i = 0; i < groupRows; ++i) {
-            const std::size_t y = firstRows[group] + i;
-            sums[y] =
-                addSamples(blockSums.ofRow(group, i), picture.row(y) + inBlocks, picture.width - inBlocks);
-        }
+    for (std::size_t i = 0; i < rowsAtOnce; ++i)
+        sums[first + i] = addSamples(setSums[i / setRows][i % setRows], picture.row(first + i) + inLines,
+                                     picture.width - inLines);
 }
 
 template <std::size_t groups, class T>
 void sumRows(PictureView<const T> picture, float* sums) {
-    constexpr std::size_t rowsAtOnce = groups * groupRows;
     for (std::size_t first = 0; first < picture.height; first += rowsAtOnce) {
         const std::size_t end = std::min<std::size_t>(first + rowsAtOnce, picture.height);
         bool exact = true;
@@ -192,18 +183,20 @@ void sumRows(PictureView<const T> picture, float* sums) {
         }
         if (exact)
             continue;
-        if (picture.height >= groupRows)
-            sumGroups<groups>(picture, first, sums);
-        else
-            for (std::size_t y = first; y < end; ++y)
-                sums[y] = addSamples(0.0F, picture.row(y), picture.width);
+        if constexpr (sizeof(T) == sizeof(std::uint16_t))
+            if (picture.height >= rowsAtOnce) {
+                sumSideBySide<groups>(picture, end - rowsAtOnce, sums);
+                continue;
+            }
+        for (std::size_t y = first; y < end; ++y)
+            sums[y] = addSamples(0.0F, picture.row(y), picture.width);
     }
 }
 
 // ---- Means of columns ----
 
 /// Rows that are added together: the sums are loaded and stored less often.
-constexpr std::size_t rowsTogether = 8;
+constexpr std::size_t rowsTogether = 4;
 
 /// Adds the rows from y to end − 1 to the sums of their columns, one after the other.
 template <class Sum, class T>
@@ -213,13 +206,24 @@ void addRows(PictureView<const T> picture, std::size_t y, std::size_t end, Sum* 
         const T* rows[rowsTogether];
         for (std::size_t i = 0; i < rowsTogether; ++i)
             rows[i] = picture.row(y + i);
+        const auto addColumns = [&](std::size_t begin, std::size_t count) {
 #pragma omp simd
-        for (std::size_t x = 0; x < width; ++x) {
-            Sum sum = sums[x];
-            for (std::size_t i = 0; i < rowsTogether; ++i)
-                sum = static_cast<Sum>(sum + static_cast<Sum>(rows[i][x]));
-            sums[x] = sum;
+            for (std::size_t x = begin; x < begin + count; ++x) {
+                Sum sum = sums[x];
+                for (std::size_t i = 0; i < rowsTogether; ++i)
+                    sum = static_cast<Sum>(sum + static_cast<Sum>(rows[i][x]));
+                sums[x] = sum;
+            }
+        };
+        constexpr std::size_t inCacheLine = cacheLine / sizeof(T);
+        const T* ahead = picture.row(y + rowsTogether); // in the order of the memory
+        std::size_t x = 0;
+        for (; x + inCacheLine <= width; x += inCacheLine) {
+            prefetch<EzCache::Second>(ahead, rowsTogether * cacheLine);
+            ahead += rowsTogether * inCacheLine;
+            addColumns(x, inCacheLine);
         }
+        addColumns(x, width - x);
     }
     for (; y < end; ++y) {
         const T* __restrict row = picture.row(y);

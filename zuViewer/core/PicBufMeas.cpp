@@ -221,15 +221,31 @@ void countWords(PictureView<const T> lines, SampleCounts<T>& counts) {
         counts.addCounters(lane * samplesPerWord<T>, counters + lane * wordValues);
 }
 
+/// Adds up how many samples there are, and the samples.
+void sumCounts(const std::uint32_t* counts, std::size_t values, std::uint64_t* samples, std::uint64_t* sum) {
+    for (std::size_t value = 0; value < values; ++value) {
+        *samples += counts[value];
+        *sum += value * counts[value];
+    }
+}
+
+/// Adds up the squares of the samples' distances from their mean, in so many sums that do not wait for one
+/// another.
+constexpr std::size_t squareSums = 8;
+void sumSquares(const std::uint32_t* counts, std::size_t values, double mean, double* squares) {
+    for (std::size_t value = 0; value < values; value += squareSums)
+        for (std::size_t i = 0; i < squareSums; ++i) {
+            const double distance = static_cast<double>(value + i) - mean;
+            squares[i] += counts[value + i] * (distance * distance);
+        }
+}
+
 /// What the counts of a channel's samples tell.
 CzHistoData::SzChannel measuredByCounts(const std::vector<std::uint32_t>& counts, const Binning& bin,
                                         QFlags<Flag> flags) {
     std::uint64_t samples = 0;
     std::uint64_t sum = 0;
-    for (std::size_t value = 0; value < counts.size(); ++value) {
-        samples += counts[value];
-        sum += value * counts[value];
-    }
+    forInstructionSet<&sumCounts>(counts.data(), counts.size(), &samples, &sum);
     CzHistoData::SzChannel measured;
     const auto isUsed = [](std::uint32_t count) { return count > 0; };
     if (flags.testFlag(Flag::MinMax)) {
@@ -242,12 +258,8 @@ CzHistoData::SzChannel measuredByCounts(const std::vector<std::uint32_t>& counts
     if (flags.testFlag(Flag::Mean))
         measured.mean = mean;
     if (flags.testFlag(Flag::Deviation)) {
-        std::array<double, 8> squares = {}; // sums that do not wait for one another
-        for (std::size_t value = 0; value < counts.size(); value += squares.size())
-            for (std::size_t i = 0; i < squares.size(); ++i) {
-                const double distance = static_cast<double>(value + i) - mean;
-                squares[i] += counts[value + i] * (distance * distance);
-            }
+        std::array<double, squareSums> squares = {};
+        forInstructionSet<&sumSquares>(counts.data(), counts.size(), mean, squares.data());
         const double sumOfSquares = std::accumulate(squares.begin(), squares.end(), 0.0);
         measured.deviation = std::sqrt(sumOfSquares / static_cast<double>(samples));
     }
@@ -263,10 +275,13 @@ CzHistoData::SzChannel measuredByCounts(const std::vector<std::uint32_t>& counts
 template <class T>
 void measureByCounts(QVector<CzHistoData::SzChannel>& result, PictureView<const T> lines, const Binning& bin,
                      QFlags<Flag> flags) {
+    // The more lanes, the less counts wait for one another: as many as the fastest cache holds counters for.
+    constexpr std::uint32_t valuesOfFourLanes = 8192;
+    const bool areFew = bin.count() <= valuesOfFourLanes;
     SampleCounts<T> counts(lines.channels);
     if (lines.channels == 3)
         countWords<3>(lines, counts);
-    else if (lines.channels == 4 && samplesPerWord<T> == 1)
+    else if (samplesPerWord<T> == 1 && (lines.channels == 4 || areFew))
         countWords<4>(lines, counts);
     else
         countWords<2>(lines, counts);

@@ -227,6 +227,18 @@ TEST(Fft1D, WhatWasNeverAllocatedCalculatesNothing) {
 class Fft2D : public EachInstructionSet {};
 INSTANTIATE_TEST_SUITE_P(All, Fft2D, instructionSets, instructionSetName);
 
+void expectDefinition(const SzPicBuf& input, std::uint32_t padding) {
+    SCOPED_TRACE(formatName(input));
+    Picture picture(input, padding);
+    ASSERT_TRUE(picture.allocated);
+    ASSERT_TRUE(picture.calculate(input));
+    const auto expected = plainTransform(input);
+    const double largest = std::ldexp(1.0, int(input.bitDepth)) * input.width * input.height;
+    for (std::uint32_t y = 0; y < input.height; ++y)
+        for (std::uint32_t x = 0; x < input.width; ++x)
+            ASSERT_LT(std::abs(picture.at(x, y) - expected[y][x]), 3e-7 * largest) << x << ", " << y;
+}
+
 TEST_P(Fft2D, EverySizeSampleTypeAndPitchAgreesWithTheDefinition) {
     auto sizes = pictureSizes();
     sizes.insert(sizes.end(),
@@ -236,17 +248,19 @@ TEST_P(Fft2D, EverySizeSampleTypeAndPitchAgreesWithTheDefinition) {
             for (const std::uint32_t padding : {0U, 5U}) {
                 const HeapPicture input = patternPicture(
                     pictureFormat(width, height, 1, type, EzDataStorageFormat::Interleaved, padding));
-                SCOPED_TRACE(formatName(*input));
-                Picture picture(*input, padding);
-                ASSERT_TRUE(picture.allocated);
-                ASSERT_TRUE(picture.calculate(*input));
-                const auto expected = plainTransform(*input);
-                const double largest = std::ldexp(1.0, int(input->bitDepth)) * width * height;
-                for (std::uint32_t y = 0; y < height; ++y)
-                    for (std::uint32_t x = 0; x < width; ++x)
-                        ASSERT_LT(std::abs(picture.at(x, y) - expected[y][x]), 3e-7 * largest)
-                            << x << ", " << y;
+                expectDefinition(*input, padding);
             }
+}
+
+// Once alone, with a factor beside it, and twice or beside another one, which is one too many.
+TEST_P(Fft2D, HeightsWithLargePrimeFactorsAgreeWithTheDefinition) {
+    for (const std::uint32_t height : {17U, 34U, 85U,  68U, 38U, 23U,  58U, 93U,  74U,  41U,
+                                       86U, 47U, 106U, 59U, 61U, 122U, 67U, 134U, 289U, 323U})
+        for (const std::uint32_t width : {1U, 21U}) {
+            const HeapPicture input =
+                patternPicture(pictureFormat(width, height, 1, EzImageDataType::UInt16));
+            expectDefinition(*input, 0);
+        }
 }
 
 TEST_P(Fft2D, ConstantPictureIsExactlyZeroButForFrequencyZero) {
@@ -299,20 +313,22 @@ TEST_P(Fft2D, OppositeFrequenciesAreConjugates) {
 }
 
 TEST_P(Fft2D, NoNumberOfThreadsChangesABit) {
-    const HeapPicture input = patternPicture(pictureFormat(701, 509, 1, EzImageDataType::UInt16));
-    const int before = omp_get_max_threads();
-    omp_set_num_threads(1);
-    Picture one(*input);
-    ASSERT_TRUE(one.calculate(*input));
-    for (const int threads : {2, 3, 8}) {
-        omp_set_num_threads(threads);
-        Picture several(*input);
-        omp_set_num_threads(threads == 3 ? 1 : threads); // may differ between allocation and use
-        ASSERT_TRUE(several.calculate(*input));
-        EXPECT_TRUE(samePixels(*several.real, *one.real)) << threads;
-        EXPECT_TRUE(samePixels(*several.imaginary, *one.imaginary)) << threads;
+    for (const std::uint32_t height : {509U, 510U}) { // 510 is 17 · 30
+        const HeapPicture input = patternPicture(pictureFormat(701, height, 1, EzImageDataType::UInt16));
+        const int before = omp_get_max_threads();
+        omp_set_num_threads(1);
+        Picture one(*input);
+        ASSERT_TRUE(one.calculate(*input));
+        for (const int threads : {2, 3, 8}) {
+            omp_set_num_threads(threads);
+            Picture several(*input);
+            omp_set_num_threads(threads == 3 ? 1 : threads); // may differ between allocation and use
+            ASSERT_TRUE(several.calculate(*input));
+            EXPECT_TRUE(samePixels(*several.real, *one.real)) << threads;
+            EXPECT_TRUE(samePixels(*several.imaginary, *one.imaginary)) << threads;
+        }
+        omp_set_num_threads(before);
     }
-    omp_set_num_threads(before);
 }
 
 TEST(Fft2DLimits, ZeroFrequencyOfABrightLargePictureIsTheSumOfItsSamples) {

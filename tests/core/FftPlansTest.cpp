@@ -57,6 +57,7 @@ TEST_F(FftPlans, areTheSameForTheSameLengthAndKind) {
     ASSERT_TRUE(plan);
     EXPECT_EQ(planOf(EzFftKind::RealLine, 360), plan);
     EXPECT_NE(planOf(EzFftKind::ComplexLine, 360), plan);
+    EXPECT_NE(planOf(EzFftKind::EightLines, 360), planOf(EzFftKind::ComplexLine, 360));
     EXPECT_NE(planOf(EzFftKind::RealLine, 361), plan);
 }
 

@@ -5,6 +5,7 @@
 #include "InstructionSet.h"
 #include "PicBufGeometry.h"
 #include "PictureView.h"
+#include "PrimeFactorStage.h"
 
 #include <omp.h>
 
@@ -38,7 +39,8 @@ struct SzTransform2D {
     EzImageDataType dataType;
     int width;
     int height;
-    FftPlan columns;
+    std::unique_ptr<const PrimeFactorStage> primeFactor; ///< of the columns, if it is better split off
+    FftPlan columns;                                     ///< of what is left of them
     FftPlan rows;
     int threads;
     std::size_t pitch;        ///< complex values from row to row of the columns' spectra
@@ -75,11 +77,10 @@ std::uint64_t sumOf(PictureView<const T> picture) {
     return sum;
 }
 
-/// Columns of a picture from column left on, without the mean and halved, as lines of complex values. Where
-/// there are fewer than columnsAtOnce, zeros follow.
-template <class T>
-void loadColumns(PictureView<const T> picture, std::size_t left, std::int32_t mean, float* lines,
-                 std::size_t linePitch) {
+/// Calls function(y, samples) for each row of a picture, with columnsAtOnce samples from column left on,
+/// without the mean and halved. Where there are fewer columns, zeros follow.
+template <class T, class Function>
+inline void forEachRow(PictureView<const T> picture, std::size_t left, std::int32_t mean, Function function) {
     const std::size_t count = std::min<std::size_t>(columnsAtOnce, picture.width - left);
     for (std::size_t y = 0; y < picture.height; ++y) {
         const T* const in = picture.row(y) + left;
@@ -90,26 +91,58 @@ void loadColumns(PictureView<const T> picture, std::size_t left, std::int32_t me
         else
             for (std::size_t x = 0; x < count; ++x)
                 samples[x] = 0.5F * static_cast<float>(in[x] - mean);
-        for (std::size_t line = 0; line < linesAtOnce; ++line)
-            std::memcpy(lines + 2 * (line * linePitch + y), samples + 2 * line, 2 * sizeof(float));
+        function(y, samples);
     }
 }
 
+/// Columns of a picture as lines of complex values, one after the other.
+template <class T>
+void loadColumns(PictureView<const T> picture, std::size_t left, std::int32_t mean, float* lines,
+                 std::size_t linePitch) {
+    forEachRow(picture, left, mean, [=](std::size_t y, const float* samples) {
+        for (std::size_t line = 0; line < linesAtOnce; ++line)
+            std::memcpy(lines + 2 * (line * linePitch + y), samples + 2 * line, 2 * sizeof(float));
+    });
+}
+
+/// Columns of a picture as lines of complex values side by side.
+template <class T>
+void loadRows(PictureView<const T> picture, std::size_t left, std::int32_t mean, float* rows) {
+    forEachRow(picture, left, mean, [=](std::size_t y, const float* samples) {
+        std::memcpy(rows + y * columnsAtOnce, samples, columnsAtOnce * sizeof(float));
+    });
+}
+
 /// Takes the spectra of columns apart and stores them side by side, one row for each frequency from 0 on.
-void storeColumns(const float* lines, std::size_t linePitch, std::size_t height, float* spectra,
-                  std::size_t pitch) {
+/// valueOf(line, frequency) is where a value of them is.
+template <class ValueOf>
+inline void storeSpectra(std::size_t height, float* spectra, std::size_t pitch, ValueOf valueOf) {
     for (std::size_t frequency = 0; frequency <= height / 2; ++frequency) {
         const std::size_t opposite = frequency == 0 ? 0 : height - frequency;
         float* const row = spectra + 2 * frequency * pitch;
         for (std::size_t line = 0; line < linesAtOnce; ++line) {
-            const float* const a = lines + 2 * (line * linePitch + frequency);
-            const float* const b = lines + 2 * (line * linePitch + opposite);
+            const float* const a = valueOf(line, frequency);
+            const float* const b = valueOf(line, opposite);
             row[4 * line] = a[0] + b[0];
             row[4 * line + 1] = a[1] - b[1];
             row[4 * line + 2] = a[1] + b[1];
             row[4 * line + 3] = b[0] - a[0];
         }
     }
+}
+
+void storeColumns(const float* lines, std::size_t linePitch, std::size_t height, float* spectra,
+                  std::size_t pitch) {
+    storeSpectra(height, spectra, pitch, [=](std::size_t line, std::size_t frequency) {
+        return lines + 2 * (line * linePitch + frequency);
+    });
+}
+
+void storeRows(const float* rows, const PrimeFactorStage* order, std::size_t height, float* spectra,
+               std::size_t pitch) {
+    storeSpectra(height, spectra, pitch, [=](std::size_t line, std::size_t frequency) {
+        return rows + order->rowOf(frequency) * columnsAtOnce + 2 * line;
+    });
 }
 
 void splitComplex(const float* values, std::size_t count, float* real, float* imaginary) {
@@ -157,10 +190,22 @@ void transformColumns(const SzTransform2D& transform, PictureView<const T> pictu
                                                                            std::size_t(omp_get_thread_num()));
         fftwf_complex* const results = lines + linesAtOnce * linePitch;
         const std::size_t left = std::size_t(block) * columnsAtOnce;
+        float* const target = &spectra[left][0];
+        if (const PrimeFactorStage* const stage = transform.primeFactor.get()) {
+            forInstructionSet<&loadRows<T>>(picture, left, mean, &lines[0][0]);
+            stage->apply(lines, results);
+            for (std::size_t i = 0; i < stage->prime(); ++i) {
+                const std::size_t begin = i * stage->rest() * linesAtOnce;
+                fftwf_execute_dft(transform.columns.get(), results + begin, lines + begin);
+            }
+            forInstructionSet<&storeRows>(&std::as_const(lines[0][0]), stage, height, target,
+                                          transform.pitch);
+            continue;
+        }
         forInstructionSet<&loadColumns<T>>(picture, left, mean, &lines[0][0], linePitch);
         for (std::size_t line = 0; line < linesAtOnce; ++line)
             fftwf_execute_dft(transform.columns.get(), lines + line * linePitch, results + line * linePitch);
-        forInstructionSet<&storeColumns>(&std::as_const(results[0][0]), linePitch, height, &spectra[left][0],
+        forInstructionSet<&storeColumns>(&std::as_const(results[0][0]), linePitch, height, target,
                                          transform.pitch);
     }
 }
@@ -297,7 +342,10 @@ bool CzFFT::Alloc2D(const SzPicBufInfo& format, void*& a, void*& b, void*& c) {
     if (!spectra || !scratch)
         return false;
     double seconds = fftPlanningSeconds;
-    transform->columns = fftPlan(EzFftKind::ComplexLine, transform->height, seconds);
+    transform->primeFactor = PrimeFactorStage::forLength(transform->height);
+    transform->columns = transform->primeFactor
+                             ? fftPlan(EzFftKind::EightLines, int(transform->primeFactor->rest()), seconds)
+                             : fftPlan(EzFftKind::ComplexLine, transform->height, seconds);
     transform->rows = fftPlan(EzFftKind::ComplexLine, transform->width, seconds);
     if (!transform->columns || !transform->rows)
         return false;

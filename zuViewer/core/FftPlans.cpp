@@ -92,7 +92,8 @@ private:
 
         // Measuring overwrites both, so they belong to the planner.
         const int length = entry.length;
-        const std::size_t bytes = std::size_t(length) * sizeof(fftwf_complex);
+        const int lines = entry.kind == EzFftKind::EightLines ? 8 : 1;
+        const std::size_t bytes = std::size_t(length) * std::size_t(lines) * sizeof(fftwf_complex);
         const FftMemory input = allocateFftMemory(bytes);
         const FftMemory output = allocateFftMemory(bytes + sizeof(fftwf_complex));
         if (!input || !output)
@@ -102,8 +103,8 @@ private:
             const fftwf_plan plan =
                 entry.kind == EzFftKind::RealLine
                     ? fftwf_plan_dft_r2c_1d(length, static_cast<float*>(input.get()), out, flags)
-                    : fftwf_plan_dft_1d(length, static_cast<fftwf_complex*>(input.get()), out, FFTW_FORWARD,
-                                        flags);
+                    : fftwf_plan_many_dft(1, &length, lines, static_cast<fftwf_complex*>(input.get()),
+                                          nullptr, lines, 1, out, nullptr, lines, 1, FFTW_FORWARD, flags);
             return plan ? FftPlan(plan, &fftwf_destroy_plan) : nullptr;
         };
 

@@ -16,6 +16,7 @@
 enum class EzFftKind {
     RealLine,    ///< of length real samples, with a result for each frequency from 0 on: ⌊length / 2⌋ + 1
     ComplexLine, ///< of length complex values
+    EightLines,  ///< eight of them side by side: a row with one value of each after the other
 };
 
 struct FftMemoryDeleter {

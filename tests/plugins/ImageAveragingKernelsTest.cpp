@@ -467,6 +467,52 @@ TEST_P(AveragingKernels, brightestRowsOfAnyLengthAreAddedUpWithoutOverflow) {
     }
 }
 
+template <class T>
+void expectRowMeans(std::uint32_t width, std::uint32_t channels, bool isColour) {
+    const Layout layout{width, 2, channels, interleaved, isColour, 1};
+    SCOPED_TRACE(text(layout) + ", " + std::to_string(sizeof(T)) + " bytes");
+    auto picture = pixels<T>(layout, layout.padding);
+    picture.fillWithNoise(width);
+    auto expected = pixels<T>(layout, layout.padding);
+    expected.set(picture.samples());
+    for (std::size_t y = 0; y < layout.height; ++y)
+        for (std::size_t c = 0; c < (isColour ? 3 : channels); ++c) {
+            std::vector<T> row;
+            for (std::size_t x = 0; x < width; ++x)
+                row.push_back(picture.at(x, y, c));
+            for (std::size_t x = 0; x < width; ++x)
+                expected.at(x, y, c) = meanOf(row);
+        }
+    EXPECT_TRUE(AverageLines(picture.picture, RowMeans));
+    EXPECT_EQ(picture.samples(), expected.samples());
+    EXPECT_TRUE(picture.paddingIsUntouched());
+}
+
+TEST_P(AveragingKernels, rowsThatEndAroundVectorsAndPortionsBecomeTheirMeans) {
+    for (const std::uint32_t end : {16U, 64U, 256U, 1024U, 8192U})
+        for (const std::uint32_t width : {end - 1, end, end + 1, end + 37}) {
+            expectRowMeans<std::uint8_t>(width, 1, false);
+            expectRowMeans<std::uint16_t>(width, 1, false);
+            expectRowMeans<std::uint8_t>(width, 4, false);
+            expectRowMeans<std::uint16_t>(width, 4, false);
+            expectRowMeans<std::uint8_t>(width, 4, true);
+            expectRowMeans<std::uint16_t>(width, 4, true);
+        }
+}
+
+TEST_P(AveragingKernels, brightestPixelsOfFourSamplesAreAddedUpWithoutOverflow) {
+    for (const std::uint32_t width : {1U, 255U, 4096U, 70000U}) {
+        Pixels<std::uint8_t> bytes(width, 1, 4);
+        bytes.set(std::vector<std::uint8_t>(4 * width, 255));
+        ASSERT_TRUE(AverageLines(bytes.picture, RowMeans));
+        EXPECT_THAT(bytes.samples(), Each(255)) << width;
+        Pixels<std::uint16_t> words(width, 1, 4);
+        words.set(std::vector<std::uint16_t>(4 * width, 60000));
+        ASSERT_TRUE(AverageLines(words.picture, RowMeans));
+        EXPECT_THAT(words.samples(), Each(60000)) << width;
+    }
+}
+
 TEST_P(AveragingKernels, quotientsAreThoseOfIntegerDivisionForEveryDivisorAndAtEveryEdge) {
     std::vector<std::uint32_t> divisors{32768,      32769,      65535,      65536,      65537,
                                         2147483647, 2147483648, 2147483649, 4294967294, 4294967295};

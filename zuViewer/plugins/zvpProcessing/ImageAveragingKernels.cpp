@@ -138,43 +138,73 @@ void repeatPixel(T* pixels, std::size_t channels, std::size_t samples) {
         std::memcpy(pixels + done, pixels, std::min(done, samples - done) * sizeof(T));
 }
 
-/// The sum of some bytes. They are taken by twos, whose halves are quicker to add than bytes are to widen.
-inline std::uint32_t sumBytes(const std::uint8_t* bytes, std::size_t count) {
-    constexpr std::size_t lanes = 32;
-    constexpr std::size_t together = 16;
-    constexpr std::size_t block = 2 * lanes * together;
-    std::uint32_t sums[lanes] = {};
-    for (; count >= block; count -= block, bytes += block)
-        for (std::size_t i = 0; i < lanes; ++i) {
-            std::uint16_t sum = 0;
-#pragma GCC unroll 16
-            for (std::size_t y = 0; y < together; ++y) {
-                std::uint16_t two;
-                std::memcpy(&two, bytes + 2 * (y * lanes + i), sizeof two);
-                sum = static_cast<std::uint16_t>(sum + (two & 0xffU) + (two >> 8U));
+/// An unsigned integer of this many bytes.
+template <std::size_t bytes>
+using Unsigned =
+    std::conditional_t<bytes == 1, std::uint8_t,
+                       std::conditional_t<bytes == 2, std::uint16_t,
+                                          std::conditional_t<bytes == 4, std::uint32_t, std::uint64_t>>>;
+
+/// Adds up the pixels of a row, of one sample or four. The sums are those of the samples of a pixel.
+template <std::size_t vectorSize, std::size_t channels, class T>
+void sumRow(const T* row, std::size_t samples, std::uint32_t (&sums)[channels]) {
+    typedef Unsigned<2 * sizeof(T)> Twos __attribute__((vector_size(vectorSize)));
+    typedef Unsigned<4 * sizeof(T)> Fours __attribute__((vector_size(vectorSize)));
+    typedef Unsigned<4 * sizeof(T)> Part __attribute__((vector_size(16)));
+    constexpr unsigned bits = 8 * sizeof(T);
+    constexpr std::size_t together = 2; // so many vectors do not wait for each other
+    constexpr std::size_t block = together * vectorSize / sizeof(T);
+    constexpr std::size_t mostBlocks = 256 / together; // the sums of more bytes would not fit their lanes
+    Fours fours[4] = {};
+    std::size_t done = 0;
+    while (done + block <= samples) {
+        // The sums of both samples of a lane and those of its upper ones yield those of the lower ones: that
+        // takes fewer operations than parting all samples.
+        Twos both[together] = {};
+        Twos upper[together] = {};
+        const std::size_t end = std::min(samples / block * block, done + mostBlocks * block);
+        for (; done < end; done += block) {
+#pragma GCC unroll 2
+            for (std::size_t i = 0; i < together; ++i) {
+                Twos in;
+                std::memcpy(&in, row + done + i * (vectorSize / sizeof(T)), sizeof in);
+                both[i] += in;
+                upper[i] += in >> bits;
             }
-            sums[i] += sum;
         }
-    return std::accumulate(bytes, bytes + count, std::accumulate(sums, sums + lanes, 0U));
+        for (std::size_t i = 1; i < together; ++i) {
+            both[0] += both[i];
+            upper[0] += upper[i];
+        }
+        const auto first = reinterpret_cast<Fours>(both[0] - (upper[0] << bits));
+        const auto second = reinterpret_cast<Fours>(upper[0]);
+        constexpr Unsigned<4 * sizeof(T)> lower = std::numeric_limits<Unsigned<2 * sizeof(T)>>::max();
+        fours[0] += first & lower;
+        fours[1] += second & lower;
+        fours[2] += first >> (2 * bits);
+        fours[3] += second >> (2 * bits);
+    }
+    for (std::size_t i = channels; i < 4; ++i)
+        fours[i % channels] += fours[i];
+    for (std::size_t i = 0; i < channels; ++i) {
+        Part parts[vectorSize / sizeof(Part)];
+        std::memcpy(parts, &fours[i], sizeof parts);
+        const Part sum = std::accumulate(std::begin(parts), std::end(parts), Part{});
+        for (std::size_t lane = 0; lane < sizeof sum / (4 * sizeof(T)); ++lane)
+            sums[i] += static_cast<std::uint32_t>(sum[lane]);
+    }
+    for (; done < samples; ++done)
+        sums[done % channels] += row[done];
 }
 
 /// Adds up the pixels of a row. The sums, one for each sample of a pixel, come first in a block of this
 /// length.
 template <class T>
 void sumPixels(const T* row, std::size_t samples, SumOf<T>* sums, std::size_t channels, std::size_t length) {
-    if constexpr (sizeof(T) == 1)
-        if (channels == 1) {
-            sums[0] = sumBytes(row, samples);
-            return;
-        }
     std::fill_n(sums, length, SumOf<T>{0});
     const std::size_t blocks = samples / length;
     addLines<16>(row, length, blocks, sums, length);
     addSamples(row + blocks * length, sums, samples % length);
-    if (channels == 1 && std::is_integral_v<T>) {
-        sums[0] = std::accumulate(sums, sums + length, SumOf<T>{0});
-        return;
-    }
     while (length > channels) {
         length /= 2;
         addSamples(sums + length, sums, length);
@@ -219,27 +249,6 @@ void setColours(T* row, const T* colours, std::size_t pixels) {
     }
     for (; x < pixels; ++x)
         std::copy_n(colours + 3 * x, 3, row + 4 * x);
-}
-
-/// A pixel of four samples as one number.
-template <class T>
-using PixelOfFour = std::conditional_t<sizeof(T) == 1, std::uint32_t, std::uint64_t>;
-
-/// Sets the first three samples of all pixels to those of one and leaves their fourth, which is 0 in colour.
-template <class T>
-void setColour(T* row, const T (&colour)[4], std::size_t pixels) {
-    using Pixel = PixelOfFour<T>;
-    const T fourth[4] = {0, 0, 0, std::numeric_limits<T>::max()};
-    Pixel value;
-    Pixel kept;
-    std::memcpy(&value, colour, sizeof value);
-    std::memcpy(&kept, fourth, sizeof kept);
-    for (std::size_t x = 0; x < pixels; ++x) {
-        Pixel pixel;
-        std::memcpy(&pixel, row + 4 * x, sizeof pixel);
-        pixel = (pixel & kept) | value;
-        std::memcpy(row + 4 * x, &pixel, sizeof pixel);
-    }
 }
 
 // ---- Accumulating ----
@@ -298,9 +307,54 @@ PictureView<T> walk(const SzPicBuf& picture) {
     return lines;
 }
 
+/// For pixels of one sample or four, of 8 or 16 bits each.
+template <std::size_t vectorSize, std::size_t channels, class T>
+void setRowsToMeans(PictureView<T> picture, [[maybe_unused]] bool keepAlpha) {
+    typedef T Samples __attribute__((vector_size(vectorSize)));
+    constexpr std::size_t lanes = vectorSize / sizeof(T);
+    constexpr std::size_t portion = 1024 / sizeof(T); // more than that in advance is waiting
+    const std::size_t samples = std::size_t{picture.width} * channels;
+    const DividerOf<T> divide(picture.width);
+    const std::uint32_t half = picture.width / 2;
+    Samples kept{};
+    for (std::size_t i = 3; keepAlpha && i < lanes; i += 4)
+        kept[i] = std::numeric_limits<T>::max();
+    for (std::size_t y = 0; y < picture.height; ++y) {
+        T* const row = picture.row(y);
+        std::uint32_t sums[channels] = {};
+        sumRow<vectorSize>(static_cast<const T*>(row), samples, sums);
+        T mean[channels];
+        for (std::size_t i = 0; i < channels; ++i)
+            mean[i] = static_cast<T>(divide(sums[i] + half));
+        typedef Unsigned<sizeof mean> Pixels __attribute__((vector_size(vectorSize)));
+        Unsigned<sizeof mean> pixel;
+        std::memcpy(&pixel, mean, sizeof pixel);
+        const Samples means = reinterpret_cast<Samples>(Pixels{} + pixel) & ~kept;
+        // The next row is fetched while this one is written: each is read as a whole before, and waiting for
+        // the memory would cost more than the sum.
+        const T* const next = picture.row(y + 1);
+        for (std::size_t begin = 0; begin < samples; begin += portion) {
+            const std::size_t end = std::min(samples, begin + portion);
+            prefetch(next + begin, (end - begin) * sizeof(T));
+            if (sizeof pixel == 1) {
+                std::memset(row + begin, mean[0], end - begin);
+                continue;
+            }
+            std::size_t i = begin;
+            for (; i + lanes <= end; i += lanes) {
+                Samples out;
+                std::memcpy(&out, row + i, sizeof out);
+                out = (out & kept) | means;
+                std::memcpy(row + i, &out, sizeof out);
+            }
+            for (; i < end; ++i)
+                row[i] = static_cast<T>((row[i] & kept[i % lanes]) | means[i % lanes]);
+        }
+    }
+}
+
 template <class T>
-void setRowsToMeans(PictureView<T> picture, [[maybe_unused]] bool keepAlpha, SumOf<T>* sums,
-                    std::size_t length) {
+void setAnyRowsToMeans(PictureView<T> picture, SumOf<T>* sums, std::size_t length) {
     const std::size_t channels = picture.channels;
     const DividerOf<T> divide(picture.width);
     const auto half = static_cast<SumOf<T>>(picture.width / 2);
@@ -308,19 +362,7 @@ void setRowsToMeans(PictureView<T> picture, [[maybe_unused]] bool keepAlpha, Sum
         T* const row = picture.row(y);
         const std::size_t samples = picture.width * channels;
         sumPixels(static_cast<const T*>(row), samples, sums, channels, length);
-        // The next row is fetched while this one is written: each is read as a whole before, and waiting for
-        // the memory would cost more than the sum.
-        constexpr std::size_t most = 16384; // what the fastest cache has room for besides this row
-        if (y + 1 < picture.height)
-            prefetch(picture.row(y + 1), std::min(samples * sizeof(T), most));
-        if constexpr (sizeof(T) < 4)
-            if (keepAlpha) {
-                T colour[4] = {};
-                for (std::size_t i = 0; i < 3; ++i)
-                    colour[i] = static_cast<T>(divide(sums[i] + half));
-                setColour(row, colour, picture.width);
-                continue;
-            }
+        prefetch(picture.row(y + 1), std::min(samples * sizeof(T), std::size_t{16384}));
         for (std::size_t i = 0; i < channels; ++i)
             row[i] = static_cast<T>(divide(sums[i] + half));
         if (channels == 1)
@@ -330,11 +372,23 @@ void setRowsToMeans(PictureView<T> picture, [[maybe_unused]] bool keepAlpha, Sum
     }
 }
 
+template <std::size_t channels, class T>
+void averageRowsOf(PictureView<T> picture, bool keepAlpha) {
+    forInstructionSets<&setRowsToMeans<16, channels, T>, &setRowsToMeans<32, channels, T>,
+                       &setRowsToMeans<64, channels, T>>(picture, keepAlpha);
+}
+
 template <class T>
-void averageRows(PictureView<T> picture, bool keepAlpha) {
+void averageRows(PictureView<T> picture, [[maybe_unused]] bool keepAlpha) {
+    if constexpr (sizeof(T) < 4) {
+        if (picture.channels == 1)
+            return averageRowsOf<1>(picture, false);
+        if (picture.channels == 4)
+            return averageRowsOf<4>(picture, keepAlpha);
+    }
     const std::size_t length = blockLength(picture.channels, longestBlockOfSums);
     std::vector<SumOf<T>> sums(length);
-    forInstructionSet<&setRowsToMeans<T>>(picture, keepAlpha, sums.data(), length);
+    forInstructionSet<&setAnyRowsToMeans<T>>(picture, sums.data(), length);
 }
 
 template <class T>

@@ -500,6 +500,35 @@ TEST_P(AveragingKernels, rowsThatEndAroundVectorsAndPortionsBecomeTheirMeans) {
         }
 }
 
+template <class T>
+void expectColumnMeans(std::uint32_t width, std::uint32_t height) {
+    const Layout layout{width, height, 1, interleaved, false, 1};
+    SCOPED_TRACE(text(layout) + ", " + std::to_string(sizeof(T)) + " bytes");
+    auto picture = pixels<T>(layout, layout.padding);
+    picture.fillWithNoise(width);
+    auto expected = pixels<T>(layout, layout.padding);
+    for (std::size_t x = 0; x < width; ++x) {
+        std::vector<T> column;
+        for (std::size_t y = 0; y < height; ++y)
+            column.push_back(picture.at(x, y, 0));
+        for (std::size_t y = 0; y < height; ++y)
+            expected.at(x, y, 0) = meanOf(column);
+    }
+    EXPECT_TRUE(AverageLines(picture.picture, ColumnMeans));
+    EXPECT_TRUE(areSamples(picture.samples(), expected.samples()));
+    EXPECT_TRUE(picture.paddingIsUntouched());
+}
+
+TEST_P(AveragingKernels, columnsOfPicturesThatEndAroundBlocksBecomeTheirMeans) {
+    for (const std::uint32_t width : {31U, 32U, 33U, 63U, 64U, 65U, 127U, 128U, 129U, 300U})
+        for (const std::uint32_t height : {1U, 7U, 8U, 9U, 16U, 23U}) {
+            expectColumnMeans<std::uint8_t>(width, height);
+            expectColumnMeans<std::uint16_t>(width, height);
+            expectColumnMeans<std::uint32_t>(width, height);
+            expectColumnMeans<float>(width, height);
+        }
+}
+
 TEST_P(AveragingKernels, brightestPixelsOfFourSamplesAreAddedUpWithoutOverflow) {
     for (const std::uint32_t width : {1U, 255U, 4096U, 70000U}) {
         Pixels<std::uint8_t> bytes(width, 1, 4);

@@ -391,11 +391,27 @@ void averageRows(PictureView<T> picture, [[maybe_unused]] bool keepAlpha) {
     forInstructionSet<&setAnyRowsToMeans<T>>(picture, sums.data(), length);
 }
 
-template <class T>
+/// Prefetching is worth its instructions where the sums take as long as the memory: in the small vectors of
+/// SSE2. In larger ones a picture that is still in the cache would take up to a quarter more time.
+template <bool prefetches, class T>
 void sumColumns(PictureView<const T> picture, SumOf<T>* sums, T* means, std::size_t samples) {
     // No more of them: lines often lie so that they drive each other out of the fastest cache.
-    addLines<8>(static_cast<const T*>(picture.data), picture.pitch / sizeof(T), picture.height, sums,
-                samples);
+    constexpr std::size_t together = 8;
+    const std::size_t step = picture.pitch / sizeof(T);
+    std::size_t y = 0;
+    if constexpr (prefetches)
+        for (; y + together <= picture.height; y += together) {
+            constexpr std::size_t block = 128 / sizeof(T);
+            const T* const line = picture.row(y);
+            std::size_t x = 0;
+            for (; x + block <= samples; x += block) {
+                for (std::size_t i = 0; i < together; ++i)
+                    prefetch<EzCache::Second>(line + (together + i) * step + x, block * sizeof(T));
+                addLines<together>(line + x, step, together, sums + x, block);
+            }
+            addLines<together>(line + x, step, together, sums + x, samples - x);
+        }
+    addLines<together>(picture.row(y), step, picture.height - y, sums, samples);
     const auto half = static_cast<SumOf<T>>(picture.height / 2);
     for (std::size_t i = 0; i < samples; ++i)
         sums[i] += half;
@@ -409,7 +425,8 @@ void averageColumns(PictureView<T> picture) {
     std::vector<T> means(samples);
     const PictureView<const T> source{picture.data, picture.width, picture.height, picture.channels,
                                       picture.pitch};
-    forInstructionSet<&sumColumns<T>>(source, sums.data(), means.data(), samples);
+    forInstructionSets<&sumColumns<true, T>, &sumColumns<false, T>, &sumColumns<false, T>>(
+        source, sums.data(), means.data(), samples);
     for (std::size_t y = 0; y < picture.height; ++y)
         std::memcpy(picture.row(y), means.data(), samples * sizeof(T));
 }

@@ -529,6 +529,32 @@ TEST_P(AveragingKernels, columnsOfPicturesThatEndAroundBlocksBecomeTheirMeans) {
         }
 }
 
+/// Larger than what is taken for being in the cache.
+TEST_P(AveragingKernels, columnsOfLargePicturesBecomeTheirMeans) {
+    constexpr std::uint32_t width = 3001;
+    constexpr std::uint32_t height = 2803;
+    std::vector<std::uint8_t> samples(std::size_t{width} * height);
+    std::vector<std::uint32_t> sums(width, height / 2);
+    std::uint32_t noise = 1;
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        noise = noise * 1664525U + 1013904223U;
+        samples[i] = static_cast<std::uint8_t>(noise >> 24);
+        sums[i % width] += samples[i];
+    }
+    SzPicBuf picture;
+    picture.data = samples.data();
+    picture.width = width;
+    picture.height = height;
+    picture.channels = 1;
+    picture.linePitch = width;
+    picture.dataType = EzImageDataType::UInt8;
+    ASSERT_TRUE(AverageLines(picture, ColumnMeans));
+    std::size_t wrong = 0;
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        wrong += samples[i] != sums[i % width] / height;
+    EXPECT_EQ(wrong, 0U);
+}
+
 TEST_P(AveragingKernels, brightestPixelsOfFourSamplesAreAddedUpWithoutOverflow) {
     for (const std::uint32_t width : {1U, 255U, 4096U, 70000U}) {
         Pixels<std::uint8_t> bytes(width, 1, 4);

@@ -392,14 +392,15 @@ void averageRows(PictureView<T> picture, [[maybe_unused]] bool keepAlpha) {
 }
 
 /// Prefetching is worth its instructions where the sums take as long as the memory: in the small vectors of
-/// SSE2. In larger ones a picture that is still in the cache would take up to a quarter more time.
-template <bool prefetches, class T>
+/// SSE2, and where the picture is larger than so many bytes. A smaller one that is still in the cache would
+/// take up to a quarter more time.
+template <std::size_t cached, class T>
 void sumColumns(PictureView<const T> picture, SumOf<T>* sums, T* means, std::size_t samples) {
     // No more of them: lines often lie so that they drive each other out of the fastest cache.
     constexpr std::size_t together = 8;
     const std::size_t step = picture.pitch / sizeof(T);
     std::size_t y = 0;
-    if constexpr (prefetches)
+    if (picture.pitch * picture.height > cached)
         for (; y + together <= picture.height; y += together) {
             constexpr std::size_t block = 128 / sizeof(T);
             const T* const line = picture.row(y);
@@ -425,7 +426,8 @@ void averageColumns(PictureView<T> picture) {
     std::vector<T> means(samples);
     const PictureView<const T> source{picture.data, picture.width, picture.height, picture.channels,
                                       picture.pitch};
-    forInstructionSets<&sumColumns<true, T>, &sumColumns<false, T>, &sumColumns<false, T>>(
+    constexpr std::size_t cached = 8 << 20;
+    forInstructionSets<&sumColumns<0, T>, &sumColumns<cached, T>, &sumColumns<cached, T>>(
         source, sums.data(), means.data(), samples);
     for (std::size_t y = 0; y < picture.height; ++y)
         std::memcpy(picture.row(y), means.data(), samples * sizeof(T));

@@ -250,6 +250,22 @@ TEST_P(MosaicFilter, everyWidthAroundWholeVectors) {
         }
 }
 
+TEST_P(MosaicFilter, valuesOfCellsInLinesOfSeveralBlocks) {
+    for (const EzImageDataType type : kernelSampleTypes())
+        for (const int cell : {1, 2, 3, 4, 5, 8, 10, 16, 32})
+            for (const unsigned cells : {64U, 65U, 287U, 545U}) {
+                const auto side = static_cast<unsigned>(cell);
+                const HeapPicture source =
+                    patternPicture(mosaicFormat(side * cells + side / 2, 2 * side, type));
+                const PlainRules rules(*source, all(*source), cell, cell);
+                for (const Filter filter : statistics) {
+                    HeapPicture values = blank(mosaicFormat(cells, 2, type, 3));
+                    EXPECT_TRUE(filter(*source, all(*source), cell, cell, *values));
+                    EXPECT_TRUE(samePixels(*values, *rules.perCell(filter))) << cell << ", " << cells;
+                }
+            }
+}
+
 TEST_P(MosaicFilter, everyRegionOfASmallPicture) {
     for (const EzImageDataType type : kernelSampleTypes()) {
         const HeapPicture source = patternPicture(mosaicFormat(6, 5, type));

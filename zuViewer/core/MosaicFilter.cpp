@@ -32,8 +32,8 @@ namespace {
 
 // ---- What is made of the samples of a window ----
 //
-// load() makes a value of a sample, combine() one value of two, store() a sample of the combined value;
-// remove() undoes combine(), where that leaves no trace.
+// load() makes a value of a sample, combine() one value of two, or so for each lane of two vectors, store() a
+// sample of the combined value; remove() undoes combine(), where that leaves no trace.
 
 /// Integers are compared as they are.
 template <class T>
@@ -64,26 +64,56 @@ struct Ordered<float> {
     }
 };
 
-/// What is not a number counts as the largest: it is the smallest only where there is nothing else. (The
-/// largest and the smallest key themselves are not numbers.)
-template <class T>
-struct Smallest {
-    using Sample = T;
-    using Value = typename Ordered<T>::Key;
-    static constexpr bool canRemove = false;
-    static Value load(T sample) { return Ordered<T>::keyOf(sample, std::numeric_limits<Value>::max()); }
-    static Value combine(Value a, Value b) { return b < a ? b : a; }
-    static T store(Value value) { return Ordered<T>::sampleOf(value); }
+/// 16 bits as numbers with a sign, in the same order: SSE2 has a minimum and a maximum of those only.
+struct OrderedWithSign {
+    using Key = std::int16_t;
+    static Key keyOf(std::uint16_t sample, Key /*ofNotANumber*/) { return static_cast<Key>(sample ^ 0x8000); }
+    static std::uint16_t sampleOf(Key key) { return static_cast<std::uint16_t>(key ^ 0x8000); }
 };
 
-template <class T>
+/// What is not a number counts as the largest: it is the smallest only where there is nothing else. (The
+/// largest and the smallest key themselves are not numbers.)
+template <class T, class Order = Ordered<T>>
+struct Smallest {
+    using Sample = T;
+    using Value = typename Order::Key;
+    static constexpr bool canRemove = false;
+    Smallest() = default;
+    template <class Other>
+    Smallest(Smallest<T, Other> /*sameInAnotherOrder*/) {}
+    static Value load(T sample) { return Order::keyOf(sample, std::numeric_limits<Value>::max()); }
+    template <class V>
+    static V combine(V a, V b) {
+        return b < a ? b : a;
+    }
+    static T store(Value value) { return Order::sampleOf(value); }
+};
+
+template <class T, class Order = Ordered<T>>
 struct Largest {
     using Sample = T;
-    using Value = typename Ordered<T>::Key;
+    using Value = typename Order::Key;
     static constexpr bool canRemove = false;
-    static Value load(T sample) { return Ordered<T>::keyOf(sample, std::numeric_limits<Value>::min()); }
-    static Value combine(Value a, Value b) { return b > a ? b : a; }
-    static T store(Value value) { return Ordered<T>::sampleOf(value); }
+    Largest() = default;
+    template <class Other>
+    Largest(Largest<T, Other> /*sameInAnotherOrder*/) {}
+    static Value load(T sample) { return Order::keyOf(sample, std::numeric_limits<Value>::min()); }
+    template <class V>
+    static V combine(V a, V b) {
+        return b > a ? b : a;
+    }
+    static T store(Value value) { return Order::sampleOf(value); }
+};
+
+/// What is best made of samples in a portable kernel.
+template <class R>
+struct Portable {
+    using Type = R;
+};
+
+template <template <class, class> class Extreme>
+struct Portable<Extreme<std::uint16_t, Ordered<std::uint16_t>>> {
+    using Type = Extreme<std::uint16_t, OrderedWithSign>;
 };
 
 /// Sums of 64 bits are rare: of large cells, and of samples of 32 bits.
@@ -109,7 +139,10 @@ struct Mean {
                 ++shift;
     }
     static Sum load(T sample) { return sample; }
-    static Sum combine(Sum a, Sum b) { return static_cast<Sum>(a + b); }
+    template <class V>
+    static V combine(V a, V b) {
+        return static_cast<V>(a + b);
+    }
     static Sum remove(Sum a, Sum b) { return static_cast<Sum>(a - b); }
     T store(Sum sum) const {
         const auto dividend = static_cast<Sum>(sum + half);
@@ -137,7 +170,10 @@ struct Mean<float, double> {
     static constexpr bool canRemove = false; // rounding leaves traces, and so does what is not finite
     explicit Mean(std::uint64_t number) : count(static_cast<double>(number)) {}
     static double load(float sample) { return static_cast<double>(sample); }
-    static double combine(double a, double b) { return a + b; }
+    template <class V>
+    static V combine(V a, V b) {
+        return a + b;
+    }
     float store(double sum) const { return static_cast<float>(sum / count); }
 
     double count;
@@ -336,32 +372,91 @@ void slideBlock(R reduction, PictureView<const typename R::Sample> source,
 
 // ---- One value per cell ----
 
-/// Combines so many lines, two in each pass. load(line, x) makes the value of place x.
-template <class R, class Load>
-inline void combineLines(PictureView<const typename R::Sample> source, std::size_t lines, std::size_t top,
-                         std::size_t width, typename R::Value* __restrict values, Load load) {
-    using Sample = typename R::Sample;
-    std::size_t line = 0;
-    for (; line + 1 < lines; line += 2) {
-        const Sample* __restrict const first = source.row(top + line);
-        const Sample* __restrict const second = source.row(top + line + 1);
-        if (line == 0) {
-            for (std::size_t x = 0; x < width; ++x)
-                values[x] = R::combine(load(first, x), load(second, x));
-        } else {
-            for (std::size_t x = 0; x < width; ++x)
-                values[x] = R::combine(values[x], R::combine(load(first, x), load(second, x)));
+/// Has lines fetched in advance, bit by bit, in the order of the memory: whatever the order in which they
+/// will be used, it is the one in which memory is fastest.
+template <class T>
+class ReadAhead {
+public:
+    /// Nothing.
+    ReadAhead() = default;
+    /// So many lines from the line top on, and of each so many samples.
+    ReadAhead(PictureView<const T> source, std::size_t width, std::size_t top, std::size_t lines)
+        : m_source(source), m_width(width), m_line(top), m_end(top + lines) {}
+
+    /// The next samples, or what is left of their line.
+    void fetch(std::size_t samples) {
+        if (m_line == m_end)
+            return;
+        prefetch(m_source.row(m_line) + m_x, samples * sizeof(T));
+        m_x += samples;
+        if (m_x >= m_width) {
+            m_x = 0;
+            ++m_line;
         }
     }
-    if (line == lines)
-        return;
-    const Sample* __restrict const last = source.row(top + line);
-    if (line == 0) {
-        for (std::size_t x = 0; x < width; ++x)
-            values[x] = load(last, x);
-    } else {
-        for (std::size_t x = 0; x < width; ++x)
-            values[x] = R::combine(values[x], load(last, x));
+
+private:
+    PictureView<const T> m_source{};
+    std::size_t m_width = 0;
+    std::size_t m_line = 0;
+    std::size_t m_end = 0;
+    std::size_t m_x = 0;
+};
+
+/// Combines so many lines and, unless they are the first ones, the values. load(line, x) makes the value of
+/// place x.
+template <class R, bool first, std::size_t lines, class Load>
+inline void combineSomeLines(PictureView<const typename R::Sample> source, std::size_t top, std::size_t width,
+                             typename R::Value* __restrict values, Load load) {
+    const typename R::Sample* line[lines];
+    for (std::size_t i = 0; i < lines; ++i)
+        line[i] = source.row(top + i);
+    const auto pair = [&](std::size_t i, std::size_t x) {
+        return i + 1 < lines ? R::combine(load(line[i], x), load(line[i + 1], x)) : load(line[i], x);
+    };
+#pragma omp simd
+    for (std::size_t x = 0; x < width; ++x) {
+        typename R::Value value = first ? pair(0, x) : R::combine(values[x], pair(0, x));
+        for (std::size_t i = 2; i < lines; i += 2)
+            value = R::combine(value, pair(i, x));
+        values[x] = value;
+    }
+}
+
+constexpr std::size_t mostLinesInAPass = 5;
+
+template <class R, bool first, class Load>
+inline void combineSomeLines(PictureView<const typename R::Sample> source, std::size_t top, std::size_t lines,
+                             std::size_t width, typename R::Value* values, Load load) {
+    switch (lines) {
+    case 1:
+        return combineSomeLines<R, first, 1>(source, top, width, values, load);
+    case 2:
+        return combineSomeLines<R, first, 2>(source, top, width, values, load);
+    case 3:
+        return combineSomeLines<R, first, 3>(source, top, width, values, load);
+    case 4:
+        return combineSomeLines<R, first, 4>(source, top, width, values, load);
+    default:
+        return combineSomeLines<R, first, mostLinesInAPass>(source, top, width, values, load);
+    }
+}
+
+/// Combines so many lines, and has as many others fetched, so many samples of each.
+template <class R, class Load>
+inline void combineLines(PictureView<const typename R::Sample> source, std::size_t top, std::size_t lines,
+                         std::size_t width, typename R::Value* values, Load load,
+                         ReadAhead<typename R::Sample>& readAhead, std::size_t samples) {
+    for (std::size_t line = 0; line < lines;) {
+        const std::size_t left = lines - line;
+        const std::size_t pass = left > mostLinesInAPass ? 4 : left;
+        for (std::size_t i = 0; i < pass; ++i)
+            readAhead.fetch(samples);
+        if (line == 0)
+            combineSomeLines<R, true>(source, top, pass, width, values, load);
+        else
+            combineSomeLines<R, false>(source, top + line, pass, width, values, load);
+        line += pass;
     }
 }
 
@@ -379,30 +474,102 @@ inline void combineEvery(const Value* __restrict values, std::size_t count, Resu
     }
 }
 
-/// The value of each cell of a line of cells, the one that begins at the line top. Scratch: four lines of
-/// so many cells.
+template <std::size_t size>
+using Unsigned =
+    std::conditional_t<size == 1, std::uint8_t,
+                       std::conditional_t<size == 2, std::uint16_t,
+                                          std::conditional_t<size == 4, std::uint32_t, std::uint64_t>>>;
+
+/// All instruction sets know vectors of this size.
+template <class Lane>
+using Vector [[gnu::vector_size(16)]] = Lane;
+
+/// Puts lanes in order of which number i is at the place 5 i, modulo their number.
+template <class Lane>
+inline Vector<Lane> fifthsInOrder(Vector<Lane> lanes) {
+    if constexpr (sizeof(Lane) > 2) {
+        return lanes; // they are
+    } else {
+        // Seen as lines of four bytes or of two lanes of 16 bits, each column is turned by its number.
+        using Lines = Vector<std::uint32_t>;
+        constexpr std::uint32_t laterTwo = 0xffff0000;
+        auto lines = reinterpret_cast<Lines>(lanes);
+        lines = (lines & ~laterTwo) | (__builtin_shufflevector(lines, lines, 2, 3, 0, 1) & laterTwo);
+        if constexpr (sizeof(Lane) == 1) {
+            constexpr std::uint32_t odd = 0xff00ff00;
+            lines = (lines & ~odd) | (__builtin_shufflevector(lines, lines, 1, 2, 3, 0) & odd);
+        }
+        return reinterpret_cast<Vector<Lane>>(lines);
+    }
+}
+
+/// Combines five values each, in place: 5 is the cell of many sensors. Of the windows that begin in five
+/// vectors, those that are cells begin in different lanes, so that one vector takes them all up. Reads four
+/// values more, and uses nothing of them.
+template <class R, class Value>
+inline void combineFives(Value* values, std::size_t count) {
+    using Lane = Unsigned<sizeof(Value)>;
+    constexpr std::size_t lanes = sizeof(Vector<Lane>) / sizeof(Lane);
+    struct Masks {
+        Lane ofCells[5][lanes];
+    };
+    static constexpr Masks masks = [] {
+        Masks result{};
+        for (std::size_t i = 0; i < lanes; ++i)
+            result.ofCells[5 * i / lanes][5 * i % lanes] = static_cast<Lane>(-1);
+        return result;
+    }();
+    const auto vectorAt = [](const auto* memory) {
+        Vector<std::decay_t<decltype(*memory)>> vector;
+        std::memcpy(&vector, memory, sizeof vector);
+        return vector;
+    };
+    const auto windowsAt = [&](const auto* value, auto at) {
+        return R::combine(
+            R::combine(R::combine(at(value), at(value + 1)), R::combine(at(value + 2), at(value + 3))),
+            at(value + 4));
+    };
+    std::size_t i = 0;
+    for (; i + lanes <= count; i += lanes) {
+        Vector<Lane> cells{};
+        for (std::size_t part = 0; part < 5; ++part)
+            cells |= reinterpret_cast<Vector<Lane>>(windowsAt(values + 5 * i + part * lanes, vectorAt)) &
+                     vectorAt(masks.ofCells[part]);
+        cells = fifthsInOrder<Lane>(cells);
+        std::memcpy(values + i, &cells, sizeof cells);
+    }
+    for (; i < count; ++i)
+        values[i] = windowsAt(values + 5 * i, [](const Value* value) { return *value; });
+}
+
+/// The value of each of so many cells beside each other. Scratch: four times the values of a line of them.
 template <class R, class Result, class Store>
 inline void combineCells(PictureView<const typename R::Sample> source, std::size_t cellWidth,
                          std::size_t cellHeight, std::size_t top, std::size_t cells,
-                         typename R::Value* scratch, Result* __restrict result, Store store) {
+                         typename R::Value* scratch, Result* __restrict result, Store store,
+                         ReadAhead<typename R::Sample>& readAhead) {
     using Sample = typename R::Sample;
     using Value = typename R::Value;
+    const auto combineDown = [&](std::size_t width, auto load) {
+        combineLines<R>(source, top, cellHeight, width, scratch, load, readAhead, cells * cellWidth);
+    };
     std::size_t step = cellWidth; // values in a cell when its lines have been combined
     if constexpr (R::canRemove && sizeof(Value) == 2 * sizeof(Sample)) {
         if (cellWidth % 2 == 0) {
             // Two neighbours fill one value: it is split and summed without moving anything sideways.
             step /= 2;
-            combineLines<R>(
-                source, cellHeight, top, cells * step, scratch, [](const Sample* line, std::size_t x) {
-                    Value both;
-                    std::memcpy(&both, line + 2 * x, sizeof both);
-                    return static_cast<Value>(static_cast<Sample>(both) + (both >> (8 * sizeof(Sample))));
-                });
+            combineDown(cells * step, [](const Sample* line, std::size_t x) {
+                Value both;
+                std::memcpy(&both, line + 2 * x, sizeof both);
+                return static_cast<Value>(static_cast<Sample>(both) + (both >> (8 * sizeof(Sample))));
+            });
         }
     }
     if (step == cellWidth)
-        combineLines<R>(source, cellHeight, top, cells * step, scratch,
-                        [](const Sample* line, std::size_t x) { return R::load(line[x]); });
+        combineDown(cells * step, [](const Sample* line, std::size_t x) { return R::load(line[x]); });
+    const auto same = [](Value value) { return value; };
+    const std::size_t width = cells * step;
+    Value* const second = scratch + width;
     switch (step) {
     case 1:
         return combineEvery<R, 1>(scratch, cells, result, store);
@@ -410,46 +577,58 @@ inline void combineCells(PictureView<const typename R::Sample> source, std::size
         return combineEvery<R, 2>(scratch, cells, result, store);
     case 4:
         return combineEvery<R, 4>(scratch, cells, result, store);
+    case 5:
+        std::fill(second, second + 4, Value{});
+        combineFives<R>(scratch, cells);
+        return combineEvery<R, 1>(scratch, cells, result, store);
+    case 8:
+        combineEvery<R, 2>(scratch, cells * 4, second, same);
+        return combineEvery<R, 4>(second, cells, result, store);
+    case 16:
+        combineEvery<R, 4>(scratch, cells * 4, second, same);
+        return combineEvery<R, 4>(second, cells, result, store);
     default:
         break;
     }
-    const std::size_t width = cells * step;
-    Value* __restrict const windows = scratch + 3 * width;
-    combineWindows<R>(scratch, step, width - step + 1, scratch + width, scratch + 2 * width, windows,
-                      [](Value value) { return value; });
-    // First what is done one by one: 5 is the step of many sensors.
-    const auto pick = [&](auto every) {
-        for (std::size_t i = 0; i < cells; ++i)
-            scratch[i] = windows[i * every];
-    };
-    if (step == 5)
-        pick(std::integral_constant<std::size_t, 5>());
-    else
-        pick(step);
-    for (std::size_t i = 0; i < cells; ++i)
-        result[i] = store(scratch[i]);
+    Value* const windows = scratch + 3 * width;
+    combineWindows<R>(scratch, step, width - step + 1, second, scratch + 2 * width, windows, same);
+    for (std::size_t i = 0; i < cells; ++i) // first what is done one by one
+        scratch[i] = windows[i * step];
+    combineEvery<R, 1>(scratch, cells, result, store);
 }
 
-/// Has lines of a picture that the caches do not hold fetched in advance: the processor by itself begins anew
-/// with each line.
-template <class T>
-inline void prefetchFromMemory(PictureView<const T> source, std::size_t top, std::size_t lines) {
-    constexpr std::size_t inCaches = 16 << 20;
-    if (source.pitch * source.height <= inCaches)
-        return;
-    for (std::size_t line = top; line < top + lines; ++line)
-        prefetch(source.row(line), source.width * sizeof(T));
+/// Cells beside each other that are combined at once. Some hundred bytes of each of their lines and all that
+/// is made of them stay in the first cache, and as much can be fetched meanwhile without waiting for it.
+template <class Sample>
+std::size_t cellsAtOnce(std::size_t cellWidth) {
+    constexpr std::size_t lineBytes = 512;
+    std::size_t cells = 16; // whole vectors in any case
+    while (2 * cells * cellWidth * sizeof(Sample) <= lineBytes)
+        cells *= 2;
+    return cells;
 }
 
+/// A line of cells. Scratch: four lines of values of the cells that are combined at once.
 template <class R>
 void reduceCells(R reduction, PictureView<const typename R::Sample> source,
                  PictureView<typename R::Sample> destination, std::size_t cellWidth, std::size_t cellHeight,
-                 std::size_t cellLine, typename R::Value* scratch) {
-    if (cellLine + 1 < destination.height)
-        prefetchFromMemory(source, (cellLine + 1) * cellHeight, cellHeight);
-    combineCells<R>(source, cellWidth, cellHeight, cellLine * cellHeight, destination.width, scratch,
-                    destination.row(cellLine),
-                    [&](typename R::Value value) { return reduction.store(value); });
+                 std::size_t cellLine, std::byte* scratch) {
+    using Sample = typename R::Sample;
+    using Value = typename R::Value;
+    const std::size_t cells = destination.width;
+    const std::size_t block = std::min(cellsAtOnce<Sample>(cellWidth), cells);
+    const std::size_t next = cellLine + 1;
+    ReadAhead<Sample> nextLines(source, cells * cellWidth, next * cellHeight,
+                                next < destination.height ? cellHeight : 0);
+    for (std::size_t done = 0; done < cells; done += block) {
+        const std::size_t first = std::min(done, cells - block); // the last block is a whole one, too
+        PictureView<const Sample> part = source;
+        part.data += first * cellWidth;
+        combineCells<R>(
+            part, cellWidth, cellHeight, cellLine * cellHeight, block, reinterpret_cast<Value*>(scratch),
+            destination.row(cellLine) + first, [&](Value value) { return reduction.store(value); },
+            nextLines);
+    }
 }
 
 // ---- Cells stretched to the full range ----
@@ -502,9 +681,11 @@ void normalizeCells(PictureView<const T> source, PictureView<T> destination, std
     // Cell by cell into the end of the lines, then sample by sample.
     T* const lowest = low + (width - cells);
     T* const highest = high + (width - cells);
-    combineCells<Smallest<T>>(source, cellWidth, cellHeight, top, cells, scratch, lowest,
-                              &Smallest<T>::store);
-    combineCells<Largest<T>>(source, cellWidth, cellHeight, top, cells, scratch, highest, &Largest<T>::store);
+    ReadAhead<T> nothing;
+    combineCells<Smallest<T>>(source, cellWidth, cellHeight, top, cells, scratch, lowest, &Smallest<T>::store,
+                              nothing);
+    combineCells<Largest<T>>(source, cellWidth, cellHeight, top, cells, scratch, highest, &Largest<T>::store,
+                             nothing);
     const auto spread = [&](auto step) {
         for (std::size_t cell = 0; cell < cells; ++cell) {
             const T lowestOfCell = lowest[cell];
@@ -650,10 +831,11 @@ template <class R, class T = typename R::Sample>
 bool reduce(R reduction, const SzPicBuf& source, const Area& area, SzPicBuf& destination) {
     const auto in = areaView<const T>(source, area);
     const auto out = view<T>(destination);
-    const std::size_t scratchBytes = 4 * area.cellsPerLine() * area.cellWidth * sizeof(typename R::Value);
+    const std::size_t cells = std::min(cellsAtOnce<T>(area.cellWidth), area.cellsPerLine());
+    const std::size_t scratchBytes = 4 * cells * area.cellWidth * sizeof(typename R::Value);
     const auto reduceOne = [&](std::size_t cellLine, std::byte* scratch) {
-        forInstructionSet<&reduceCells<R>>(reduction, in, out, area.cellWidth, area.cellHeight, cellLine,
-                                           reinterpret_cast<typename R::Value*>(scratch));
+        forInstructionSets<&reduceCells<typename Portable<R>::Type>, &reduceCells<R>, &reduceCells<R>>(
+            reduction, in, out, area.cellWidth, area.cellHeight, cellLine, scratch);
     };
     return forEachOnThreads(threadsFor(area.samples()), out.height, scratchBytes, reduceOne);
 }
@@ -668,12 +850,13 @@ bool reduceOrSlide(R reduction, const SzPicBuf& source, const Area& area, SzPicB
     return sameSize(source, destination) && slide(reduction, source, area, destination);
 }
 
-template <template <class> class R>
+template <template <class, class> class R>
 bool filterExtreme(const SzPicBuf& source, const QRect& region, int cellWidth, int cellHeight,
                    SzPicBuf& destination) {
     const auto area = areaOf(source, region, cellWidth, cellHeight, destination);
     return area && withSampleType(source.dataType, [&](auto sample) {
-               return reduceOrSlide(R<decltype(sample)>(), source, *area, destination);
+               return reduceOrSlide(R<decltype(sample), Ordered<decltype(sample)>>(), source, *area,
+                                    destination);
            });
 }
 

@@ -480,18 +480,21 @@ using Unsigned =
                        std::conditional_t<size == 2, std::uint16_t,
                                           std::conditional_t<size == 4, std::uint32_t, std::uint64_t>>>;
 
-/// All instruction sets know vectors of this size.
-template <class Lane>
-using Vector [[gnu::vector_size(16)]] = Lane;
+template <class Lane, std::size_t bytes>
+using Vector [[gnu::vector_size(bytes)]] = Lane;
 
-/// Puts lanes in order of which number i is at the place 5 i, modulo their number.
-template <class Lane>
-inline Vector<Lane> fifthsInOrder(Vector<Lane> lanes) {
-    if constexpr (sizeof(Lane) > 2) {
-        return lanes; // they are
-    } else {
-        // Seen as lines of four bytes or of two lanes of 16 bits, each column is turned by its number.
-        using Lines = Vector<std::uint32_t>;
+template <class Lane, std::size_t bytes, std::size_t... i>
+inline Vector<Lane, bytes> everyFifthLane(Vector<Lane, bytes> lanes, std::index_sequence<i...> /*all*/) {
+    return __builtin_shufflevector(lanes, lanes, (5 * i % sizeof...(i))...);
+}
+
+/// The lanes 0, 5, 10 ..., modulo their number: all of them.
+template <class Lane, std::size_t bytes>
+inline Vector<Lane, bytes> everyFifthLane(Vector<Lane, bytes> lanes) {
+    if constexpr (bytes == 16 && sizeof(Lane) <= 2) {
+        // SSE2 cannot do so at once. Seen as lines of four bytes or of two lanes of 16 bits, each column is
+        // turned by its number.
+        using Lines = Vector<std::uint32_t, bytes>;
         constexpr std::uint32_t laterTwo = 0xffff0000;
         auto lines = reinterpret_cast<Lines>(lanes);
         lines = (lines & ~laterTwo) | (__builtin_shufflevector(lines, lines, 2, 3, 0, 1) & laterTwo);
@@ -499,17 +502,19 @@ inline Vector<Lane> fifthsInOrder(Vector<Lane> lanes) {
             constexpr std::uint32_t odd = 0xff00ff00;
             lines = (lines & ~odd) | (__builtin_shufflevector(lines, lines, 1, 2, 3, 0) & odd);
         }
-        return reinterpret_cast<Vector<Lane>>(lines);
+        return reinterpret_cast<Vector<Lane, bytes>>(lines);
+    } else {
+        return everyFifthLane<Lane, bytes>(lanes, std::make_index_sequence<bytes / sizeof(Lane)>());
     }
 }
 
 /// Combines five values each, in place: 5 is the cell of many sensors. Of the windows that begin in five
 /// vectors, those that are cells begin in different lanes, so that one vector takes them all up. Reads four
 /// values more, and uses nothing of them.
-template <class R, class Value>
+template <class R, std::size_t vectorBytes, class Value>
 inline void combineFives(Value* values, std::size_t count) {
     using Lane = Unsigned<sizeof(Value)>;
-    constexpr std::size_t lanes = sizeof(Vector<Lane>) / sizeof(Lane);
+    constexpr std::size_t lanes = vectorBytes / sizeof(Lane);
     struct Masks {
         Lane ofCells[5][lanes];
     };
@@ -520,7 +525,7 @@ inline void combineFives(Value* values, std::size_t count) {
         return result;
     }();
     const auto vectorAt = [](const auto* memory) {
-        Vector<std::decay_t<decltype(*memory)>> vector;
+        Vector<std::decay_t<decltype(*memory)>, vectorBytes> vector;
         std::memcpy(&vector, memory, sizeof vector);
         return vector;
     };
@@ -531,11 +536,12 @@ inline void combineFives(Value* values, std::size_t count) {
     };
     std::size_t i = 0;
     for (; i + lanes <= count; i += lanes) {
-        Vector<Lane> cells{};
+        Vector<Lane, vectorBytes> cells{};
         for (std::size_t part = 0; part < 5; ++part)
-            cells |= reinterpret_cast<Vector<Lane>>(windowsAt(values + 5 * i + part * lanes, vectorAt)) &
+            cells |= reinterpret_cast<Vector<Lane, vectorBytes>>(
+                         windowsAt(values + 5 * i + part * lanes, vectorAt)) &
                      vectorAt(masks.ofCells[part]);
-        cells = fifthsInOrder<Lane>(cells);
+        cells = everyFifthLane<Lane, vectorBytes>(cells);
         std::memcpy(values + i, &cells, sizeof cells);
     }
     for (; i < count; ++i)
@@ -543,7 +549,7 @@ inline void combineFives(Value* values, std::size_t count) {
 }
 
 /// The value of each of so many cells beside each other. Scratch: four times the values of a line of them.
-template <class R, class Result, class Store>
+template <class R, std::size_t vectorBytes, class Result, class Store>
 inline void combineCells(PictureView<const typename R::Sample> source, std::size_t cellWidth,
                          std::size_t cellHeight, std::size_t top, std::size_t cells,
                          typename R::Value* scratch, Result* __restrict result, Store store,
@@ -579,7 +585,7 @@ inline void combineCells(PictureView<const typename R::Sample> source, std::size
         return combineEvery<R, 4>(scratch, cells, result, store);
     case 5:
         std::fill(second, second + 4, Value{});
-        combineFives<R>(scratch, cells);
+        combineFives<R, vectorBytes>(scratch, cells);
         return combineEvery<R, 1>(scratch, cells, result, store);
     case 8:
         combineEvery<R, 2>(scratch, cells * 4, second, same);
@@ -609,7 +615,7 @@ std::size_t cellsAtOnce(std::size_t cellWidth) {
 }
 
 /// A line of cells. Scratch: four lines of values of the cells that are combined at once.
-template <class R>
+template <class R, std::size_t vectorBytes>
 void reduceCells(R reduction, PictureView<const typename R::Sample> source,
                  PictureView<typename R::Sample> destination, std::size_t cellWidth, std::size_t cellHeight,
                  std::size_t cellLine, std::byte* scratch) {
@@ -624,7 +630,7 @@ void reduceCells(R reduction, PictureView<const typename R::Sample> source,
         const std::size_t first = std::min(done, cells - block); // the last block is a whole one, too
         PictureView<const Sample> part = source;
         part.data += first * cellWidth;
-        combineCells<R>(
+        combineCells<R, vectorBytes>(
             part, cellWidth, cellHeight, cellLine * cellHeight, block, reinterpret_cast<Value*>(scratch),
             destination.row(cellLine) + first, [&](Value value) { return reduction.store(value); },
             nextLines);
@@ -671,7 +677,7 @@ inline float stretched(float sample, float low, float high, double largest) {
 }
 
 /// Scratch: four lines of keys, and one each for low and high, of the source's width.
-template <class T>
+template <class T, std::size_t vectorBytes>
 void normalizeCells(PictureView<const T> source, PictureView<T> destination, std::size_t cellWidth,
                     std::size_t cellHeight, std::size_t cellLine, double largest,
                     typename Ordered<T>::Key* scratch, T* low, T* high) {
@@ -682,10 +688,10 @@ void normalizeCells(PictureView<const T> source, PictureView<T> destination, std
     T* const lowest = low + (width - cells);
     T* const highest = high + (width - cells);
     ReadAhead<T> nothing;
-    combineCells<Smallest<T>>(source, cellWidth, cellHeight, top, cells, scratch, lowest, &Smallest<T>::store,
-                              nothing);
-    combineCells<Largest<T>>(source, cellWidth, cellHeight, top, cells, scratch, highest, &Largest<T>::store,
-                             nothing);
+    combineCells<Smallest<T>, vectorBytes>(source, cellWidth, cellHeight, top, cells, scratch, lowest,
+                                           &Smallest<T>::store, nothing);
+    combineCells<Largest<T>, vectorBytes>(source, cellWidth, cellHeight, top, cells, scratch, highest,
+                                          &Largest<T>::store, nothing);
     const auto spread = [&](auto step) {
         for (std::size_t cell = 0; cell < cells; ++cell) {
             const T lowestOfCell = lowest[cell];
@@ -834,8 +840,9 @@ bool reduce(R reduction, const SzPicBuf& source, const Area& area, SzPicBuf& des
     const std::size_t cells = std::min(cellsAtOnce<T>(area.cellWidth), area.cellsPerLine());
     const std::size_t scratchBytes = 4 * cells * area.cellWidth * sizeof(typename R::Value);
     const auto reduceOne = [&](std::size_t cellLine, std::byte* scratch) {
-        forInstructionSets<&reduceCells<typename Portable<R>::Type>, &reduceCells<R>, &reduceCells<R>>(
-            reduction, in, out, area.cellWidth, area.cellHeight, cellLine, scratch);
+        forInstructionSets<&reduceCells<typename Portable<R>::Type, 16>, &reduceCells<R, 32>,
+                           &reduceCells<R, 64>>(reduction, in, out, area.cellWidth, area.cellHeight, cellLine,
+                                                scratch);
     };
     return forEachOnThreads(threadsFor(area.samples()), out.height, scratchBytes, reduceOne);
 }
@@ -921,7 +928,7 @@ bool CzPicBufAPI::FilterNormalizeOnMosaicPicBuf(const SzPicBuf& source, const QR
         const auto out = areaView<T>(destination, *area);
         const std::size_t lineBytes = width * sizeof(T);
         const auto normalizeOne = [&](std::size_t cellLine, std::byte* scratch) {
-            forInstructionSet<&normalizeCells<T>>(
+            forInstructionSets<&normalizeCells<T, 16>, &normalizeCells<T, 32>, &normalizeCells<T, 64>>(
                 in, out, area->cellWidth, area->cellHeight, cellLine, largest,
                 reinterpret_cast<typename Ordered<T>::Key*>(scratch), // as large as T
                 reinterpret_cast<T*>(scratch + 4 * lineBytes), reinterpret_cast<T*>(scratch + 5 * lineBytes));

@@ -266,6 +266,16 @@ TEST_P(MosaicFilter, valuesOfCellsInLinesOfSeveralBlocks) {
             }
 }
 
+TEST_P(MosaicFilter, windowsInLinesOfSeveralStrips) {
+    const std::pair<int, int> cells[] = {{2, 2}, {5, 3}, {16, 4}, {130, 2}};
+    for (const EzImageDataType type : kernelSampleTypes())
+        for (const std::uint32_t width : {1039U, 2310U}) {
+            const HeapPicture source = patternPicture(mosaicFormat(width, 9, type, 1));
+            for (const auto& [cellWidth, cellHeight] : cells)
+                expectPlainResults(*source, all(*source), cellWidth, cellHeight);
+        }
+}
+
 TEST_P(MosaicFilter, everyRegionOfASmallPicture) {
     for (const EzImageDataType type : kernelSampleTypes()) {
         const HeapPicture source = patternPicture(mosaicFormat(6, 5, type));

@@ -278,7 +278,74 @@ inline void combineWindows(const Value* values, std::size_t window, std::size_t 
     combineParts<R, 4>(part, window >> 2, values, window % 4, count, result, store);
 }
 
+// ---- In advance ----
+
+/// Has lines fetched that will be read or written, bit by bit, in the order of the memory: whatever the order
+/// in which they will be used, it is the one in which memory is fastest. T is const for a source.
+template <class T>
+class FetchAhead {
+public:
+    /// Nothing.
+    FetchAhead() = default;
+    /// So many lines from the line top on, and of each so many samples.
+    FetchAhead(PictureView<T> picture, std::size_t width, std::size_t top, std::size_t lines)
+        : m_picture(picture), m_width(width), m_line(top), m_end(top + lines) {}
+
+    /// The next samples, or what is left of their line.
+    void fetch(std::size_t samples) {
+        if (m_line == m_end)
+            return;
+        prefetch(m_picture.row(m_line) + m_x, samples * sizeof(T));
+        m_x += samples;
+        if (m_x >= m_width) {
+            m_x = 0;
+            ++m_line;
+        }
+    }
+
+private:
+    PictureView<T> m_picture{};
+    std::size_t m_width = 0;
+    std::size_t m_line = 0;
+    std::size_t m_end = 0;
+    std::size_t m_x = 0;
+};
+
+/// The lines that will be read and written for windows that begin in so many lines, from the line top on or
+/// as many of them as have windows.
+template <class T>
+class FetchWindowsAhead {
+public:
+    FetchWindowsAhead(PictureView<const T> source, PictureView<T> destination, std::size_t cellHeight,
+                      std::size_t top, std::size_t lines) {
+        const std::size_t withWindows = std::min(lines, source.height - cellHeight + 1 - top);
+        m_source = {source, source.width, top + cellHeight - 1, withWindows};
+        m_destination = {destination, source.width, top, withWindows};
+    }
+
+    void fetch(std::size_t samples) {
+        m_source.fetch(samples);
+        m_destination.fetch(samples);
+    }
+
+private:
+    FetchAhead<const T> m_source;
+    FetchAhead<T> m_destination;
+};
+
 // ---- A window at every sample ----
+
+/// Calls function(left, width) for strips of a line that together have all its windows, from left to right:
+/// what is made of a strip stays in the first cache, and as much can be fetched meanwhile. What is right of a
+/// strip's own windows belongs to the next one.
+template <class Sample, class Function>
+inline void forEachStrip(std::size_t width, std::size_t cellWidth, Function&& function) {
+    constexpr std::size_t stripBytes = 1024;
+    const std::size_t most = std::max(stripBytes / sizeof(Sample), 8 * cellWidth);
+    const std::size_t windows = width - cellWidth + 1;
+    for (std::size_t left = 0; left < windows; left += most)
+        function(left, std::min(most, windows - left) + cellWidth - 1);
+}
 
 /// A line of windows, from the values of their columns. Scratch: two lines of values.
 template <class R>
@@ -292,12 +359,14 @@ inline void slideAlong(R reduction, const typename R::Value* columns, std::size_
 
 /// The windows that begin in the lines top … end − 1, end at most top + cellHeight, after van Herk and Gil
 /// and Werman: a window reaches from its first line to the line top + cellHeight (a suffix), and from there
-/// over the first of the lines that follow (a prefix). Scratch: cellHeight + 4 lines of values.
+/// over the first of the lines that follow (a prefix). Scratch: cellHeight + 4 lines of values. With each
+/// line, as much is fetched ahead.
 template <class R>
 inline void slideBySuffixes(R reduction, PictureView<const typename R::Sample> source,
                             PictureView<typename R::Sample> destination, std::size_t cellWidth,
                             std::size_t cellHeight, std::size_t top, std::size_t end,
-                            typename R::Value* __restrict scratch) {
+                            typename R::Value* __restrict scratch,
+                            FetchWindowsAhead<typename R::Sample>& ahead) {
     using Value = typename R::Value;
     const std::size_t width = source.width;
     const std::size_t pitch = scratchPitch<Value>(width);
@@ -314,12 +383,14 @@ inline void slideBySuffixes(R reduction, PictureView<const typename R::Sample> s
 
     for (std::size_t line = last; line-- > 0;)
         combineLine<R>(suffix(line + 1), source.row(top + line), suffixes + line * pitch, width);
+    ahead.fetch(width);
     slideAlong(reduction, suffix(0), width, cellWidth, destination.row(top), windows);
 
     const Value* prefix = nullptr;
     for (std::size_t line = 1; line < end - top; ++line) {
         const typename R::Sample* __restrict const next = source.row(top + last + line);
         const Value* const shortened = suffix(line);
+        ahead.fetch(width);
         if (!prefix) {
             combineLine<R>(shortened, next, columns, width);
             prefix = valuesOf<R>(next, longestPrefix, width);
@@ -350,7 +421,12 @@ inline void slideBySums(R reduction, PictureView<const typename R::Sample> sourc
     for (std::size_t line = top; line < top + cellHeight; ++line)
         combineLine<R>(columns, source.row(line), columns, width);
     for (std::size_t line = top;; ++line) {
-        slideAlong(reduction, columns, width, cellWidth, destination.row(line), windows);
+        FetchWindowsAhead<typename R::Sample> ahead(source, destination, cellHeight, line + 1, 1);
+        forEachStrip<typename R::Sample>(width, cellWidth, [&](std::size_t left, std::size_t stripWidth) {
+            ahead.fetch(stripWidth);
+            slideAlong(reduction, columns + left, stripWidth, cellWidth, destination.row(line) + left,
+                       windows);
+        });
         if (line + 1 == end)
             return;
         const typename R::Sample* __restrict const next = source.row(line + cellHeight);
@@ -363,45 +439,25 @@ inline void slideBySums(R reduction, PictureView<const typename R::Sample> sourc
 template <class R>
 void slideBlock(R reduction, PictureView<const typename R::Sample> source,
                 PictureView<typename R::Sample> destination, std::size_t cellWidth, std::size_t cellHeight,
-                std::size_t top, std::size_t end, typename R::Value* scratch) {
-    if constexpr (R::canRemove)
-        slideBySums(reduction, source, destination, cellWidth, cellHeight, top, end, scratch);
-    else
-        slideBySuffixes(reduction, source, destination, cellWidth, cellHeight, top, end, scratch);
+                std::size_t top, std::size_t end, std::byte* scratch) {
+    using Sample = typename R::Sample;
+    auto* const values = reinterpret_cast<typename R::Value*>(scratch);
+    if constexpr (R::canRemove) {
+        slideBySums(reduction, source, destination, cellWidth, cellHeight, top, end, values);
+    } else {
+        FetchWindowsAhead<Sample> nextBlock(source, destination, cellHeight, end, end - top);
+        forEachStrip<Sample>(source.width, cellWidth, [&](std::size_t left, std::size_t width) {
+            PictureView<const Sample> from = source;
+            PictureView<Sample> to = destination;
+            from.data += left;
+            from.width = static_cast<std::uint32_t>(width);
+            to.data += left;
+            slideBySuffixes(reduction, from, to, cellWidth, cellHeight, top, end, values, nextBlock);
+        });
+    }
 }
 
 // ---- One value per cell ----
-
-/// Has lines fetched in advance, bit by bit, in the order of the memory: whatever the order in which they
-/// will be used, it is the one in which memory is fastest.
-template <class T>
-class ReadAhead {
-public:
-    /// Nothing.
-    ReadAhead() = default;
-    /// So many lines from the line top on, and of each so many samples.
-    ReadAhead(PictureView<const T> source, std::size_t width, std::size_t top, std::size_t lines)
-        : m_source(source), m_width(width), m_line(top), m_end(top + lines) {}
-
-    /// The next samples, or what is left of their line.
-    void fetch(std::size_t samples) {
-        if (m_line == m_end)
-            return;
-        prefetch(m_source.row(m_line) + m_x, samples * sizeof(T));
-        m_x += samples;
-        if (m_x >= m_width) {
-            m_x = 0;
-            ++m_line;
-        }
-    }
-
-private:
-    PictureView<const T> m_source{};
-    std::size_t m_width = 0;
-    std::size_t m_line = 0;
-    std::size_t m_end = 0;
-    std::size_t m_x = 0;
-};
 
 /// Combines so many lines and, unless they are the first ones, the values. load(line, x) makes the value of
 /// place x.
@@ -446,12 +502,12 @@ inline void combineSomeLines(PictureView<const typename R::Sample> source, std::
 template <class R, class Load>
 inline void combineLines(PictureView<const typename R::Sample> source, std::size_t top, std::size_t lines,
                          std::size_t width, typename R::Value* values, Load load,
-                         ReadAhead<typename R::Sample>& readAhead, std::size_t samples) {
+                         FetchAhead<const typename R::Sample>& ahead, std::size_t samples) {
     for (std::size_t line = 0; line < lines;) {
         const std::size_t left = lines - line;
         const std::size_t pass = left > mostLinesInAPass ? 4 : left;
         for (std::size_t i = 0; i < pass; ++i)
-            readAhead.fetch(samples);
+            ahead.fetch(samples);
         if (line == 0)
             combineSomeLines<R, true>(source, top, pass, width, values, load);
         else
@@ -553,11 +609,11 @@ template <class R, std::size_t vectorBytes, class Result, class Store>
 inline void combineCells(PictureView<const typename R::Sample> source, std::size_t cellWidth,
                          std::size_t cellHeight, std::size_t top, std::size_t cells,
                          typename R::Value* scratch, Result* __restrict result, Store store,
-                         ReadAhead<typename R::Sample>& readAhead) {
+                         FetchAhead<const typename R::Sample>& ahead) {
     using Sample = typename R::Sample;
     using Value = typename R::Value;
     const auto combineDown = [&](std::size_t width, auto load) {
-        combineLines<R>(source, top, cellHeight, width, scratch, load, readAhead, cells * cellWidth);
+        combineLines<R>(source, top, cellHeight, width, scratch, load, ahead, cells * cellWidth);
     };
     std::size_t step = cellWidth; // values in a cell when its lines have been combined
     if constexpr (R::canRemove && sizeof(Value) == 2 * sizeof(Sample)) {
@@ -624,8 +680,8 @@ void reduceCells(R reduction, PictureView<const typename R::Sample> source,
     const std::size_t cells = destination.width;
     const std::size_t block = std::min(cellsAtOnce<Sample>(cellWidth), cells);
     const std::size_t next = cellLine + 1;
-    ReadAhead<Sample> nextLines(source, cells * cellWidth, next * cellHeight,
-                                next < destination.height ? cellHeight : 0);
+    FetchAhead<const Sample> nextLines(source, cells * cellWidth, next * cellHeight,
+                                       next < destination.height ? cellHeight : 0);
     for (std::size_t done = 0; done < cells; done += block) {
         const std::size_t first = std::min(done, cells - block); // the last block is a whole one, too
         PictureView<const Sample> part = source;
@@ -687,7 +743,7 @@ void normalizeCells(PictureView<const T> source, PictureView<T> destination, std
     // Cell by cell into the end of the lines, then sample by sample.
     T* const lowest = low + (width - cells);
     T* const highest = high + (width - cells);
-    ReadAhead<T> nothing;
+    FetchAhead<const T> nothing;
     combineCells<Smallest<T>, vectorBytes>(source, cellWidth, cellHeight, top, cells, scratch, lowest,
                                            &Smallest<T>::store, nothing);
     combineCells<Largest<T>, vectorBytes>(source, cellWidth, cellHeight, top, cells, scratch, highest,
@@ -817,9 +873,9 @@ bool slide(R reduction, const SzPicBuf& source, const Area& area, SzPicBuf& dest
     const std::size_t scratchBytes = scratchLines * scratchPitch<Value>(area.width) * sizeof(Value);
     const auto slideOne = [&](std::size_t block, std::byte* scratch) {
         const std::size_t top = block * blockLines;
-        forInstructionSet<&slideBlock<R>>(reduction, in, out, area.cellWidth, area.cellHeight, top,
-                                          std::min(top + blockLines, lines),
-                                          reinterpret_cast<Value*>(scratch));
+        forInstructionSets<&slideBlock<typename Portable<R>::Type>, &slideBlock<R>, &slideBlock<R>>(
+            reduction, in, out, area.cellWidth, area.cellHeight, top, std::min(top + blockLines, lines),
+            scratch);
     };
     if (!forEachOnThreads(threads, blocks, scratchBytes, slideOne))
         return false;

@@ -311,6 +311,13 @@ private:
     std::size_t m_x = 0;
 };
 
+/// Lines of no more than half a page stay in the first cache as a whole, and the processor by itself fetches
+/// them in time.
+template <class T>
+constexpr bool isShortLine(std::size_t width) {
+    return width * sizeof(T) <= 2048;
+}
+
 /// The lines that will be read and written for windows that begin in so many lines, from the line top on or
 /// as many of them as have windows.
 template <class T>
@@ -318,6 +325,8 @@ class FetchWindowsAhead {
 public:
     FetchWindowsAhead(PictureView<const T> source, PictureView<T> destination, std::size_t cellHeight,
                       std::size_t top, std::size_t lines) {
+        if (isShortLine<T>(source.width))
+            return;
         const std::size_t withWindows = std::min(lines, source.height - cellHeight + 1 - top);
         m_source = {source, source.width, top + cellHeight - 1, withWindows};
         m_destination = {destination, source.width, top, withWindows};
@@ -341,7 +350,8 @@ private:
 template <class Sample, class Function>
 inline void forEachStrip(std::size_t width, std::size_t cellWidth, Function&& function) {
     constexpr std::size_t stripBytes = 1024;
-    const std::size_t most = std::max(stripBytes / sizeof(Sample), 8 * cellWidth);
+    const std::size_t most =
+        isShortLine<Sample>(width) ? width : std::max(stripBytes / sizeof(Sample), 8 * cellWidth);
     const std::size_t windows = width - cellWidth + 1;
     for (std::size_t left = 0; left < windows; left += most)
         function(left, std::min(most, windows - left) + cellWidth - 1);

@@ -311,8 +311,7 @@ private:
     std::size_t m_x = 0;
 };
 
-/// Lines of no more than half a page stay in the first cache as a whole, and the processor by itself fetches
-/// them in time.
+/// Lines of no more than half a page stay in the first cache as a whole.
 template <class T>
 constexpr bool isShortLine(std::size_t width) {
     return width * sizeof(T) <= 2048;
@@ -325,11 +324,10 @@ class FetchWindowsAhead {
 public:
     FetchWindowsAhead(PictureView<const T> source, PictureView<T> destination, std::size_t cellHeight,
                       std::size_t top, std::size_t lines) {
-        if (isShortLine<T>(source.width))
-            return;
         const std::size_t withWindows = std::min(lines, source.height - cellHeight + 1 - top);
         m_source = {source, source.width, top + cellHeight - 1, withWindows};
-        m_destination = {destination, source.width, top, withWindows};
+        if (!isShortLine<T>(source.width)) // those come in time by themselves where they are written only
+            m_destination = {destination, source.width, top, withWindows};
     }
 
     void fetch(std::size_t samples) {

@@ -84,23 +84,25 @@ TEST_P(Histogram, isTheOneOfAPlainComputationForEveryTypeLayoutAndPitch) {
         }
 }
 
-/// Counts sample by sample; the picture's lines are packed.
+/// Counts sample by sample, what exceeds the depth as its largest; the picture's lines are packed.
 template <class T>
 std::vector<std::vector<std::uint32_t>> plainCounts(const SzPicBuf& picture) {
     std::vector<std::vector<std::uint32_t>> counts(
-        picture.channels, std::vector<std::uint32_t>(std::size_t{1} << 8 * sizeof(T)));
+        picture.channels, std::vector<std::uint32_t>(std::size_t{1} << picture.bitDepth));
     const auto* const samples = reinterpret_cast<const T*>(picture.data);
     for (std::size_t i = 0; i < std::size_t{picture.width} * picture.height * picture.channels; ++i)
-        ++counts[i % picture.channels][samples[i]];
+        ++counts[i % picture.channels][std::min<std::size_t>(samples[i], counts[0].size() - 1)];
     return counts;
 }
 
 template <class T>
 void expectPlainCounts(std::uint32_t width, std::uint32_t height, std::uint32_t channels,
-                       const std::function<T(std::size_t)>& sampleOf) {
+                       const std::function<T(std::size_t)>& sampleOf,
+                       std::uint32_t bitDepth = 8 * sizeof(T)) {
     const EzImageDataType type = sizeof(T) == 1 ? EzImageDataType::UInt8 : EzImageDataType::UInt16;
     SzPicBufInfo format = pictureFormat(width, height, channels, type);
     format.linePitch = width * channels * static_cast<std::uint32_t>(sizeof(T));
+    format.bitDepth = bitDepth;
     SCOPED_TRACE(formatName(format));
     HeapPicture picture(format);
     for (std::size_t i = 0; i < std::size_t{width} * height * channels; ++i)
@@ -110,8 +112,8 @@ void expectPlainCounts(std::uint32_t width, std::uint32_t height, std::uint32_t 
     ASSERT_EQ(histogram.channels.size(), static_cast<int>(channels));
     for (std::uint32_t channel = 0; channel < channels; ++channel) {
         const std::uint32_t place = channels == 3 ? 2 - channel : channel;
-        EXPECT_TRUE(std::equal(expected[place].begin(), expected[place].end(),
-                               histogram.channels[static_cast<int>(channel)].bins.begin()))
+        const QVector<std::uint32_t>& bins = histogram.channels[static_cast<int>(channel)].bins;
+        EXPECT_TRUE(std::equal(expected[place].begin(), expected[place].end(), bins.begin(), bins.end()))
             << channel;
     }
 }
@@ -139,6 +141,22 @@ TYPED_TEST(HistogramCounts, areThoseOfEachSampleInNoise) {
         expectPlainCounts<TypeParam>(997, 301, channels,
                                      [&](std::size_t) { return static_cast<TypeParam>(random()); });
     }
+}
+
+// Up to 13 bits there are more counters for each value than beyond: runs, so that counters end, and what no
+// sensor of that depth sends.
+TEST(HistogramCountsOfDepths, areThoseOfEachSampleWithFewAndWithManyValues) {
+    for (const std::uint32_t bitDepth : {1U, 12U, 13U, 14U})
+        for (std::uint32_t channels = 1; channels <= 4; ++channels)
+            for (const std::uint32_t width : {1U, 2U, 3U, 5U, 1023U, 4099U}) {
+                std::mt19937 random(width);
+                expectPlainCounts<std::uint16_t>(
+                    width, 7, channels,
+                    [&](std::size_t i) {
+                        return static_cast<std::uint16_t>(i % 4096 < 3000 ? i % channels : random());
+                    },
+                    bitDepth);
+            }
 }
 
 // ---- By hand ----

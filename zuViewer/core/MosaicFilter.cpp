@@ -12,6 +12,7 @@
 #include "PicBufGeometry.h"
 #include "PictureView.h"
 #include "Prefetch.h"
+#include "Unsigned.h"
 
 #include <QRect>
 
@@ -537,12 +538,6 @@ inline void combineEvery(const Value* __restrict values, std::size_t count, Resu
         result[i] = store(value);
     }
 }
-
-template <std::size_t size>
-using Unsigned =
-    std::conditional_t<size == 1, std::uint8_t,
-                       std::conditional_t<size == 2, std::uint16_t,
-                                          std::conditional_t<size == 4, std::uint32_t, std::uint64_t>>>;
 
 template <class Lane, std::size_t bytes>
 using Vector [[gnu::vector_size(bytes)]] = Lane;

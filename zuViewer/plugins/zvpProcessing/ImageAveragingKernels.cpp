@@ -8,6 +8,7 @@
 #include "InstructionSet.h"
 #include "PictureView.h"
 #include "Prefetch.h"
+#include "Unsigned.h"
 
 #include <algorithm>
 #include <cstring>
@@ -137,13 +138,6 @@ void repeatPixel(T* pixels, std::size_t channels, std::size_t samples) {
     for (std::size_t done = channels; done < samples; done *= 2)
         std::memcpy(pixels + done, pixels, std::min(done, samples - done) * sizeof(T));
 }
-
-/// An unsigned integer of this many bytes.
-template <std::size_t bytes>
-using Unsigned =
-    std::conditional_t<bytes == 1, std::uint8_t,
-                       std::conditional_t<bytes == 2, std::uint16_t,
-                                          std::conditional_t<bytes == 4, std::uint32_t, std::uint64_t>>>;
 
 /// Adds up the pixels of a row, of one sample or four. The sums are those of the samples of a pixel.
 template <std::size_t vectorSize, std::size_t channels, class T>

@@ -242,11 +242,12 @@ TEST_P(MosaicFilter, everySizeFrom1x1) {
 }
 
 TEST_P(MosaicFilter, everyWidthAroundWholeVectors) {
+    const std::pair<int, int> cells[] = {{2, 2}, {4, 4}, {4, 1}, {5, 5}, {8, 3}, {16, 2}, {16, 1}};
     for (const EzImageDataType type : kernelSampleTypes())
         for (std::uint32_t width = 62; width <= 134; ++width) {
             const HeapPicture source = patternPicture(mosaicFormat(width, 6, type, 1));
-            for (const int cell : {2, 4, 5})
-                expectPlainResults(*source, all(*source), cell, cell);
+            for (const auto& [cellWidth, cellHeight] : cells)
+                expectPlainResults(*source, all(*source), cellWidth, cellHeight);
         }
 }
 
@@ -267,7 +268,7 @@ TEST_P(MosaicFilter, valuesOfCellsInLinesOfSeveralBlocks) {
 }
 
 TEST_P(MosaicFilter, windowsInLinesOfSeveralStrips) {
-    const std::pair<int, int> cells[] = {{2, 2}, {5, 3}, {16, 4}, {130, 2}};
+    const std::pair<int, int> cells[] = {{2, 2}, {4, 3}, {5, 3}, {8, 1}, {16, 4}, {130, 2}};
     for (const EzImageDataType type : kernelSampleTypes())
         for (const std::uint32_t width : {1039U, 2310U}) {
             const HeapPicture source = patternPicture(mosaicFormat(width, 9, type, 1));

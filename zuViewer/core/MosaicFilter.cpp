@@ -2,10 +2,11 @@
 // Statistics of mosaic pictures, cell by cell or in a window of a cell's size at every sample.
 //
 // A window is combined column by column first: the line of a window's columns stays in the cache while it is
-// combined to windows. The first step costs nearly the same for cells of all heights, the second one more
-// pass over the line for each doubling of the width. Both work with whole lines (so that they can be
-// vectorised) and combine nothing but the samples of the window: a sum of floats does not depend on its
-// neighbours, and nothing on the number of threads.
+// combined to windows. The first step costs nearly the same for cells of all heights. The second one doubles
+// the width: in the lanes of vectors where it is a power of two, otherwise with one more pass over the line
+// for each time. Both work with whole lines (so that they can be vectorised) and combine nothing but the
+// samples of the window, in the same order everywhere: a sum of floats does not depend on its neighbours, and
+// nothing on the number of threads.
 #include "ExactDivision.h"
 #include "InstructionSet.h"
 #include "PicBufAPI.h"
@@ -182,25 +183,37 @@ struct Mean<float, double> {
 
 // ---- Lines ----
 
+/// Windows that are made at once.
+constexpr std::size_t blockOfWindows = 64;
+
+/// What may be read behind the last value of a line: the rest of a block, and a vector more.
+template <class Value>
+constexpr std::size_t valuesReadBeyond = blockOfWindows + cacheLine / sizeof(Value);
+
 /// Values from one line of scratch to the next: each begins a cache line.
 template <class Value>
 constexpr std::size_t scratchPitch(std::size_t width) {
     constexpr std::size_t values = cacheLine / sizeof(Value);
-    return (width / values + 1) * values;
+    return ((width + valuesReadBeyond<Value>) / values + 1) * values;
+}
+
+/// The values of a line of samples, made in scratch.
+template <class R>
+inline const typename R::Value* loadLine(const typename R::Sample* __restrict line,
+                                         typename R::Value* __restrict scratch, std::size_t count) {
+    for (std::size_t x = 0; x < count; ++x)
+        scratch[x] = R::load(line[x]);
+    return scratch;
 }
 
 /// The values of a line of samples: themselves where they are values already, otherwise made in scratch.
 template <class R>
 inline const typename R::Value* valuesOf(const typename R::Sample* line,
                                          typename R::Value* __restrict scratch, std::size_t count) {
-    if constexpr (std::is_same_v<typename R::Sample, typename R::Value>) {
+    if constexpr (std::is_same_v<typename R::Sample, typename R::Value>)
         return line;
-    } else {
-        const typename R::Sample* __restrict const samples = line;
-        for (std::size_t x = 0; x < count; ++x)
-            scratch[x] = R::load(samples[x]);
-        return scratch;
-    }
+    else
+        return loadLine<R>(line, scratch, count);
 }
 
 /// Combines each value with a sample. The result may be the values themselves.
@@ -228,11 +241,10 @@ inline void combineParts(const Value* __restrict part, std::size_t step, const V
     };
     // A line of windows is hardly ever a multiple of a vector. What is left over, one by one, would take as
     // long as many vectors: the last whole block is moved back into the line instead.
-    constexpr std::size_t block = 64;
-    const std::size_t inBlocks = count & ~(block - 1);
+    const std::size_t inBlocks = count - count % blockOfWindows;
     for (std::size_t x = 0; x < inBlocks; ++x)
         combineAt(x);
-    for (std::size_t x = count < block ? 0 : count - block; x < count; ++x)
+    for (std::size_t x = count < blockOfWindows ? 0 : count - blockOfWindows; x < count; ++x)
         combineAt(x);
 }
 
@@ -277,6 +289,117 @@ inline void combineWindows(const Value* values, std::size_t window, std::size_t 
         std::swap(first, second);
     }
     combineParts<R, 4>(part, window >> 2, values, window % 4, count, result, store);
+}
+
+// ---- Windows in the lanes of vectors ----
+
+template <class Lane, std::size_t bytes>
+using Vector [[gnu::vector_size(bytes)]] = Lane;
+
+template <std::size_t first, class V, std::size_t... i>
+inline V lanesFrom(V left, V right, std::index_sequence<i...> /*all*/) {
+    return __builtin_shufflevector(left, right, (first + i)...);
+}
+
+/// As many lanes as one vector has, from the given one on, of two vectors beside each other.
+template <std::size_t first, class Lane, std::size_t bytes>
+inline Vector<Lane, bytes> lanesFrom(Vector<Lane, bytes> left, Vector<Lane, bytes> right) {
+    constexpr std::size_t firstBit = 8 * first * sizeof(Lane);
+    if constexpr (bytes == 16 && firstBit < 64) {
+        // SSE2 has no such instruction for single bytes, but shifts in each half of a vector.
+        using Halves = Vector<std::uint64_t, bytes>;
+        const auto halves = reinterpret_cast<Halves>(left);
+        const Halves nextHalves = __builtin_shufflevector(halves, reinterpret_cast<Halves>(right), 1, 2);
+        return reinterpret_cast<Vector<Lane, bytes>>((halves >> firstBit) | (nextHalves << (64 - firstBit)));
+    } else {
+        return lanesFrom<first>(left, right, std::make_index_sequence<bytes / sizeof(Lane)>());
+    }
+}
+
+/// Makes windows of twice the length: of those that begin in a vector's lanes, after those of the vector to
+/// the right of it.
+template <class R, std::size_t length, std::size_t vectorBytes>
+class Doubling {
+public:
+    using Lanes = Vector<typename R::Value, vectorBytes>;
+
+    Lanes operator()(Lanes windows) {
+        Lanes later;
+        if constexpr (length < lanes)
+            later = lanesFrom<length, typename R::Value, vectorBytes>(windows, m_toTheRight[0]);
+        else
+            later = m_toTheRight[vectors - 1];
+        for (std::size_t i = vectors - 1; i > 0; --i)
+            m_toTheRight[i] = m_toTheRight[i - 1];
+        m_toTheRight[0] = windows;
+        return R::combine(windows, later);
+    }
+
+private:
+    static constexpr std::size_t lanes = vectorBytes / sizeof(typename R::Value);
+    static constexpr std::size_t vectors = (length + lanes - 1) / lanes;
+    Lanes m_toTheRight[vectors]{};
+};
+
+/// What combineWindows() makes of windows of 4, 8 or 16 values, without storing any shorter windows. Reads
+/// less than valuesReadBeyond values behind those of the windows, and uses nothing of them.
+template <class R, std::size_t vectorBytes, std::size_t window, class Value, class Result, class Store>
+inline void combineInLanes(const Value* __restrict values, std::size_t count, Result* __restrict result,
+                           Store store) {
+    constexpr std::size_t lanes = vectorBytes / sizeof(Value);
+    constexpr bool storedAsTheyAre = std::is_same_v<Value, Result>;
+    constexpr std::size_t block = storedAsTheyAre ? lanes : blockOfWindows;
+    const auto vectorAt = [](const Value* from) {
+        Vector<Value, vectorBytes> vector;
+        std::memcpy(&vector, from, vectorBytes);
+        return vector;
+    };
+    Doubling<R, 1, vectorBytes> two;
+    Doubling<R, 2, vectorBytes> four;
+    Doubling<R, 4, vectorBytes> eight;
+    Doubling<R, 8, vectorBytes> sixteen;
+    const auto windowsAt = [&](const Value* from) {
+        Vector<Value, vectorBytes> windows = vectorAt(from);
+        if constexpr (vectorBytes == cacheLine) // nearly all others would be parts of two cache lines
+            windows = four(two(windows));
+        else
+            windows = R::combine(R::combine(windows, vectorAt(from + 1)),
+                                 R::combine(vectorAt(from + 2), vectorAt(from + 3)));
+        if constexpr (window >= 8)
+            windows = eight(windows);
+        if constexpr (window >= 16)
+            windows = sixteen(windows);
+        return windows;
+    };
+    const auto combineBlock = [&](const Value* from, Result* to) {
+        if constexpr (storedAsTheyAre) {
+            const auto windows = windowsAt(from);
+            std::memcpy(to, &windows, vectorBytes);
+        } else {
+            Value windows[block];
+            for (std::size_t i = block; i > 0; i -= lanes) {
+                const auto some = windowsAt(from + i - lanes);
+                std::memcpy(windows + i - lanes, &some, vectorBytes);
+            }
+            for (std::size_t i = 0; i < block; ++i)
+                to[i] = store(windows[i]);
+        }
+    };
+
+    const std::size_t rest = count % block;
+    std::size_t begin = count - rest;
+    // What is to the right of the first vector that counts.
+    for (std::size_t i = (window - 2) / lanes + 1; i > 0; --i)
+        windowsAt(values + begin + (rest > 0 ? block : 0) + (i - 1) * lanes);
+    if (rest > 0) {
+        Result last[block];
+        combineBlock(values + begin, last);
+        std::copy_n(last, rest, result + begin);
+    }
+    while (begin > 0) {
+        begin -= block;
+        combineBlock(values + begin, result + begin);
+    }
 }
 
 // ---- In advance ----
@@ -343,49 +466,73 @@ private:
 
 // ---- A window at every sample ----
 
-/// Calls function(left, width) for strips of a line that together have all its windows, from left to right:
-/// what is made of a strip stays in the first cache, and as much can be fetched meanwhile. What is right of a
-/// strip's own windows belongs to the next one.
+/// A part of a line: so many windows that begin side by side, the samples that are looked at for them, and
+/// the places behind them that repeat the last window.
+struct Strip {
+    std::size_t left;
+    std::size_t windows;
+    std::size_t width;
+    std::size_t repeats;
+};
+
+/// Calls function(strip) for strips of a line that together have all its windows, from left to right: what is
+/// made of a strip stays in the first cache, and as much can be fetched meanwhile.
 template <class Sample, class Function>
 inline void forEachStrip(std::size_t width, std::size_t cellWidth, Function&& function) {
     constexpr std::size_t stripBytes = 1024;
+    constexpr std::size_t inCacheLine = cacheLine / sizeof(Sample);
     const std::size_t most =
         isShortLine<Sample>(width) ? width : std::max(stripBytes / sizeof(Sample), 8 * cellWidth);
     const std::size_t windows = width - cellWidth + 1;
-    for (std::size_t left = 0; left < windows; left += most)
-        function(left, std::min(most, windows - left) + cellWidth - 1);
+    for (Strip strip{}; strip.left < windows; strip.left += strip.windows) {
+        strip.windows = std::min(most, windows - strip.left);
+        // Whole vectors where there are samples enough: what is left over, one by one, would take as long.
+        const std::size_t needed = strip.windows + cellWidth - 1;
+        strip.width = std::min((needed + inCacheLine - 1) / inCacheLine * inCacheLine, width - strip.left);
+        strip.repeats = strip.left + strip.windows < windows ? 0 : cellWidth - 1;
+        function(strip);
+    }
 }
 
 /// A line of windows, from the values of their columns. Scratch: two lines of values.
-template <class R>
-inline void slideAlong(R reduction, const typename R::Value* columns, std::size_t width,
+template <class R, std::size_t vectorBytes>
+inline void slideAlong(R reduction, const typename R::Value* columns, const Strip& strip,
                        std::size_t cellWidth, typename R::Sample* out, typename R::Value* scratch) {
-    const std::size_t windows = width - cellWidth + 1;
-    combineWindows<R>(columns, cellWidth, windows, scratch, scratch + scratchPitch<typename R::Value>(width),
-                      out, [&](typename R::Value value) { return reduction.store(value); });
-    std::fill(out + windows, out + width, out[windows - 1]);
+    const auto store = [=](typename R::Value value) { return reduction.store(value); };
+    const std::size_t windows = strip.windows;
+    if (cellWidth == 16)
+        combineInLanes<R, vectorBytes, 16>(columns, windows, out, store);
+    else if (cellWidth == 8)
+        combineInLanes<R, vectorBytes, 8>(columns, windows, out, store);
+    else if (cellWidth == 4 && vectorBytes == cacheLine)
+        combineInLanes<R, vectorBytes, 4>(columns, windows, out, store);
+    else
+        combineWindows<R>(columns, cellWidth, windows, scratch,
+                          scratch + scratchPitch<typename R::Value>(strip.width), out, store);
+    std::fill(out + windows, out + windows + strip.repeats, out[windows - 1]);
 }
 
 /// The windows that begin in the lines top … end − 1, end at most top + cellHeight, after van Herk and Gil
 /// and Werman: a window reaches from its first line to the line top + cellHeight (a suffix), and from there
 /// over the first of the lines that follow (a prefix). Scratch: cellHeight + 4 lines of values. With each
 /// line, as much is fetched ahead.
-template <class R>
+template <class R, std::size_t vectorBytes>
 inline void slideBySuffixes(R reduction, PictureView<const typename R::Sample> source,
-                            PictureView<typename R::Sample> destination, std::size_t cellWidth,
-                            std::size_t cellHeight, std::size_t top, std::size_t end,
+                            PictureView<typename R::Sample> destination, const Strip& strip,
+                            std::size_t cellWidth, std::size_t cellHeight, std::size_t top, std::size_t end,
                             typename R::Value* __restrict scratch,
                             FetchWindowsAhead<typename R::Sample>& ahead) {
     using Value = typename R::Value;
-    const std::size_t width = source.width;
+    const std::size_t width = strip.width;
     const std::size_t pitch = scratchPitch<Value>(width);
     const std::size_t last = cellHeight - 1;
     Value* const columns = scratch;
     Value* const longestPrefix = scratch + pitch;
     Value* const windows = scratch + 2 * pitch;
     Value* const suffixes = scratch + 4 * pitch; // the one that begins at a line has the line's number ...
-    const Value* const lastSuffix =              // ... but the last may be the line itself
-        valuesOf<R>(source.row(top + last), suffixes + last * pitch, width);
+    const Value* const lastSuffix = // ... but the last may be the line itself, unless windows are made of it
+        last > 0 ? valuesOf<R>(source.row(top + last), suffixes + last * pitch, width)
+                 : loadLine<R>(source.row(top), suffixes, width);
     const auto suffix = [&](std::size_t line) -> const Value* {
         return line == last ? lastSuffix : suffixes + line * pitch;
     };
@@ -393,7 +540,7 @@ inline void slideBySuffixes(R reduction, PictureView<const typename R::Sample> s
     for (std::size_t line = last; line-- > 0;)
         combineLine<R>(suffix(line + 1), source.row(top + line), suffixes + line * pitch, width);
     ahead.fetch(width);
-    slideAlong(reduction, suffix(0), width, cellWidth, destination.row(top), windows);
+    slideAlong<R, vectorBytes>(reduction, suffix(0), strip, cellWidth, destination.row(top), windows);
 
     const Value* prefix = nullptr;
     for (std::size_t line = 1; line < end - top; ++line) {
@@ -412,12 +559,13 @@ inline void slideBySuffixes(R reduction, PictureView<const typename R::Sample> s
             }
             prefix = longestPrefix;
         }
-        slideAlong(reduction, columns, width, cellWidth, destination.row(top + line), windows);
+        slideAlong<R, vectorBytes>(reduction, columns, strip, cellWidth, destination.row(top + line),
+                                   windows);
     }
 }
 
 /// The windows that begin in the lines top … end − 1, by running sums. Scratch: three lines of values.
-template <class R>
+template <class R, std::size_t vectorBytes>
 inline void slideBySums(R reduction, PictureView<const typename R::Sample> source,
                         PictureView<typename R::Sample> destination, std::size_t cellWidth,
                         std::size_t cellHeight, std::size_t top, std::size_t end,
@@ -431,10 +579,10 @@ inline void slideBySums(R reduction, PictureView<const typename R::Sample> sourc
         combineLine<R>(columns, source.row(line), columns, width);
     for (std::size_t line = top;; ++line) {
         FetchWindowsAhead<typename R::Sample> ahead(source, destination, cellHeight, line + 1, 1);
-        forEachStrip<typename R::Sample>(width, cellWidth, [&](std::size_t left, std::size_t stripWidth) {
-            ahead.fetch(stripWidth);
-            slideAlong(reduction, columns + left, stripWidth, cellWidth, destination.row(line) + left,
-                       windows);
+        forEachStrip<typename R::Sample>(width, cellWidth, [&](const Strip& strip) {
+            ahead.fetch(strip.width);
+            slideAlong<R, vectorBytes>(reduction, columns + strip.left, strip, cellWidth,
+                                       destination.row(line) + strip.left, windows);
         });
         if (line + 1 == end)
             return;
@@ -445,23 +593,23 @@ inline void slideBySums(R reduction, PictureView<const typename R::Sample> sourc
     }
 }
 
-template <class R>
+template <class R, std::size_t vectorBytes>
 void slideBlock(R reduction, PictureView<const typename R::Sample> source,
                 PictureView<typename R::Sample> destination, std::size_t cellWidth, std::size_t cellHeight,
                 std::size_t top, std::size_t end, std::byte* scratch) {
     using Sample = typename R::Sample;
     auto* const values = reinterpret_cast<typename R::Value*>(scratch);
     if constexpr (R::canRemove) {
-        slideBySums(reduction, source, destination, cellWidth, cellHeight, top, end, values);
+        slideBySums<R, vectorBytes>(reduction, source, destination, cellWidth, cellHeight, top, end, values);
     } else {
         FetchWindowsAhead<Sample> nextBlock(source, destination, cellHeight, end, end - top);
-        forEachStrip<Sample>(source.width, cellWidth, [&](std::size_t left, std::size_t width) {
+        forEachStrip<Sample>(source.width, cellWidth, [&](const Strip& strip) {
             PictureView<const Sample> from = source;
             PictureView<Sample> to = destination;
-            from.data += left;
-            from.width = static_cast<std::uint32_t>(width);
-            to.data += left;
-            slideBySuffixes(reduction, from, to, cellWidth, cellHeight, top, end, values, nextBlock);
+            from.data += strip.left;
+            to.data += strip.left;
+            slideBySuffixes<R, vectorBytes>(reduction, from, to, strip, cellWidth, cellHeight, top, end,
+                                            values, nextBlock);
         });
     }
 }
@@ -538,9 +686,6 @@ inline void combineEvery(const Value* __restrict values, std::size_t count, Resu
         result[i] = store(value);
     }
 }
-
-template <class Lane, std::size_t bytes>
-using Vector [[gnu::vector_size(bytes)]] = Lane;
 
 template <class Lane, std::size_t bytes, std::size_t... i>
 inline Vector<Lane, bytes> everyFifthLane(Vector<Lane, bytes> lanes, std::index_sequence<i...> /*all*/) {
@@ -876,9 +1021,9 @@ bool slide(R reduction, const SzPicBuf& source, const Area& area, SzPicBuf& dest
     const std::size_t scratchBytes = scratchLines * scratchPitch<Value>(area.width) * sizeof(Value);
     const auto slideOne = [&](std::size_t block, std::byte* scratch) {
         const std::size_t top = block * blockLines;
-        forInstructionSets<&slideBlock<typename Portable<R>::Type>, &slideBlock<R>, &slideBlock<R>>(
-            reduction, in, out, area.cellWidth, area.cellHeight, top, std::min(top + blockLines, lines),
-            scratch);
+        forInstructionSets<&slideBlock<typename Portable<R>::Type, 16>, &slideBlock<R, 32>,
+                           &slideBlock<R, 64>>(reduction, in, out, area.cellWidth, area.cellHeight, top,
+                                               std::min(top + blockLines, lines), scratch);
     };
     if (!forEachOnThreads(threads, blocks, scratchBytes, slideOne))
         return false;

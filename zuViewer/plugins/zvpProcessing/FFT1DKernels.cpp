@@ -48,14 +48,18 @@ std::uint64_t exactSum(const T* samples, std::size_t count) {
 
 constexpr std::size_t groupRows = 4;
 constexpr std::size_t columnsAtOnce = 8;
+constexpr std::size_t blockBytes = columnsAtOnce * sizeof(std::uint16_t);
 
 /// Rows that are added side by side: while an addition waits for the one before it, those of other rows go
 /// on.
-constexpr std::size_t rowsAtOnce = 32;
-/// Each eight of them are a cache line of samples behind the eight above. Rows often begin a multiple of 4096
-/// bytes apart, so that the same columns of more of them would not fit into the fastest cache together.
-constexpr std::size_t lagRows = 8;
+constexpr std::size_t rowsAtOnce = 16;
+constexpr std::size_t groupsAtOnce = rowsAtOnce / groupRows;
+/// The lower half of them is a cache line of samples behind the upper one. Rows often begin a multiple of
+/// 4096 bytes apart, so that the same columns of more of them would not fit into the fastest cache together.
 constexpr std::size_t lag = cacheLine / sizeof(std::uint16_t);
+constexpr std::size_t lagOf(std::size_t row) {
+    return row < rowsAtOnce / 2 ? 0 : lag;
+}
 
 template <std::size_t groups>
 struct SzVectors {
@@ -70,35 +74,18 @@ using Integers = typename SzVectors<groups>::Integers;
 template <std::size_t groups>
 using Floats = typename SzVectors<groups>::Floats;
 
-/// Some samples of each of four rows.
-struct SzBlock {
-    const std::uint16_t* samples;
-    std::size_t pitch; ///< in bytes
-
-    const std::uint8_t* row(std::size_t y) const {
-        return reinterpret_cast<const std::uint8_t*>(samples) + y * pitch;
-    }
-};
-
-template <std::size_t half, std::size_t... i>
-[[gnu::always_inline]] inline void join(const Pairs<half>& a, const Pairs<half>& b, Pairs<2 * half>& both,
-                                        std::index_sequence<i...>) {
-    both = __builtin_shufflevector(a, b, i...);
-}
-
-/// The samples of one row of each block.
-template <std::size_t groups>
-[[gnu::always_inline]] inline void load(const SzBlock* blocks, std::size_t y, Pairs<groups>& row) {
-    if constexpr (groups > 1) {
-        constexpr std::size_t half = groups / 2;
-        Pairs<half> a;
-        Pairs<half> b;
-        load<half>(blocks, y, a);
-        load<half>(blocks + half, y, b);
-        join<half>(a, b, row, std::make_index_sequence<4 * groups>());
-    } else {
-        std::memcpy(&row, blocks->row(y), sizeof row);
-    }
+/// Eight samples of one row of each group, so many bytes behind the given ones.
+template <std::size_t groups, std::size_t... group>
+[[gnu::always_inline]] inline void load(const std::uint8_t* const* samples, std::size_t offset,
+                                        Pairs<groups>& row, std::index_sequence<group...> /*all*/) {
+    __extension__ typedef unsigned __int128 Eight;
+    typedef Eight Eights __attribute__((vector_size(groups * blockBytes)));
+    const auto eightAt = [](const std::uint8_t* memory) {
+        Eight eight;
+        std::memcpy(&eight, memory, sizeof eight);
+        return eight;
+    };
+    row = reinterpret_cast<Pairs<groups>>(Eights{eightAt(samples[group] + offset)...});
 }
 
 /// Interleaves the pairs of a with those of b in each 16 bytes: the first two of both, and the others.
@@ -110,13 +97,15 @@ template <std::size_t groups, std::size_t... i>
     high = __builtin_shufflevector(a, b, (i / 4 * 4 + 2 + i % 4 / 2 + i % 2 * 4 * groups)...);
 }
 
-/// Adds the columns of one block per group, from left to right.
+/// Adds the columns of one block per group, from left to right. Blocks begin at an offset in bytes from the
+/// given samples of their groups' first rows.
 template <std::size_t groups>
-[[gnu::always_inline]] inline void addBlocks(const SzBlock* blocks, Floats<groups>& sums) {
+[[gnu::always_inline]] inline void addBlocks(const std::uint8_t* const* samples, std::size_t offset,
+                                             std::size_t pitch, Floats<groups>& sums) {
     constexpr auto all = std::make_index_sequence<4 * groups>();
     Pairs<groups> rows[groupRows];
     for (std::size_t y = 0; y < groupRows; ++y)
-        load<groups>(blocks, y, rows[y]);
+        load<groups>(samples, offset + y * pitch, rows[y], std::make_index_sequence<groups>());
     // Two rounds of interleaving each row with the second after it turn rows into columns.
     for (int round = 0; round < 2; ++round) {
         Pairs<groups> interleaved[groupRows];
@@ -137,45 +126,74 @@ float addSamples(float sum, const T* samples, std::size_t count) {
     return sum;
 }
 
+/// Adds a cache line of samples of each of rowsAtOnce rows: those of the groups' first rows are given, the
+/// pitch is in bytes. Has as many bytes fetched ahead.
+template <std::size_t groups>
+[[gnu::always_inline]] inline void addLines(const std::uint8_t* const* samples, std::size_t pitch,
+                                            const std::uint8_t*& ahead, Floats<groups>* sums) {
+    for (std::size_t offset = 0; offset < cacheLine; offset += blockBytes) {
+        prefetch(ahead, rowsAtOnce * blockBytes);
+        ahead += rowsAtOnce * blockBytes;
+        for (std::size_t group = 0; group < groupsAtOnce; group += groups)
+            addBlocks<groups>(samples + group, offset, pitch, sums[group / groups]);
+    }
+}
+
 /// The sums of rowsAtOnce rows from first on, one sample after the other.
 template <std::size_t groups>
 void sumSideBySide(PictureView<const std::uint16_t> picture, std::size_t first, float* sums) {
-    constexpr std::size_t setRows = groups * groupRows;
-    constexpr std::size_t sets = rowsAtOnce / setRows;
-    constexpr std::uint16_t nothing[lag] = {}; // adds 0, which changes no sum
+    const auto bytesAt = [&](std::size_t row, std::size_t column) {
+        return reinterpret_cast<const std::uint8_t*>(picture.row(first + row) + column);
+    };
     const std::size_t inLines = picture.width / lag * lag;
-    // The next rows are fetched in the order of the memory, as many bytes as are being added.
-    const std::uint16_t* ahead = picture.row(first + rowsAtOnce);
+    const std::uint8_t* ahead = bytesAt(rowsAtOnce, 0); // the next rows, in the order of the memory
+    Floats<groups> vectorSums[groupsAtOnce / groups] = {};
 
-    Floats<groups> setSums[sets] = {};
-    for (std::size_t x = 0; x < inLines + (rowsAtOnce / lagRows - 1) * lag; x += lag)
-        for (std::size_t set = 0; set < sets; ++set) {
-            SzBlock blocks[groups];
-            for (std::size_t group = 0; group < groups; ++group) {
-                const std::size_t y = set * setRows + group * groupRows;
-                const std::size_t behind = y / lagRows * lag;
-                const bool isInside = x >= behind && x < inLines + behind;
-                blocks[group] = isInside ? SzBlock{picture.row(first + y) + (x - behind), picture.pitch}
-                                         : SzBlock{nothing, 0};
-            }
-            prefetch<EzCache::Second>(ahead, setRows * cacheLine);
-            ahead += setRows * lag;
-            for (std::size_t column = 0; column < lag; column += columnsAtOnce) {
-                addBlocks<groups>(blocks, setSums[set]);
-                for (SzBlock& block : blocks)
-                    block.samples += columnsAtOnce;
-            }
+    // Where one half of the rows is inside the picture and the other not yet, or no more.
+    const auto addEdge = [&](std::size_t column) {
+        std::uint16_t lines[rowsAtOnce][lag] = {}; // adds 0, which changes no sum
+        const std::uint8_t* samples[groupsAtOnce];
+        for (std::size_t row = 0; row < rowsAtOnce; ++row) {
+            const std::size_t ownColumn = column - lagOf(row);
+            if (ownColumn < inLines) // what is left of the picture is a very large number
+                std::memcpy(lines[row], bytesAt(row, ownColumn), cacheLine);
         }
-    for (std::size_t i = 0; i < rowsAtOnce; ++i)
-        sums[first + i] = addSamples(setSums[i / setRows][i % setRows], picture.row(first + i) + inLines,
-                                     picture.width - inLines);
+        for (std::size_t group = 0; group < groupsAtOnce; ++group)
+            samples[group] = reinterpret_cast<const std::uint8_t*>(lines[group * groupRows]);
+        addLines<groups>(samples, cacheLine, ahead, vectorSums);
+    };
+    addEdge(0);
+    const std::uint8_t* samples[groupsAtOnce];
+    for (std::size_t group = 0; group < groupsAtOnce; ++group)
+        samples[group] = bytesAt(group * groupRows, lag - lagOf(group * groupRows));
+    for (std::size_t column = lag; column < inLines; column += lag) {
+        addLines<groups>(samples, picture.pitch, ahead, vectorSums);
+        for (const std::uint8_t*& groupSamples : samples)
+            groupSamples += cacheLine;
+    }
+    addEdge(std::max(inLines, lag));
+
+    constexpr std::size_t lanes = groups * groupRows;
+    for (std::size_t row = 0; row < rowsAtOnce; ++row)
+        sums[first + row] = addSamples(vectorSums[row / lanes][row % lanes],
+                                       picture.row(first + row) + inLines, picture.width - inLines);
+}
+
+/// The sums of at most rowsAtOnce rows.
+template <std::size_t groups, class T>
+void sumInOrder(PictureView<const T> picture, std::size_t first, std::size_t end, float* sums) {
+    if constexpr (sizeof(T) == sizeof(std::uint16_t))
+        if (picture.height >= rowsAtOnce)
+            return sumSideBySide<groups>(picture, end - rowsAtOnce, sums);
+    for (std::size_t y = first; y < end; ++y)
+        sums[y] = addSamples(0.0F, picture.row(y), picture.width);
 }
 
 template <std::size_t groups, class T>
 void sumRows(PictureView<const T> picture, float* sums) {
+    bool exact = true; // like the rows above: a guess
     for (std::size_t first = 0; first < picture.height; first += rowsAtOnce) {
         const std::size_t end = std::min<std::size_t>(first + rowsAtOnce, picture.height);
-        bool exact = true;
         for (std::size_t y = first; y < end && exact; ++y) {
             const std::uint64_t sum = exactSum(picture.row(y), picture.width);
             exact = sum <= largestExact;
@@ -183,13 +201,8 @@ void sumRows(PictureView<const T> picture, float* sums) {
         }
         if (exact)
             continue;
-        if constexpr (sizeof(T) == sizeof(std::uint16_t))
-            if (picture.height >= rowsAtOnce) {
-                sumSideBySide<groups>(picture, end - rowsAtOnce, sums);
-                continue;
-            }
-        for (std::size_t y = first; y < end; ++y)
-            sums[y] = addSamples(0.0F, picture.row(y), picture.width);
+        sumInOrder<groups>(picture, first, end, sums);
+        exact = *std::max_element(sums + first, sums + end) <= static_cast<float>(largestExact);
     }
 }
 

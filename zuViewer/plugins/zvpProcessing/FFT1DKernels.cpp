@@ -99,9 +99,9 @@ template <std::size_t groups, std::size_t... i>
 
 /// Adds the columns of one block per group, from left to right. Blocks begin at an offset in bytes from the
 /// given samples of their groups' first rows.
-template <std::size_t groups>
+template <std::size_t groups, class Sums>
 [[gnu::always_inline]] inline void addBlocks(const std::uint8_t* const* samples, std::size_t offset,
-                                             std::size_t pitch, Floats<groups>& sums) {
+                                             std::size_t pitch, Sums& sums) {
     constexpr auto all = std::make_index_sequence<4 * groups>();
     Pairs<groups> rows[groupRows];
     for (std::size_t y = 0; y < groupRows; ++y)
@@ -114,8 +114,8 @@ template <std::size_t groups>
         std::copy_n(interleaved, groupRows, rows);
     }
     for (const Pairs<groups>& column : rows) {
-        sums += __builtin_convertvector(reinterpret_cast<Integers<groups>>(column & 0xffff), Floats<groups>);
-        sums += __builtin_convertvector(reinterpret_cast<Integers<groups>>(column >> 16), Floats<groups>);
+        sums += __builtin_convertvector(reinterpret_cast<Integers<groups>>(column & 0xffff), Sums);
+        sums += __builtin_convertvector(reinterpret_cast<Integers<groups>>(column >> 16), Sums);
     }
 }
 
@@ -126,11 +126,11 @@ float addSamples(float sum, const T* samples, std::size_t count) {
     return sum;
 }
 
-/// Adds a cache line of samples of each of rowsAtOnce rows: those of the groups' first rows are given, the
-/// pitch is in bytes. Has as many bytes fetched ahead.
-template <std::size_t groups>
+/// Adds a cache line of samples of each of rowsAtOnce rows to sums of integers or floats: those of the
+/// groups' first rows are given, the pitch is in bytes. Has as many bytes fetched ahead.
+template <std::size_t groups, class Sums>
 [[gnu::always_inline]] inline void addLines(const std::uint8_t* const* samples, std::size_t pitch,
-                                            const std::uint8_t*& ahead, Floats<groups>* sums) {
+                                            const std::uint8_t*& ahead, Sums* sums) {
     for (std::size_t offset = 0; offset < cacheLine; offset += blockBytes) {
         prefetch(ahead, rowsAtOnce * blockBytes);
         ahead += rowsAtOnce * blockBytes;
@@ -147,33 +147,51 @@ void sumSideBySide(PictureView<const std::uint16_t> picture, std::size_t first, 
     };
     const std::size_t inLines = picture.width / lag * lag;
     const std::uint8_t* ahead = bytesAt(rowsAtOnce, 0); // the next rows, in the order of the memory
-    Floats<groups> vectorSums[groupsAtOnce / groups] = {};
+    constexpr std::size_t lanes = groups * groupRows;
+    constexpr std::size_t vectors = rowsAtOnce / lanes;
+    Integers<groups> exactSums[vectors] = {};
+    Floats<groups> vectorSums[vectors];
 
     // Where one half of the rows is inside the picture and the other not yet, or no more.
-    const auto addEdge = [&](std::size_t column) {
+    const auto addEdge = [&](std::size_t column, auto* sumsSoFar) {
         std::uint16_t lines[rowsAtOnce][lag] = {}; // adds 0, which changes no sum
-        const std::uint8_t* samples[groupsAtOnce];
+        const std::uint8_t* inLine[groupsAtOnce];
         for (std::size_t row = 0; row < rowsAtOnce; ++row) {
             const std::size_t ownColumn = column - lagOf(row);
             if (ownColumn < inLines) // what is left of the picture is a very large number
                 std::memcpy(lines[row], bytesAt(row, ownColumn), cacheLine);
         }
         for (std::size_t group = 0; group < groupsAtOnce; ++group)
-            samples[group] = reinterpret_cast<const std::uint8_t*>(lines[group * groupRows]);
-        addLines<groups>(samples, cacheLine, ahead, vectorSums);
+            inLine[group] = reinterpret_cast<const std::uint8_t*>(lines[group * groupRows]);
+        addLines<groups>(inLine, cacheLine, ahead, sumsSoFar);
     };
-    addEdge(0);
+    addEdge(0, exactSums);
     const std::uint8_t* samples[groupsAtOnce];
     for (std::size_t group = 0; group < groupsAtOnce; ++group)
         samples[group] = bytesAt(group * groupRows, lag - lagOf(group * groupRows));
-    for (std::size_t column = lag; column < inLines; column += lag) {
-        addLines<groups>(samples, picture.pitch, ahead, vectorSums);
-        for (const std::uint8_t*& groupSamples : samples)
-            groupSamples += cacheLine;
-    }
-    addEdge(std::max(inLines, lag));
+    std::size_t column = lag;
+    const auto addUpTo = [&](std::size_t end, auto* sumsSoFar) __attribute__((always_inline)) {
+        for (; column < end; column += lag) {
+            addLines<groups>(samples, picture.pitch, ahead, sumsSoFar);
+            for (const std::uint8_t*& ofGroup : samples)
+                ofGroup += cacheLine;
+        }
+    };
+    // As long as sums are exact, they are faster made of integers.
+    const auto exactLines = [&] {
+        std::int32_t largest = 0;
+        for (const Integers<groups>& vector : exactSums)
+            for (std::size_t lane = 0; lane < lanes; ++lane)
+                largest = std::max(largest, vector[lane]);
+        return (largestExact - static_cast<std::uint32_t>(largest)) / (lag * 65535);
+    };
+    for (std::size_t lines = exactLines(); lines > 0 && column < inLines; lines = exactLines())
+        addUpTo(std::min(inLines, column + lines * lag), exactSums);
+    for (std::size_t i = 0; i < vectors; ++i)
+        vectorSums[i] = __builtin_convertvector(exactSums[i], Floats<groups>);
+    addUpTo(inLines, vectorSums);
+    addEdge(column, vectorSums);
 
-    constexpr std::size_t lanes = groups * groupRows;
     for (std::size_t row = 0; row < rowsAtOnce; ++row)
         sums[first + row] = addSamples(vectorSums[row / lanes][row % lanes],
                                        picture.row(first + row) + inLines, picture.width - inLines);
@@ -287,7 +305,8 @@ std::size_t profileOf(PictureView<const T> picture, bool ofRows, float* profile,
 
 template <class T>
 void rowMeans(PictureView<const T> picture, float* means) {
-    forInstructionSets<&sumRows<1, T>, &sumRows<2, T>, &sumRows<4, T>>(picture, means);
+    // Wider vectors than 32 bytes wait for the memory longer than they add faster.
+    forInstructionSets<&sumRows<1, T>, &sumRows<2, T>, &sumRows<2, T>>(picture, means);
     divide(means, picture.height, picture.width);
 }
 

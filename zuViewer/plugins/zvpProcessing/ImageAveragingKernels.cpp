@@ -528,18 +528,44 @@ struct Subtraction {
     const T* subtracted; // all bits set, or none where the average is not subtracted
     const T* limits;
     std::size_t length;
+    std::size_t channels;
     bool isSaturating; // whether subtractSaturating() is used
 };
 
 #ifdef __SSE2__
-[[gnu::always_inline]] inline __m128i load(const void* samples) {
-    return _mm_loadu_si128(static_cast<const __m128i*>(samples));
+
+template <class T>
+__m128i saturatingSum(__m128i a, __m128i b) {
+    return sizeof(T) == 1 ? _mm_adds_epu8(a, b) : _mm_adds_epu16(a, b);
 }
+
+template <class T>
+__m128i saturatingDifference(__m128i a, __m128i b) {
+    return sizeof(T) == 1 ? _mm_subs_epu8(a, b) : _mm_subs_epu16(a, b);
+}
+
+template <class T>
+__m128i load(const T* samples) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(samples));
+}
+
+/// difference() for a vector of samples: of the mean, of which average samples are subtracted, and the limit.
+template <class T>
+void subtractVector(const T* average, T* picture, __m128i mean, __m128i subtracted, __m128i limit) {
+    const __m128i sample = load(picture);
+    const __m128i subtrahend = _mm_and_si128(load(average), subtracted);
+    const __m128i above = saturatingDifference<T>(sample, subtrahend);
+    const __m128i below = saturatingDifference<T>(subtrahend, sample); // one of the two is 0
+    const __m128i sum = saturatingSum<T>(saturatingDifference<T>(mean, below), above);
+    const __m128i beyond = saturatingDifference<T>(sum, limit);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(picture), saturatingDifference<T>(sum, beyond));
+}
+
 #endif
 
 /// Subtracts from as many samples of a block as it can, from the first on, and returns how many these were:
-/// only those of 16 bits, and only where nothing beyond SSE2 is used. That has no smaller and no larger of
-/// two such samples, but saturation, which plain C++ is not compiled to.
+/// only those of 8 and 16 bits, and only where nothing beyond SSE2 is used. That has saturation, which plain
+/// C++ is not compiled to, and no smaller and no larger of two samples of 16 bits.
 template <class T>
 std::size_t subtractSaturating([[maybe_unused]] const T* __restrict average,
                                [[maybe_unused]] T* __restrict picture, [[maybe_unused]] std::size_t samples,
@@ -547,16 +573,22 @@ std::size_t subtractSaturating([[maybe_unused]] const T* __restrict average,
     std::size_t done = 0;
 #ifdef __SSE2__
     constexpr std::size_t together = sizeof(__m128i) / sizeof(T);
-    if constexpr (sizeof(T) == 2)
-        for (; block.isSaturating && done + together <= samples; done += together) {
-            const __m128i sample = load(picture + done);
-            const __m128i subtrahend = _mm_and_si128(load(average + done), load(block.subtracted + done));
-            const __m128i above = _mm_subs_epu16(sample, subtrahend);
-            const __m128i below = _mm_subs_epu16(subtrahend, sample); // one of the two is 0
-            const __m128i sum = _mm_adds_epu16(_mm_subs_epu16(load(block.means + done), below), above);
-            const __m128i beyond = _mm_subs_epu16(sum, load(block.limits + done));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(picture + done), _mm_sub_epi16(sum, beyond));
+    if constexpr (sizeof(T) <= 2) {
+        if (!block.isSaturating)
+            return 0;
+        if (together % block.channels == 0) { // each vector is like the first
+            const __m128i mean = load(block.means);
+            const __m128i subtracted = load(block.subtracted);
+            const __m128i limit = load(block.limits);
+#pragma GCC unroll 4
+            for (; done + together <= samples; done += together)
+                subtractVector(average + done, picture + done, mean, subtracted, limit);
+        } else {
+            for (; done + together <= samples; done += together)
+                subtractVector(average + done, picture + done, load(block.means + done),
+                               load(block.subtracted + done), load(block.limits + done));
         }
+    }
 #endif
     return done;
 }
@@ -586,6 +618,10 @@ void subtractSamples(PictureView<const T> average, PictureView<T> picture, Subtr
         }
         for (std::size_t i = 0; i < samples; i += block.length) {
             const std::size_t count = std::min(block.length, samples - i);
+            if (block.isSaturating) { // wider vectors are through before the next line could come
+                prefetch(average.row(y + 1) + i, count * sizeof(T));
+                prefetch(picture.row(y + 1) + i, count * sizeof(T));
+            }
             const std::size_t done = subtractSaturating(a + i, p + i, count, block);
             subtractBlock(a + i + done, p + i + done, count - done, block.means + done,
                           block.subtracted + done, block.limits + done);
@@ -621,9 +657,9 @@ void subtract(const SzPicBuf& average, SzPicBuf& picture, const CzHistoData& his
             subtracted.data()[i] = kept ? 0 : largest;
             limits.data()[i] = kept ? largest : fullScale<T>(average.bitDepth);
         }
-        const bool isSaturating = sizeof(T) == 2 && instructionSet() == EzInstructionSet::Portable;
-        const Subtraction<T> block{means.data(), subtracted.data(), limits.data(), means.length(),
-                                   isSaturating};
+        const bool isSaturating = sizeof(T) <= 2 && instructionSet() == EzInstructionSet::Portable;
+        const Subtraction<T> block{means.data(),   subtracted.data(), limits.data(),
+                                   means.length(), average.channels,  isSaturating};
         forInstructionSet<&subtractSamples<T>>(walk<const T>(average), walk<T>(picture), block);
     }
 }

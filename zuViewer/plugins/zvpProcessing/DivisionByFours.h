@@ -60,9 +60,11 @@ class Wide {
 public:
     static constexpr unsigned bits = 31;
 
-    explicit Wide(std::uint32_t divisor) {
+    /// The fourth quotient of each four is 0 where it is not wanted.
+    Wide(std::uint32_t divisor, bool fourthToo) {
         const Reciprocal reciprocal(bits, divisor);
-        m_factor = Products{} + reciprocal.factor;
+        m_evenFactor = m_oddFactor = Products{} + reciprocal.factor;
+        m_oddFactor[1] *= fourthToo ? 1 : 0;
         m_shift = reciprocal.shift;
     }
     [[gnu::always_inline]] Quotients operator()(Sums first, Sums second) const {
@@ -73,17 +75,18 @@ public:
 private:
     /// The quotients of two sums in the lower half of each lane.
     [[gnu::always_inline]] Products pairs(Sums sums) const {
-        const Products odd = reinterpret_cast<Products>(sums) >> 32U;
-        return ((products(sums) >> m_shift) & 0xffffU) |
-               ((products(reinterpret_cast<Sums>(odd)) >> (m_shift - 16)) & 0xffff0000U);
+        const auto even = reinterpret_cast<Products>(sums);
+        return ((products(even, m_evenFactor) >> m_shift) & 0xffffU) |
+               ((products(even >> 32U, m_oddFactor) >> (m_shift - 16)) & 0xffff0000U);
     }
-    /// Of the first and the third sum.
-    [[gnu::always_inline]] Products products(Sums sums) const {
+    /// Of the lower halves.
+    [[gnu::always_inline]] static Products products(Products sums, Products factor) {
         return reinterpret_cast<Products>(
-            _mm_mul_epu32(reinterpret_cast<__m128i>(sums), reinterpret_cast<__m128i>(m_factor)));
+            _mm_mul_epu32(reinterpret_cast<__m128i>(sums), reinterpret_cast<__m128i>(factor)));
     }
 
-    Products m_factor;
+    Products m_evenFactor;
+    Products m_oddFactor;
     unsigned m_shift;
 };
 
@@ -93,9 +96,11 @@ public:
     static constexpr unsigned bits = 15;
     static bool canDivideBy(std::uint32_t divisor) { return divisor > 1 && divisor <= 1U << bits; }
 
-    explicit Narrow(std::uint32_t divisor) {
+    Narrow(std::uint32_t divisor, bool fourthToo) {
         const Reciprocal reciprocal(bits, divisor);
         m_factor = Quotients{} + static_cast<std::uint16_t>(reciprocal.factor);
+        if (!fourthToo)
+            m_factor[3] = m_factor[7] = 0;
         m_shift = reciprocal.shift - 16;
     }
     [[gnu::always_inline]] Quotients operator()(Sums first, Sums second) const {
@@ -124,11 +129,11 @@ public:
     std::size_t divideRow(const std::uint32_t* sums, T* quotients, std::size_t fours) {
         std::size_t done = 0;
         if (m_isUsed && m_isNarrow) {
-            done = divide<step>(sums, quotients, fours, Narrow(m_divisor));
+            done = divide<step>(sums, quotients, fours, Narrow(m_divisor, step == 4));
             m_isNarrow = done > 0; // where one row is too bright, others will be
         }
         if (m_isUsed && done == 0)
-            done = divide<step>(sums, quotients, fours, Wide(m_divisor));
+            done = divide<step>(sums, quotients, fours, Wide(m_divisor, step == 4));
         return done;
     }
 
@@ -149,6 +154,7 @@ private:
             kept[i] = std::numeric_limits<T>::max();
         Sums all{};
         std::size_t done = 0;
+#pragma GCC unroll 2
         for (; done + together <= fours; done += together) {
             Sums in[together];
             for (std::size_t i = 0; i < together; ++i) {
@@ -165,7 +171,7 @@ private:
             if constexpr (step == 3) {
                 Samples before;
                 std::memcpy(&before, quotients + 4 * done, sizeof before);
-                out = (before & kept) | (out & ~kept);
+                out |= before & kept;
             }
             std::memcpy(quotients + 4 * done, &out, sizeof out);
         }

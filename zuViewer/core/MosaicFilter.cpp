@@ -297,13 +297,14 @@ template <class Lane, std::size_t bytes>
 using Vector [[gnu::vector_size(bytes)]] = Lane;
 
 template <std::size_t first, class V, std::size_t... i>
-inline V lanesFrom(V left, V right, std::index_sequence<i...> /*all*/) {
+[[gnu::always_inline]] inline V lanesFrom(V left, V right, std::index_sequence<i...> /*all*/) {
     return __builtin_shufflevector(left, right, (first + i)...);
 }
 
 /// As many lanes as one vector has, from the given one on, of two vectors beside each other.
 template <std::size_t first, class Lane, std::size_t bytes>
-inline Vector<Lane, bytes> lanesFrom(Vector<Lane, bytes> left, Vector<Lane, bytes> right) {
+[[gnu::always_inline]] inline Vector<Lane, bytes> lanesFrom(Vector<Lane, bytes> left,
+                                                            Vector<Lane, bytes> right) {
     constexpr std::size_t firstBit = 8 * first * sizeof(Lane);
     if constexpr (bytes == 16 && firstBit < 64) {
         // SSE2 has no such instruction for single bytes, but shifts in each half of a vector.
@@ -323,7 +324,7 @@ class Doubling {
 public:
     using Lanes = Vector<typename R::Value, vectorBytes>;
 
-    Lanes operator()(Lanes windows) {
+    [[gnu::always_inline]] Lanes operator()(Lanes windows) {
         Lanes later;
         if constexpr (length < lanes)
             later = lanesFrom<length, typename R::Value, vectorBytes>(windows, m_toTheRight[0]);

@@ -251,6 +251,17 @@ TEST_P(MosaicFilter, everyWidthAroundWholeVectors) {
         }
 }
 
+TEST_P(MosaicFilter, everyWidthBetweenACellAndSeveralOfThem) {
+    for (const EzImageDataType type : kernelSampleTypes())
+        for (const int cellWidth : {4, 8, 16})
+            for (int width = cellWidth; width <= 34; ++width) {
+                const HeapPicture source =
+                    patternPicture(mosaicFormat(static_cast<std::uint32_t>(width), 4, type, 1));
+                for (const int cellHeight : {1, 3})
+                    expectPlainResults(*source, all(*source), cellWidth, cellHeight);
+            }
+}
+
 TEST_P(MosaicFilter, valuesOfCellsInLinesOfSeveralBlocks) {
     for (const EzImageDataType type : kernelSampleTypes())
         for (const int cell : {1, 2, 3, 4, 5, 8, 10, 16, 32})

@@ -3,8 +3,8 @@
 //
 // A window is combined column by column first: the line of a window's columns stays in the cache while it is
 // combined to windows. The first step costs nearly the same for cells of all heights. The second one doubles
-// the width: in the lanes of vectors where it is a power of two, otherwise with one more pass over the line
-// for each time. Both work with whole lines (so that they can be vectorised) and combine nothing but the
+// the width: in the lanes of vectors for widths of 4, 8 and 16, otherwise with one more pass over the line for
+// each time. Both work with whole lines (so that they can be vectorised) and combine nothing but the
 // samples of the window, in the same order everywhere: a sum of floats does not depend on its neighbours, and
 // nothing on the number of threads.
 #include "ExactDivision.h"
@@ -190,7 +190,7 @@ constexpr std::size_t blockOfWindows = 64;
 template <class Value>
 constexpr std::size_t valuesReadBeyond = blockOfWindows + cacheLine / sizeof(Value);
 
-/// Values from one line of scratch to the next: each begins a cache line.
+/// Values from one line of scratch to the next: each begins a cache line, and may be read beyond its end.
 template <class Value>
 constexpr std::size_t scratchPitch(std::size_t width) {
     constexpr std::size_t values = cacheLine / sizeof(Value);
@@ -343,14 +343,15 @@ private:
 };
 
 /// What combineWindows() makes of windows of 4, 8 or 16 values, without storing any shorter windows. Reads
-/// less than valuesReadBeyond values behind those of the windows, and uses nothing of them.
+/// less than valuesReadBeyond values behind those of the windows, which may be anything.
 template <class R, std::size_t vectorBytes, std::size_t window, class Value, class Result, class Store>
 inline void combineInLanes(const Value* __restrict values, std::size_t count, Result* __restrict result,
                            Store store) {
     constexpr std::size_t lanes = vectorBytes / sizeof(Value);
     constexpr bool storedAsTheyAre = std::is_same_v<Value, Result>;
+    static_assert(!(storedAsTheyAre && R::canRemove), "sums are divided");
     constexpr std::size_t block = storedAsTheyAre ? lanes : blockOfWindows;
-    const auto vectorAt = [](const Value* from) {
+    const auto vectorAt = [](const Value* from) __attribute__((always_inline)) {
         Vector<Value, vectorBytes> vector;
         std::memcpy(&vector, from, vectorBytes);
         return vector;
@@ -359,7 +360,7 @@ inline void combineInLanes(const Value* __restrict values, std::size_t count, Re
     Doubling<R, 2, vectorBytes> four;
     Doubling<R, 4, vectorBytes> eight;
     Doubling<R, 8, vectorBytes> sixteen;
-    const auto windowsAt = [&](const Value* from) {
+    const auto windowsAt = [&](const Value* from) __attribute__((always_inline)) {
         Vector<Value, vectorBytes> windows = vectorAt(from);
         if constexpr (vectorBytes == cacheLine) // nearly all others would be parts of two cache lines
             windows = four(two(windows));
@@ -467,13 +468,12 @@ private:
 
 // ---- A window at every sample ----
 
-/// A part of a line: so many windows that begin side by side, the samples that are looked at for them, and
-/// the places behind them that repeat the last window.
+/// A part of a line.
 struct Strip {
     std::size_t left;
-    std::size_t windows;
-    std::size_t width;
-    std::size_t repeats;
+    std::size_t windows; ///< that begin there, side by side
+    std::size_t width;   ///< in samples: as many as they need, or some more
+    std::size_t repeats; ///< places behind the windows that have none and repeat the last one
 };
 
 /// Calls function(strip) for strips of a line that together have all its windows, from left to right: what is
@@ -495,7 +495,8 @@ inline void forEachStrip(std::size_t width, std::size_t cellWidth, Function&& fu
     }
 }
 
-/// A line of windows, from the values of their columns. Scratch: two lines of values.
+/// A line of windows, from the values of their columns, behind which valuesReadBeyond values may be read.
+/// Scratch: two lines of values.
 template <class R, std::size_t vectorBytes>
 inline void slideAlong(R reduction, const typename R::Value* columns, const Strip& strip,
                        std::size_t cellWidth, typename R::Sample* out, typename R::Value* scratch) {
@@ -505,7 +506,7 @@ inline void slideAlong(R reduction, const typename R::Value* columns, const Stri
         combineInLanes<R, vectorBytes, 16>(columns, windows, out, store);
     else if (cellWidth == 8)
         combineInLanes<R, vectorBytes, 8>(columns, windows, out, store);
-    else if (cellWidth == 4 && vectorBytes == cacheLine)
+    else if (cellWidth == 4 && vectorBytes == cacheLine) // with shorter vectors a pass is as fast
         combineInLanes<R, vectorBytes, 4>(columns, windows, out, store);
     else
         combineWindows<R>(columns, cellWidth, windows, scratch,
@@ -605,7 +606,7 @@ void slideBlock(R reduction, PictureView<const typename R::Sample> source,
     } else {
         FetchWindowsAhead<Sample> nextBlock(source, destination, cellHeight, end, end - top);
         forEachStrip<Sample>(source.width, cellWidth, [&](const Strip& strip) {
-            PictureView<const Sample> from = source;
+            PictureView<const Sample> from = source; // lines from the strip on
             PictureView<Sample> to = destination;
             from.data += strip.left;
             to.data += strip.left;
@@ -689,13 +690,14 @@ inline void combineEvery(const Value* __restrict values, std::size_t count, Resu
 }
 
 template <class Lane, std::size_t bytes, std::size_t... i>
-inline Vector<Lane, bytes> everyFifthLane(Vector<Lane, bytes> lanes, std::index_sequence<i...> /*all*/) {
+[[gnu::always_inline]] inline Vector<Lane, bytes> everyFifthLane(Vector<Lane, bytes> lanes,
+                                                                 std::index_sequence<i...> /*all*/) {
     return __builtin_shufflevector(lanes, lanes, (5 * i % sizeof...(i))...);
 }
 
 /// The lanes 0, 5, 10 ..., modulo their number: all of them.
 template <class Lane, std::size_t bytes>
-inline Vector<Lane, bytes> everyFifthLane(Vector<Lane, bytes> lanes) {
+[[gnu::always_inline]] inline Vector<Lane, bytes> everyFifthLane(Vector<Lane, bytes> lanes) {
     if constexpr (bytes == 16 && sizeof(Lane) <= 2) {
         // SSE2 cannot do so at once. Seen as lines of four bytes or of two lanes of 16 bits, each column is
         // turned by its number.

@@ -171,7 +171,7 @@ private:
             if constexpr (step == 3) {
                 Samples before;
                 std::memcpy(&before, quotients + 4 * done, sizeof before);
-                out |= before & kept;
+                out |= before & kept; // instead of a quotient of 0
             }
             std::memcpy(quotients + 4 * done, &out, sizeof out);
         }

@@ -126,8 +126,8 @@ float addSamples(float sum, const T* samples, std::size_t count) {
     return sum;
 }
 
-/// Adds a cache line of samples of each of rowsAtOnce rows to sums of integers or floats: those of the
-/// groups' first rows are given, the pitch is in bytes. Has as many bytes fetched ahead.
+/// Adds a cache line of samples of each of rowsAtOnce rows to sums of integers or floats. Given are the
+/// samples of the groups' first rows; the pitch is in bytes. Has as many bytes fetched ahead.
 template <std::size_t groups, class Sums>
 [[gnu::always_inline]] inline void addLines(const std::uint8_t* const* samples, std::size_t pitch,
                                             const std::uint8_t*& ahead, Sums* sums) {
@@ -158,7 +158,7 @@ void sumSideBySide(PictureView<const std::uint16_t> picture, std::size_t first, 
         const std::uint8_t* inLine[groupsAtOnce];
         for (std::size_t row = 0; row < rowsAtOnce; ++row) {
             const std::size_t ownColumn = column - lagOf(row);
-            if (ownColumn < inLines) // what is left of the picture is a very large number
+            if (ownColumn < inLines) // a column left of the picture is a very large number
                 std::memcpy(lines[row], bytesAt(row, ownColumn), cacheLine);
         }
         for (std::size_t group = 0; group < groupsAtOnce; ++group)
@@ -197,7 +197,7 @@ void sumSideBySide(PictureView<const std::uint16_t> picture, std::size_t first, 
                                        picture.row(first + row) + inLines, picture.width - inLines);
 }
 
-/// The sums of at most rowsAtOnce rows.
+/// The sums of the rows from first to end − 1, at most rowsAtOnce; perhaps once more those of rows above.
 template <std::size_t groups, class T>
 void sumInOrder(PictureView<const T> picture, std::size_t first, std::size_t end, float* sums) {
     if constexpr (sizeof(T) == sizeof(std::uint16_t))
@@ -209,7 +209,7 @@ void sumInOrder(PictureView<const T> picture, std::size_t first, std::size_t end
 
 template <std::size_t groups, class T>
 void sumRows(PictureView<const T> picture, float* sums) {
-    bool exact = true; // like the rows above: a guess
+    bool exact = true; // at first a guess: as those of the rows above were
     for (std::size_t first = 0; first < picture.height; first += rowsAtOnce) {
         const std::size_t end = std::min<std::size_t>(first + rowsAtOnce, picture.height);
         for (std::size_t y = first; y < end && exact; ++y) {
@@ -305,7 +305,7 @@ std::size_t profileOf(PictureView<const T> picture, bool ofRows, float* profile,
 
 template <class T>
 void rowMeans(PictureView<const T> picture, float* means) {
-    // Wider vectors than 32 bytes wait for the memory longer than they add faster.
+    // Vectors of 64 bytes lose more by waiting for the memory than they gain.
     forInstructionSets<&sumRows<1, T>, &sumRows<2, T>, &sumRows<2, T>>(picture, means);
     divide(means, picture.height, picture.width);
 }

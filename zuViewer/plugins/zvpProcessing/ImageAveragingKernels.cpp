@@ -528,7 +528,7 @@ struct Subtraction {
     const T* subtracted; // all bits set, or none where the average is not subtracted
     const T* limits;
     std::size_t length;
-    std::size_t channels;
+    bool isAlike;      // whether each 16 bytes of the block are like the first ones
     bool isSaturating; // whether subtractSaturating() is used
 };
 
@@ -576,7 +576,7 @@ std::size_t subtractSaturating([[maybe_unused]] const T* __restrict average,
     if constexpr (sizeof(T) <= 2) {
         if (!block.isSaturating)
             return 0;
-        if (together % block.channels == 0) { // each vector is like the first
+        if (block.isAlike) {
             const __m128i mean = load(block.means);
             const __m128i subtracted = load(block.subtracted);
             const __m128i limit = load(block.limits);
@@ -658,8 +658,9 @@ void subtract(const SzPicBuf& average, SzPicBuf& picture, const CzHistoData& his
             limits.data()[i] = kept ? largest : fullScale<T>(average.bitDepth);
         }
         const bool isSaturating = sizeof(T) <= 2 && instructionSet() == EzInstructionSet::Portable;
+        const bool isAlike = 16 / sizeof(T) % average.channels == 0;
         const Subtraction<T> block{means.data(),   subtracted.data(), limits.data(),
-                                   means.length(), average.channels,  isSaturating};
+                                   means.length(), isAlike,           isSaturating};
         forInstructionSet<&subtractSamples<T>>(walk<const T>(average), walk<T>(picture), block);
     }
 }

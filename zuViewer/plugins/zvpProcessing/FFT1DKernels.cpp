@@ -227,7 +227,7 @@ void sumRows(PictureView<const T> picture, float* sums) {
 // ---- Means of columns ----
 
 /// Rows that are added together: the sums are loaded and stored less often.
-constexpr std::size_t rowsTogether = 4;
+constexpr std::size_t rowsTogether = 8;
 
 /// Adds the rows from y to end − 1 to the sums of their columns, one after the other.
 template <class Sum, class T>
@@ -250,7 +250,7 @@ void addRows(PictureView<const T> picture, std::size_t y, std::size_t end, Sum* 
         const T* ahead = picture.row(y + rowsTogether); // in the order of the memory
         std::size_t x = 0;
         for (; x + inCacheLine <= width; x += inCacheLine) {
-            prefetch<EzCache::Second>(ahead, rowsTogether * cacheLine);
+            prefetch(ahead, rowsTogether * cacheLine);
             ahead += rowsTogether * inCacheLine;
             addColumns(x, inCacheLine);
         }

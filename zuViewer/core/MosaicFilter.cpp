@@ -3,8 +3,8 @@
 //
 // A window is combined column by column first: the line of a window's columns stays in the cache while it is
 // combined to windows. The first step costs nearly the same for cells of all heights. The second one doubles
-// the width: in the lanes of vectors for widths of 4, 8 and 16, otherwise with one more pass over the line for
-// each time. Both work with whole lines (so that they can be vectorised) and combine nothing but the
+// the width: in the lanes of vectors for widths of 4, 8 and 16, otherwise with one more pass over the line
+// for each time. Both work with whole lines (so that they can be vectorised) and combine nothing but the
 // samples of the window, in the same order everywhere: a sum of floats does not depend on its neighbours, and
 // nothing on the number of threads.
 #include "ExactDivision.h"
